@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+
+#include "StimPattern.h"
+#include "TarvUtilExport.h"
+
+// What a host plays where: the part of its pattern item that a continued play reads. A host may derive its
+// own item from it; a record made from that item keeps these two members only.
+struct StimItem
+{
+    int channel;                // the stimulator channel
+    StimPattern** patternSlot;  // where the host keeps the pattern; either pointer may be null
+};
+
+// The record of a play that is longer than one command can hold. Word 0 of a word array counts at most 4095
+// cycles; this record remembers how many cycles are left and when the next block of up to 4095 is due, and
+// produces the words of that block:
+//
+//     start    +3 ms                    1st due time (start + 4095 periods)        2nd due time
+//       |--------|----------------------------|------------------------------------|------> time
+//       host     first continuation,          second continuation, more than       ...
+//       sends    while the host's own         2 ms after the due time
+//       block 1  block still plays
+//
+// A host keeps such records ordered by due time (operator<), polls ReadyToContinue with its clock in
+// milliseconds, and sends what ContinueCmds writes. Example: 10 000 cycles of 100 ms, started at time 0 with
+// 4095 cycles sent: 5905 are left; ContinueCmds(3, buf) commands 4095 and is next due at 409 500, then
+// ContinueCmds(409 503, buf) commands the last 1810.
+//
+// The record does not own the pattern or the slot: the slot must outlive the record. Record and pattern must
+// be used by one thread at a time.
+class TARVUTIL_EXPORT ContinuedItemPlay
+{
+ public:
+    // A play of the item's pattern that started at nowMsec and of which cyclesStarted cycles are commanded
+    // already. The cycles left are CycleCount() - cyclesStarted (limited to the range of int), the largest
+    // int for a continuous pattern, and 0 when there is no pattern.
+    ContinuedItemPlay(StimItem item, int cyclesStarted, long nowMsec);
+    ContinuedItemPlay(const ContinuedItemPlay& other);
+    ContinuedItemPlay& operator=(const ContinuedItemPlay& other);
+
+    // The same play: equal channel, slot (as a pointer) and start time. Cycles left and due time do not
+    // count.
+    bool operator==(const ContinuedItemPlay& other) const;
+    // Earlier due time first; at equal due times, fewer cycles left first.
+    bool operator<(const ContinuedItemPlay& other) const;
+
+    // Cycles still to be commanded; below 1 the play is finished.
+    int RemCycles() const;
+    // The stimulator channel.
+    int Channel() const;
+    // The pattern in the slot, or null when the slot is null or empty.
+    StimPattern* Pattern() const;
+
+    // True later than 2 ms after the due time: at due + 2 not yet, at due + 3 it is.
+    bool ReadyToContinue(long nowMsec) const;
+    // The duration of a block of 4095 cycles in milliseconds; 0 when there is no pattern.
+    float ContinuePeriodMsec() const;
+
+    // Writes the words of the next block to buf, word 0 with its cycles first, moves the due time on by one
+    // block (cut to whole milliseconds, limited to the range of 64 bits) and takes its cycles off. The cycles
+    // of a continuous pattern never run down.
+    // Returns the number of 32-bit words written, in host byte order. Returns -1 and leaves record and buffer
+    // alone when buf is null, nothing is left, the block is not yet due, there is no pattern, or the
+    // pattern's word array cannot be brought up to date. REQUIRES: room for the whole word array (at most the
+    // pattern's command budget); buf may have any alignment. Allocates nothing, unless the AdjustPhases of a
+    // host's pattern does.
+    int ContinueCmds(long nowMsec, unsigned char* buf);
+
+    int m_channel;                // the item's channel
+    StimPattern** m_patternSlot;  // the item's slot, not owned
+    int m_remCycles;              // cycles still to be commanded; the largest int for a continuous pattern
+    std::int64_t m_startMsec;     // when the play started, ms
+    std::int64_t m_nextMsec;      // when the next block is due, ms; starts equal to m_startMsec
+};

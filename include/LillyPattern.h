@@ -1,0 +1,191 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "StimPattern.h"
+#include "TarvUtilExport.h"
+
+// The Lilly pattern: a charge-balanced biphasic pulse inside a period, five phases long.
+//
+//     index     0          1         2         3            4
+//           |  offset | phase 1 |   IPI   | phase 2 |   end phase         |
+//     uA    |         |         |         +---------+                     |
+//           +---------+         +---------+         +---------------------+
+//           |         +---------+                                         |
+//           |<------------------------- period ------------------------->|
+//
+// Phase 1 and phase 2 carry the current, normally in opposite directions; the sign of phase 1 is the
+// polarity. IPI is the inter-phase interval. The end phase is the rest of the period: after a setter has
+// changed another length the period is set again and the end phase takes up the difference. A growing phase
+// does not eat the end phase below its minimum of 33.333332 us unless the caller allows the period to grow;
+// SetPeriod itself may.
+//
+// Charge balance: with a balance mode the two pulses carry the same charge (amplitude x length) in opposite
+// directions, so that no net charge stays in the tissue. Phase 1 is the master; phase 2 is weaker and longer
+// by the ratio of the mode:
+//
+//     mode   0     1           2     3     4
+//     ratio  off   1 (mirror)  2     4     8
+//
+// Repair: a list that does not fit the time steps is repaired by moving phase boundaries onto step boundaries
+// (AdjustPhases), so a setter's result may differ from the request; it is the value in effect.
+//
+// Setters go through several guarded edits (SetPhaseLen, SetPhaseAmp, SetPhase, SetTrainLength), each of
+// which raises the change count by 1 when it is taken. A std::bad_alloc stops a setter between two edits;
+// each single edit is all or nothing.
+class TARVUTIL_EXPORT LillyPattern : public StimPattern
+{
+ public:
+    // The phase that a balancing call concerns; the values are phase indices.
+    enum LillyPhase : int
+    {
+        Phase1 = 1,
+        Phase2 = 3,
+    };
+
+    // What the value of a balancing call is.
+    enum PhaseParam : int
+    {
+        Len = 0,  // a length, microseconds
+        Amp = 1,  // an amplitude, microamperes
+    };
+
+    // The repairs that AdjustPhases may make, bits of m_autoAdjust.
+    enum Adjust : int
+    {
+        AdjustIPI = 1,     // lengthen or shorten the IPI
+        AdjustPhase2 = 2,  // lengthen phase 2, its charge kept
+        AdjustOffset = 4,  // lengthen the offset
+    };
+
+    // The end phase that the setters leave at least: the float nearest to 100/3 microseconds.
+    static constexpr float MinEndLenUsec = 33.333332f;
+
+    // A Lilly pattern with its Defaults, change count 0 and all repairs enabled. balanceMode is kept as
+    // given, without balancing; the other arguments and the refusal are StimPattern's.
+    LillyPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
+                 int balanceMode, float ampMax);
+    LillyPattern(const LillyPattern& other) = default;
+    LillyPattern& operator=(const LillyPattern& other) = default;
+    ~LillyPattern() override;
+
+    // As StimPattern's, with an optional fourth field, the charge-balance mode:
+    //
+    //     Head:(0,0)(200,-60)(100,0)(400,30)(9300,0):DurationMsec=[1000]:ChargeBalanceIdx=[2]
+    //
+    // A number above 4 counts as 4, a negative one is ignored, none reads as 0. A field that is not of the
+    // form name[number] appends "invalid charge balance specification string [%s]." to errors and gives
+    // false, while the phases and the train stay as read. A new mode rebuilds phase 2 (SetChargeBalanceMode).
+    bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
+                    std::vector<std::string>& warnings) override;
+    // StimPattern's text followed by ":ChargeBalanceIdx=[%d]".
+    std::string ToString() override;
+
+    // Sets the period, milliseconds, by the length of the end phase (count +1 when taken); a period shorter
+    // than phases 0 to 3 gives an end phase of 0. A train shorter than the period becomes one period (count
+    // +1). Returns the period then in force, milliseconds.
+    float SetPeriod(float periodMsec) override;
+    // (0, 0) (100, -3 steps) (100, 0) (100, 3 steps) (99700, 0): a period of 100 ms, and a train of 1 s whose
+    // cycles are rounded down. Raises the count for every list operation and once more.
+    void Defaults() override;
+    // Always true.
+    bool PhaseCountFixed() override;
+    // True when any repair is enabled.
+    bool AutoAdjustEnabled() override;
+
+    // Accepts a valid list of five phases; otherwise walks proposed and moves phase boundaries that fall
+    // inside a time step onto step boundaries, as the bits of m_autoAdjust allow. Three situations are
+    // repaired:
+    //   two active phases meet in one step, or an active phase starts while the step still carries current:
+    //     the IPI is lengthened to the next step boundary or shortened to the one before, else the offset
+    //     grows
+    //   an active phase ends well before the step that it shares is full:
+    //     phase 1: the offset grows; phase 2: the IPI moves, else phase 2 is lengthened with its charge kept
+    // The end phase (or the offset) gives or takes the time, so that the period stays. When maxCmds words are
+    // used up the rest of the list is cut off. Returns whether the list as it then is passes PhasesValid;
+    // false at the first repair that is refused or not allowed. Repairs stay in proposed either way; current
+    // and the change count are not touched. current and proposed may be the same object. With a time step
+    // that is not positive and finite, refuses without touching the list. Throws std::out_of_range when
+    // current ends before a difference to proposed is found, and when a repair needs a phase that the list
+    // does not have.
+    bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) override;
+    // 1; -1 when patternHelper is null.
+    int TypeID(PatternHelper* patternHelper) override;
+
+    // --- Parameters
+    // -------------------------------------------------------------------------------------------
+
+    float Offset();     // offset, milliseconds
+    float MaxOffset();  // the offset that leaves the end phase at its minimum, microseconds
+    float IPI();        // inter-phase interval, microseconds
+    float Phase1Len();  // microseconds
+    float Phase2Len();  // microseconds
+    float Phase1Amp();  // microamperes
+    float Phase2Amp();  // microamperes
+    float EndLen();     // rest of the period, microseconds
+    Stim::Polarity Polarity();
+
+    // Set a length and keep the period, the end phase taking up the difference; a negative request counts as
+    // 0. A request that does not leave the minimum end phase changes nothing, unless extendPeriod lets the
+    // period grow for it. While a balance mode is set, SetPhase1Len rebuilds phase 2 as well and SetPhase2Len
+    // changes nothing. Return the length in effect: SetOffset takes and returns milliseconds, the others
+    // microseconds.
+    float SetOffset(float offsetMsec, bool extendPeriod);
+    float SetIPI(float ipiUsec, bool extendPeriod);
+    float SetPhase1Len(float lenUsec, bool extendPeriod);
+    float SetPhase2Len(float lenUsec, bool extendPeriod);
+
+    // Set an amplitude, microamperes, rounded by NearestAmplitude and clamped to AmpMax. While a balance mode
+    // is set, SetPhase1Amp rebuilds phase 2 as well and SetPhase2Amp changes nothing.
+    void SetPhase1Amp(float ampUa);
+    void SetPhase2Amp(float ampUa);
+
+    // Exchanges phases 1 and 2, lengths and amplitudes, when phase 1 has the other sign; any other value of
+    // polarity and a phase 1 of amplitude 0 change nothing.
+    void SetPolarity(Stim::Polarity polarity);
+
+    // --- Charge balance
+    // ---------------------------------------------------------------------------------------
+
+    // Sets the mode, 0 to 4, and rebuilds phase 2 from phase 1 unless it is 0. Other modes and the mode that
+    // is set already change nothing.
+    void SetChargeBalanceMode(int mode);
+    int BalanceMode() const;
+    // True when the mode is not 0.
+    bool BalanceEnabled() const;
+    // 1 in mode 1, 0 in every other mode.
+    int ChargeBalMult() const;
+
+    // Gives phase 1 the new length or amplitude and derives phase 2: its amplitude is phase 1's over the
+    // ratio of mode (1 for modes other than 2 to 4), rounded by NearestAmplitude and turned round, its length
+    // what keeps the charges equal whatever that rounding did. For Phase2 both phases are written back as
+    // they are. The period stays; a pair that does not leave the minimum end phase changes nothing unless
+    // extendPeriod lets the period grow to fit exactly.
+    //
+    //     phase 1 (100, -30), step 10:  mode 1 -> (100, 30),  mode 2 -> (150, 20),  mode 3 -> (300, 10)
+    void BalancePhases(int mode, LillyPhase which, PhaseParam param, float value, bool extendPeriod);
+
+    // --- Repair
+    // -----------------------------------------------------------------------------------------------
+
+    // Changes the length of phase index of phases by delta, microseconds, and balances it against the end
+    // phase (against the offset when the end phase is too short to give the time). With keepCharge the
+    // amplitude changes so that the charge stays. Refuses a list of fewer than five phases, an index outside
+    // 0 to 4, a delta that is not less than the silent time at the start and end of the pattern's own period,
+    // a length below 0, and a time that no phase can give. When the offset itself would have to give the time
+    // for the offset, the lengths end as they were: true.
+    bool AdjustPhaseLen(std::vector<phase>& phases, int index, float delta, bool keepCharge);
+
+    // False when shifting the offset by shift microseconds would put a phase 1 of at most one time step
+    // wholly inside one step, starting and ending more than a tenth of a step after the start of the step.
+    // Throws std::out_of_range for fewer than two phases.
+    bool OffsetShiftOk(std::vector<phase>& phases, float shift);
+
+ protected:
+    int m_balanceMode;                                           // charge-balance mode, 0 off
+    int m_autoAdjust = AdjustIPI | AdjustPhase2 | AdjustOffset;  // repairs that AdjustPhases may make
+
+ private:
+    void SetLength(int index, float requestUsec, bool extendPeriod);
+};

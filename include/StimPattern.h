@@ -1,0 +1,407 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "TarvUtilExport.h"
+
+class PatternHelper;
+
+// One phase of a pattern: a constant current for a length of time.
+struct phase
+{
+    float len;  // length, microseconds; a list that passes PhasesValid has none below 0
+    float amp;  // amplitude, microamperes; the sign is the direction of the current, 0 is a pause
+};
+
+namespace Stim {
+// The sign of TrainPeriodMismatch's result; any other value behaves as WithSign.
+enum ReturnSign : int
+{
+    WithSign = 0,   // the signed mismatch
+    Magnitude = 1,  // its magnitude
+};
+
+// The direction of the first active phase of a biphasic pulse.
+enum Polarity : int
+{
+    NegativeFirst = 0,  // cathodal phase first: phase 1 below zero
+    PositiveFirst = 1,  // anodal phase first: phase 1 zero or above
+};
+}  // namespace Stim
+
+// The abstract base of every stimulation pattern: a list of phases played once a period and repeated for a
+// train, and the command words that make a current stimulator play it.
+//
+// Units: lengths and times are microseconds, amplitudes microamperes, both single precision. Operations that
+// speak of milliseconds convert with the factor 1000; frequencies are hertz. In a command word time is
+// counted in time steps and current in amplitude steps; both step sizes are given to the constructor.
+//
+// Caching: the words live in the object and are rebuilt on request, only when the change count has moved
+// since they were built. Each operation below says whether it raises the change count ("count +1"); one that
+// says nothing does not. Operations that change amplitudes without raising it reach the words only after
+// another edit, or Touch, does.
+//
+// Deriving: a host's pattern kind implements the five pure virtual operations. The base calls SetPeriod from
+// SetFrequency, and AdjustPhases from the single-phase edits and from Update; it calls no other one.
+//
+// A pattern object must be used by one thread at a time; distinct objects are independent. Copying copies
+// everything, the word array and the counters included. Operations that copy a list of phases or build text
+// can throw std::bad_alloc and then leave the pattern as it was; nothing else throws unless said so.
+class TARVUTIL_EXPORT StimPattern
+{
+ public:
+    // Which extreme MaxAmplitude returns; any other value behaves as Positive.
+    enum Sign : int
+    {
+        Positive = 0,  // the largest amplitude
+        Negative = 1,  // the smallest, the most negative, amplitude
+        Absolute = 2,  // the signed amplitude of the largest magnitude
+    };
+
+    // The most words a word array holds, word 0 included; the largest command budget.
+    static constexpr int MaxWords = 1024;
+
+    // A leftover time of at most this many microseconds is dropped when lengths are cut into time steps.
+    static constexpr float IgnoreUsec = 0.5f;
+    // The part of a time step that is added before a step count is rounded down, so that a length a hair
+    // short of a whole number of steps (as 99.67 us is of 3 x 33.333332) reaches it.
+    static constexpr float IgnoreFrac = 0.015f;
+
+    // A pattern without phases, train length 0, change count 0, its words never built.
+    //   maxCmdCount   command budget: the most words of the word array, word 0 included; 1..1024
+    //   timeStepUsec  time step of the stimulator, microseconds; with one that is not positive and finite no
+    //                 list of phases is valid
+    //   param2/3      stored with the pattern, read by nothing
+    //   ampStepSize   amplitude step, microamperes; with a negative, NaN or infinite one no list that carries
+    //                 current is valid, with 0 every amplitude counts as 0 steps
+    //   ampMax        largest amplitude magnitude, microamperes
+    // Throws std::exception, and makes no object, when maxCmdCount lies outside 1..1024.
+    StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
+                float ampMax);
+    StimPattern(const StimPattern& other) = default;
+    StimPattern& operator=(const StimPattern& other) = default;
+
+    // --- Virtual interface, in the order of its slots
+    // -------------------------------------------------------
+
+    virtual ~StimPattern();
+
+    // Reads phases and train from a specification string: fields cut at ':', empty ones dropped; a head field
+    // that is not examined, the phases, the train duration in milliseconds, further fields for subclasses.
+    //
+    //     Head:(100,50)(100,-50):DurationMsec=[1000]
+    //     Head:(200,-60)(100,0)(400,30):DurationMsec=[inf]        continuous
+    //
+    // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
+    // argument, as PhasesFromStr says. One message a fault is appended to errors, one a changed amplitude to
+    // warnings. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands
+    // the phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, also when
+    // SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads to know beforehand.
+    virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
+                            std::vector<std::string>& warnings);
+
+    // The phases and the train as text with six decimals and without a head field; put "Head:" in front to
+    // read it back. Always with a decimal point, whatever locale the host has set.
+    //
+    //     (100.000000,50.000000)(100.000000,-50.000000):DurationMsec=[1000.000000]
+    virtual std::string ToString();
+
+    // Makes the period, milliseconds, as near the request as the pattern kind allows; returns the period then
+    // in force, milliseconds.
+    virtual float SetPeriod(float periodMsec) = 0;
+
+    // Puts the default phases and timing of the pattern kind in place. The base never calls it; the
+    // constructor of a concrete kind does.
+    virtual void Defaults() = 0;
+
+    // True when the number of phases of this kind never changes. The library does not consult it.
+    virtual bool PhaseCountFixed() = 0;
+
+    // True when AdjustPhases may rework a list that fails validation. The library does not consult it.
+    virtual bool AutoAdjustEnabled() = 0;
+
+    // Decides whether proposed may replace current, reworking proposed in place where the kind can so that it
+    // passes PhasesValid(proposed, maxCmds). Single-phase edits pass the pattern's list and an edited copy,
+    // and take the copy when the result is true. Update passes the pattern's own list as both arguments (the
+    // same object) when it fails validation; what is reworked then stays, whatever the result. An override
+    // must not touch the change count.
+    virtual bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) = 0;
+
+    // The kind of the pattern: 4 unless a subclass says otherwise; -1 when patternHelper is null.
+    virtual int TypeID(PatternHelper* patternHelper);
+
+    // --- Record
+    // -----------------------------------------------------------------------------------------------
+
+    // Names the pattern; count +1 when the text differs.
+    void SetLabel(std::string label);
+    std::string Label() const;
+
+    int PhaseCount() const;
+    // Length (microseconds) and amplitude (microamperes) of phase i; 0 when there is no phase i.
+    float PhaseLen(int i) const;
+    float PhaseAmp(int i) const;
+    // Phase i inside the list, valid until the list changes; null when there is no phase i.
+    const phase* Phase(int i) const;
+    // A copy of the list, in playing order.
+    std::vector<phase> Phases() const;
+
+    // Words in the word array, word 0 included; 0 while there is no valid array.
+    int WordCount() const;
+    // How often a build of the word array was started; after the largest int it starts again at 0.
+    int UpdateCount() const;
+    // How often the pattern was edited; after the largest int it starts again at 0, and then no array that was
+    // built before counts as current.
+    int ChangeCount() const;
+    // Makes the word array stale; count +1.
+    void Touch();
+
+    // True when both hold equal phases in equal order, compared as floats: a NaN is never equal. Neither
+    // train nor scale nor label count; see Equals.
+    bool operator==(const StimPattern& other) const;
+
+    // --- Amplitude scale: none of these raises the change count
+    // ----------------------------------------------
+
+    // Sets the amplitude step, microamperes. With rescale every phase keeps its number of steps, rounded to
+    // the nearest (halves away from zero; 0 when the old step is 0), on the new step, within the largest
+    // amplitude.
+    //
+    //     step 1 -> 2, rescale:  3.4 -> 6,  -2.5 -> -6
+    void SetAmpStepSize(float stepSize, bool rescale);
+    float AmpStepSize() const;
+    // Stores the magnitude of ampMax, microamperes, and clamps every phase to it.
+    void SetAmpMax(float ampMax);
+    float AmpMax() const;
+    // Turns every phase into a pause of the same length. The words follow when the change count next moves.
+    void SetAmpsToZero();
+
+    // The nearest whole number of amplitude steps, halves away from zero, at least one step unless amp is 0;
+    // not limited to AmpMax. NaN for a step of 0 and an amp other than 0.
+    //
+    //     step 10:  14 -> 10,  15 -> 20,  -15 -> -20,  3 -> 10,  0 -> 0
+    float NearestAmplitude(float amp) const;
+
+    // The extreme amplitude that sign selects, microamperes; of tied magnitudes Absolute gives the last in
+    // the list. NaN amplitudes never win. An empty list gives 0 for Absolute, the largest finite float for
+    // Negative and minus that otherwise.
+    float MaxAmplitude(Sign sign) const;
+    float MaxAmp() const;  // MaxAmplitude(Positive)
+    float MinAmp() const;  // MaxAmplitude(Negative)
+    // The signed amplitude of the largest magnitude; of tied magnitudes the first in the list. 0 without
+    // phases.
+    float MaxAbsAmp() const;
+
+    // --- Timing
+    // -----------------------------------------------------------------------------------------------
+
+    // The period is the sum of the phase lengths: microseconds and milliseconds.
+    float PeriodUsec() const;
+    float Period() const;
+    // Cycles a second; infinite without phases.
+    float Frequency() const;
+    // Asks the virtual SetPeriod for 1000 / hz milliseconds; returns the frequency then in force.
+    float SetFrequency(float hz);
+
+    // The train length in milliseconds.
+    float TrainLength() const;
+    // Sets the train length, milliseconds, to at least one period. Returns the stored length in microseconds,
+    // not milliseconds. Count +1 when the stored value changes. A length at or above the largest finite float
+    // (or NaN) makes the pattern continuous.
+    float SetTrainLength(float msec);
+    // Sets the train length to a whole number of the present periods; 0 and below count as 1. Count +1 when
+    // the stored value changes. A later change of the period does not change the train length.
+    void SetCycleCount(int cycles);
+    // Cycles in the train: the whole number within 0.01 of the train in periods, or else rounded down (up
+    // when the pattern kind chose so); at least 1. The largest int for a continuous pattern and without
+    // phases.
+    //
+    //     period 10 ms:  train 25 -> 2,  29.8 -> 2,  29.95 -> 3,  30.05 -> 3
+    int CycleCount() const;
+    bool IsContinuous() const;
+
+    // By how much the train exceeds its last whole period, milliseconds; negative when it falls short of the
+    // next one by less than 0.01 of a period; 0 when continuous.
+    float TrainPeriodMismatch(Stim::ReturnSign how) const;
+    // The magnitude of the mismatch as a fraction of the train (not times 100).
+    float TrainPeriodMismatchPct() const;
+
+    // The period without its silent start and end, milliseconds. Phases of amplitude 0 are left out at the
+    // front up to index maxTrim, and at the back from index count - maxTrim on; a maxTrim outside 0..count -
+    // 1 means no limit.
+    float PeriodTrimmed(int maxTrim) const;
+    // When phase index starts within the period, microseconds: 0 for an index of 0 or less, the whole period
+    // for one past the list.
+    float PhaseStart(int index) const;
+    // When the first phase that carries current starts, microseconds; 0 when none does.
+    float FirstActiveTime() const;
+
+    // True when other has equal phases, the same cycle count and an equal train length; false for null.
+    bool Equals(StimPattern* other) const;
+
+    // --- Phase editing
+    // ----------------------------------------------------------------------------------------
+
+    // Single-phase edits: the edited copy of the list is offered to AdjustPhases, which accepts, reworks or
+    // refuses it. Return true and raise the count by 1 when the copy is taken; otherwise nothing changes.
+    // Refused at once: an index without a phase, and for SetPhaseLen a length below 0 or NaN. Amplitudes are
+    // clamped to AmpMax, not rounded to steps; lengths are taken as they are.
+    // May throw what AdjustPhases throws, and std::bad_alloc for the one copy; the list is then unchanged.
+    bool SetPhaseLen(int i, float len);
+    bool SetPhaseAmp(int i, float amp);
+    bool SetPhase(int i, phase p);
+
+    // Replaces the whole list when PhasesValid(phases, MaxCmds()) holds for it as offered and it differs from
+    // the present one; the amplitudes are clamped afterwards; count +1. Otherwise silently changes nothing:
+    // compare ChangeCount() or the phases to know.
+    void SetPhases(std::vector<phase> phases);
+
+    // Raw edits: neither clamped nor validated, for laying out a pattern; a list that does not fit shows when
+    // words are asked for. A negative index counts as 0. Return the new number of phases.
+    // Inserts before phase i; with i past the list nothing is inserted. Count +1 in either case.
+    int InsertPhase(int i, float len, float amp);
+    // Count +1 when there was a phase to remove.
+    int RemovePhase(int i);
+    // Count +1 when the list was not empty.
+    void ClearPhases();
+    // Count +1.
+    int AppendPhase(float len, float amp);
+
+    // Index of the first and last phase whose amplitude is not exactly 0 (a NaN is not); -1 when there is
+    // none.
+    int FirstActivePhase() const;
+    int LastActivePhase() const;
+
+    // --- Validation
+    // -------------------------------------------------------------------------------------------
+
+    // Whether the lengths can be cut into time steps, and the words that this counts fit maxCmds stimulation
+    // words. The stimulator changes its current only at the borders of a step, and once inside it to or from
+    // zero; so a phase border inside a step leaves carried time, which the next phase has to share:
+    //
+    //              step boundary            step boundary            step boundary
+    //                   |                        |                        |
+    //     current  -----+--------+               |         +--------------+----
+    //              phase 1       |               |         |    phase 3
+    //                   |        +---------------+---------+              |
+    //                   |<------>|    phase 2, zero amplitude             |
+    //                   |carried |                         |              |
+    //                   | one junction word: phase 1's amplitude up to the split point, then zero
+    //
+    // Not valid: a phase of negative or NaN length; an active phase that meets carried time of an active
+    // phase; an active phase that meets carried time and ends before the shared step does. A leftover of at
+    // most IgnoreUsec is dropped. Phases that reach one time step count two words (one when the first step is
+    // the whole of it), a leftover of the last phase one more, so that the count may exceed the words
+    // written. Valid with no phases when maxCmds is 0 or more.
+    //
+    //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) is
+    //     invalid
+    bool PhasesValid(std::vector<phase> phases, int maxCmds) const;
+
+    // --- Words
+    // ------------------------------------------------------------------------------------------------
+
+    // Encodes one cycle into words, and returns how many, at most maxWords. The words are packed as StimAtom
+    // says; lengths become whole time steps, and what a phase leaves of a step is carried into the next
+    // phase:
+    //   junction word    one step shared by carried time and the start of a phase; its split point lies where
+    //                    the phase starts, in whole microseconds
+    //   whole-step word  the further whole steps of a phase, behind chunk words of 65535 steps when there are
+    //                    more than that
+    //   tail word        carried time left after the last phase, in one more step
+    // Returns -1 when words is null, when the list is not valid under MaxCmds(), when a phase is too short to
+    // finish the step that it shares, or when maxWords words are not enough; what was written until then is
+    // void. Nothing in the pattern changes.
+    //
+    //     T = 33.333332 us, step 10 uA:  (200,-300) (210,300)  ->  0x0006A01E 0x0006A09E 0x00018A9E
+    int WriteStimCmds(unsigned int* words, int maxWords) const;
+
+    // Brings the word array up to date and copies it to out, word 0 with the cycle count first; returns the
+    // number of words. Returns -1, and writes nothing, when out is null or Update fails. The second argument
+    // is not used. REQUIRES: room for MaxCmds() + 1 words.
+    int WordArray(unsigned int* out, unsigned int unused);
+
+    // The update cycle: validates the list under MaxCmds(); hands a list that fails to AdjustPhases for
+    // repair in place (repairs stay, without a count, even when the repair then fails); rebuilds the array
+    // when it is stale. Returns ArrayIsCurrent(). Validates on every call. May throw what AdjustPhases
+    // throws.
+    bool Update();
+    // Rebuilds the array now; returns its number of words, 0 on failure.
+    int UpdateWordArray();
+    // True when the array was built for the present change count.
+    bool ArrayIsCurrent() const;
+    // The budget of stimulation words, word 0 excluded.
+    int MaxCmds() const;
+
+    // Writes word 0: the cycle count, at most 4095 (also when continuous), in bits 0 to 11. False for null.
+    bool WriteVekCmd(unsigned int* word) const;
+
+    // While on, bits 0 to 15 of every stimulation word are value; only the durations come from the phases.
+    // When either differs from what is set, the array is rebuilt at once.
+    void SetCmdOverride(bool on, unsigned short value);
+
+    // Writes four fixed words, a biphasic test pulse of 47 steps, to words[1] to words[4], and returns 5,
+    // their number with word 0, which is left alone. Returns 0 for null.
+    int WriteDebugCmds(unsigned int* words) const;
+
+    // --- Text
+    // -------------------------------------------------------------------------------------------------
+    // Numbers are read as strtod and strtol read them in the "C" locale, whatever locale the host has set.
+
+    // Appends the pieces of text between delimiters to tokens and returns tokens. Empty pieces are kept only
+    // with keepEmpty; none follows a delimiter at the end of the text. Nothing is trimmed.
+    //
+    //     "a,,b" -> a b       with keepEmpty: a "" b        "a," -> a
+    std::vector<std::string>& Split(const std::string& text, char delimiter, std::vector<std::string>& tokens,
+                                    bool keepEmpty) const;
+    std::vector<std::string> Split(const std::string& text, char delimiter, bool keepEmpty) const;
+
+    // The train duration in milliseconds from a field "name[value]": infinite trains ("inf" or "INF" in the
+    // value) give the largest finite float. Appends "invalid train duration specification string [%s]" to
+    // errors for a field that is not of this form (0 is returned) and for a value that is not above 0.
+    float DurationFromStr(std::string field, std::vector<std::string>& errors) const;
+
+    // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to
+    // whole numbers; amplitudes, microamperes, to whole multiples of ampStepSize (halves away from zero,
+    // never to 0), positive ones to at most 100 of them. Changes are reported to warnings with the item's
+    // index: "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n" and "Phase[%d]:
+    // Original amplitude [%f uA] is now [%f uA].\n". An item that has not two values, whose numbers are not
+    // finite or do not fit 32 bits, and every item when ampStepSize is not positive and finite, appends
+    // "Invalid phase specification string: [%s]" to errors and adds no phase.
+    //
+    //     (99.5,3) with a step of 10  ->  (100,10) and a warning
+    std::vector<phase> PhasesFromStr(std::string field, float ampStepSize, std::vector<std::string>& errors,
+                                     std::vector<std::string>& warnings) const;
+
+ protected:
+    // PhasesValid on a list where it lies, without a copy: for the AdjustPhases of a subclass.
+    bool ListValid(const std::vector<phase>& phases, int maxCmds) const;
+
+    float m_timeStepUsec;         // time step, microseconds
+    float m_param2;               // kept for the host
+    float m_param3;               // kept for the host
+    float m_ampStepSize;          // amplitude step, microamperes
+    float m_ampMax;               // largest amplitude magnitude, microamperes
+    float m_trainLengthUsec = 0;  // train length, microseconds; continuous from the largest finite float on
+    int m_roundCyclesDown = 1;    // how CycleCount rounds a part of a cycle: not 0 down, 0 up
+    int m_reserved = 0;           // read and written by nothing
+    std::string m_label;          // names the pattern
+    unsigned int m_wordArray[MaxWords] = {};  // word 0 the cycle count, then the words of one cycle
+    int m_maxCmdCount;                        // command budget, word 0 included
+    int m_wordCount = 0;                      // valid words in m_wordArray
+    int m_changeCount = 0;                    // raised by every edit
+    int m_updateCount = 0;                    // builds started
+    int m_arrayChangeCount = -1;              // m_changeCount at the last successful build
+    bool m_cmdOverride = false;               // command override on
+    unsigned short m_cmdOverrideValue = 0;    // bits 0 to 15 of every stimulation word while it is on
+    std::vector<phase> m_phases;              // in playing order
+
+ private:
+    friend class ContinuedItemPlay;
+
+    void RaiseChangeCount();
+    bool OfferPhase(int i, phase p);
+    void StoreTrainLength(float lengthUsec);
+    int CopyWords(void* out);
+};

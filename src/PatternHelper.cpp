@@ -1,0 +1,3 @@
+#include "PatternHelper.h"
+
+PatternHelper::PatternHelper() = default;

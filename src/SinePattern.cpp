@@ -1,0 +1,8 @@
+#include "SinePattern.h"
+
+SinePattern::SinePattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
+                         float ampMax)
+    : StimPattern(maxCmdCount, timeStepUsec, param2, param3, ampStepSize, ampMax)
+{}
+
+SinePattern::~SinePattern() = default;

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "NumberText.h"
+
+// The pieces of a specification string, read where they lie.
+namespace TarvUtil::Internal {
+
+// text without the white space at both ends; alsoBlank is white space, too.
+inline std::string_view Stripped(std::string_view text, char alsoBlank)
+{
+    const auto blank = [alsoBlank](char c) { return c == alsoBlank || IsBlank(c); };
+    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+// Cuts text at a delimiter, piece by piece, empty pieces included; none follows a delimiter at the end.
+class Pieces
+{
+ public:
+    Pieces(std::string_view text, char delimiter) : m_rest(text), m_delimiter(delimiter) {}
+
+    bool Next(std::string_view& piece)
+    {
+        if (m_rest.empty()) return false;
+        const std::size_t end = m_rest.find(m_delimiter);
+        piece = m_rest.substr(0, end);
+        m_rest.remove_prefix(end == std::string_view::npos ? m_rest.size() : end + 1);
+        return true;
+    }
+
+    bool NextNotEmpty(std::string_view& piece)
+    {
+        while (Next(piece))
+            if (!piece.empty()) return true;
+        return false;
+    }
+
+ private:
+    std::string_view m_rest;
+    char m_delimiter;
+};
+
+// The first pieces of text that are not empty, up to N of them; the others are empty.
+template <std::size_t N>
+struct Fields
+{
+    Fields(std::string_view text, char delimiter)
+    {
+        Pieces pieces(text, delimiter);
+        while (count < N && pieces.NextNotEmpty(field[count])) ++count;
+    }
+
+    std::string_view field[N];
+    std::size_t count = 0;
+};
+
+// The value of a field "name[value]" without the white space around it; the closing bracket is optional, and
+// every "]" counts as a blank. False when the field has no name, no "[" or more than one.
+inline bool BracketedValue(std::string_view field, std::string_view& value)
+{
+    const Fields<3> tokens(field, '[');
+    if (tokens.count != 2) return false;
+    value = Stripped(tokens.field[1], ']');
+    return true;
+}
+
+}  // namespace TarvUtil::Internal

@@ -1,0 +1,869 @@
+#include "StimPattern.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "CommandWord.h"
+#include "CycleWord.h"
+#include "NumberText.h"
+#include "Numbers.h"
+#include "SpecificationText.h"
+#include "StimAtom.h"
+#include "TimeSteps.h"
+
+using namespace TarvUtil::Internal;
+
+namespace {
+
+constexpr int ContinuousCycles = std::numeric_limits<int>::max();
+
+// A train this near to a whole number of periods, in periods, has that number of cycles.
+constexpr float CycleTolerance = 0.01f;
+
+// The most time steps that the duration of one word can count.
+constexpr int MaxStepsPerWord = 65535;
+
+// m_arrayChangeCount of a pattern whose words were never built; no change count.
+constexpr int NeverBuilt = -1;
+
+constexpr int BaseTypeID = 4;
+
+bool SamePhase(const phase& a, const phase& b)
+{
+    return a.len == b.len && a.amp == b.amp;
+}
+
+bool SamePhases(const std::vector<phase>& a, const std::vector<phase>& b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), SamePhase);
+}
+
+bool IsActive(const phase& p)
+{
+    return p.amp != 0;
+}
+
+bool CarriesCurrent(const std::vector<phase>& phases)
+{
+    return std::any_of(phases.begin(), phases.end(), [](const phase& p) { return std::fabs(p.amp) > 0; });
+}
+
+}  // namespace
+
+StimPattern::StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
+                         float ampMax)
+    : m_timeStepUsec(timeStepUsec),
+      m_param2(param2),
+      m_param3(param3),
+      m_ampStepSize(ampStepSize),
+      m_ampMax(ampMax),
+      m_maxCmdCount(maxCmdCount)
+{
+    if (maxCmdCount < 1 || maxCmdCount > MaxWords) throw std::exception();
+}
+
+StimPattern::~StimPattern() = default;
+
+int StimPattern::TypeID(PatternHelper* patternHelper)
+{
+    return patternHelper == nullptr ? -1 : BaseTypeID;
+}
+
+// --- Record
+// -------------------------------------------------------------------------------------------------------
+
+void StimPattern::SetLabel(std::string label)
+{
+    if (label == m_label) return;
+    m_label = std::move(label);
+    RaiseChangeCount();
+}
+
+std::string StimPattern::Label() const
+{
+    return m_label;
+}
+
+int StimPattern::PhaseCount() const
+{
+    return static_cast<int>(m_phases.size());
+}
+
+float StimPattern::PhaseLen(int i) const
+{
+    const phase* p = Phase(i);
+    return p == nullptr ? 0.0f : p->len;
+}
+
+float StimPattern::PhaseAmp(int i) const
+{
+    const phase* p = Phase(i);
+    return p == nullptr ? 0.0f : p->amp;
+}
+
+const phase* StimPattern::Phase(int i) const
+{
+    return i < 0 || i >= PhaseCount() ? nullptr : &m_phases[static_cast<std::size_t>(i)];
+}
+
+std::vector<phase> StimPattern::Phases() const
+{
+    return m_phases;
+}
+
+int StimPattern::WordCount() const
+{
+    return m_wordCount;
+}
+
+int StimPattern::UpdateCount() const
+{
+    return m_updateCount;
+}
+
+int StimPattern::ChangeCount() const
+{
+    return m_changeCount;
+}
+
+void StimPattern::Touch()
+{
+    RaiseChangeCount();
+}
+
+void StimPattern::RaiseChangeCount()
+{
+    // When the count starts again at 0, no value of the turn before may pass for the present state.
+    if (m_changeCount == std::numeric_limits<int>::max()) m_arrayChangeCount = NeverBuilt;
+    m_changeCount = NextCount(m_changeCount);
+}
+
+bool StimPattern::operator==(const StimPattern& other) const
+{
+    return SamePhases(m_phases, other.m_phases);
+}
+
+// --- Amplitude scale
+// ----------------------------------------------------------------------------------------------
+
+void StimPattern::SetAmpStepSize(float stepSize, bool rescale)
+{
+    if (rescale) {
+        for (phase& p : m_phases) {
+            const float steps = AmplitudeSteps(p.amp, m_ampStepSize);
+            const int nearest = ToInt(steps >= 0 ? steps + 0.5f : steps - 0.5f);
+            p.amp = ClampAmplitude(static_cast<float>(nearest) * stepSize, m_ampMax);
+        }
+    }
+    m_ampStepSize = stepSize;
+}
+
+float StimPattern::AmpStepSize() const
+{
+    return m_ampStepSize;
+}
+
+void StimPattern::SetAmpMax(float ampMax)
+{
+    m_ampMax = std::fabs(ampMax);
+    for (phase& p : m_phases) p.amp = ClampAmplitude(p.amp, m_ampMax);
+}
+
+float StimPattern::AmpMax() const
+{
+    return m_ampMax;
+}
+
+void StimPattern::SetAmpsToZero()
+{
+    for (phase& p : m_phases) p.amp = 0;
+}
+
+float StimPattern::NearestAmplitude(float amp) const
+{
+    if (amp == 0) return 0;
+    const float steps = std::round(std::fabs(amp) / m_ampStepSize);
+    const float magnitude = steps > 1 ? m_ampStepSize * steps : m_ampStepSize;
+    return amp < 0 ? -magnitude : magnitude;
+}
+
+float StimPattern::MaxAmplitude(Sign sign) const
+{
+    if (m_phases.empty() && sign == Absolute) return 0;
+    float extreme = sign == Negative ? LargestFloat : -LargestFloat;
+    float signedExtreme = 0;
+    for (const phase& p : m_phases) {
+        const float amp = sign == Absolute ? std::fabs(p.amp) : p.amp;
+        if (sign == Negative ? amp < extreme : amp > extreme) extreme = amp;
+        if (amp == extreme) signedExtreme = p.amp;
+    }
+    return sign == Absolute ? signedExtreme : extreme;
+}
+
+float StimPattern::MaxAmp() const
+{
+    return MaxAmplitude(Positive);
+}
+
+float StimPattern::MinAmp() const
+{
+    return MaxAmplitude(Negative);
+}
+
+float StimPattern::MaxAbsAmp() const
+{
+    float magnitude = -LargestFloat;
+    float amp = 0;
+    for (const phase& p : m_phases) {
+        if (std::fabs(p.amp) > magnitude) {
+            magnitude = std::fabs(p.amp);
+            amp = p.amp;
+        }
+    }
+    return amp;
+}
+
+// --- Timing
+// -------------------------------------------------------------------------------------------------------
+
+float StimPattern::PeriodUsec() const
+{
+    return PhaseStart(PhaseCount());
+}
+
+float StimPattern::Period() const
+{
+    return PeriodUsec() / UsecPerMsec;
+}
+
+float StimPattern::Frequency() const
+{
+    return 1000.0f / Period();
+}
+
+float StimPattern::SetFrequency(float hz)
+{
+    return 1000.0f / SetPeriod(1000.0f / hz);
+}
+
+float StimPattern::TrainLength() const
+{
+    return m_trainLengthUsec / UsecPerMsec;
+}
+
+float StimPattern::SetTrainLength(float msec)
+{
+    const float target = msec * UsecPerMsec;
+    const float period = PeriodUsec();
+    StoreTrainLength(period > target ? period : target);
+    return m_trainLengthUsec;
+}
+
+void StimPattern::SetCycleCount(int cycles)
+{
+    StoreTrainLength(PeriodUsec() * static_cast<float>(std::max(cycles, 1)));
+}
+
+void StimPattern::StoreTrainLength(float lengthUsec)
+{
+    if (lengthUsec == m_trainLengthUsec) return;
+    m_trainLengthUsec = lengthUsec;
+    RaiseChangeCount();
+}
+
+int StimPattern::CycleCount() const
+{
+    if (!(m_trainLengthUsec < LargestFloat)) return ContinuousCycles;
+    const float periods = m_trainLengthUsec / PeriodUsec();
+    const float nearest = std::round(periods);
+    float cycles = nearest;
+    if (!(std::fabs(periods - nearest) < CycleTolerance))
+        cycles = m_roundCyclesDown != 0 ? std::floor(periods) : std::ceil(periods);
+    if (std::isnan(cycles)) return ContinuousCycles;
+    return std::max(ToInt(cycles), 1);
+}
+
+bool StimPattern::IsContinuous() const
+{
+    return CycleCount() == ContinuousCycles;
+}
+
+float StimPattern::TrainPeriodMismatch(Stim::ReturnSign how) const
+{
+    if (IsContinuous()) return 0;
+    const float period = Period();
+    const float periods = TrainLength() / period;
+    const float fraction = periods - static_cast<float>(ToInt(periods + CycleTolerance));
+    const float mismatch = period * fraction;
+    return how == Stim::Magnitude ? std::fabs(mismatch) : mismatch;
+}
+
+float StimPattern::TrainPeriodMismatchPct() const
+{
+    return TrainPeriodMismatch(Stim::Magnitude) / TrainLength();
+}
+
+float StimPattern::PeriodTrimmed(int maxTrim) const
+{
+    const int count = PhaseCount();
+    const int limit = maxTrim >= 0 && maxTrim < count ? maxTrim : count;
+    float trimmed = 0;
+    int first = 0;
+    for (; first < count && first <= limit && PhaseAmp(first) == 0; ++first) trimmed += PhaseLen(first);
+    for (int last = count - 1; last > first && last >= count - limit && PhaseAmp(last) == 0; --last)
+        trimmed += PhaseLen(last);
+    return (PeriodUsec() - trimmed) / UsecPerMsec;
+}
+
+float StimPattern::PhaseStart(int index) const
+{
+    float start = 0;
+    for (int i = 0; i < index && i < PhaseCount(); ++i) start += m_phases[static_cast<std::size_t>(i)].len;
+    return start;
+}
+
+float StimPattern::FirstActiveTime() const
+{
+    return PhaseStart(FirstActivePhase());
+}
+
+bool StimPattern::Equals(StimPattern* other) const
+{
+    if (other == nullptr) return false;
+    return (this == other || *this == *other) && CycleCount() == other->CycleCount() &&
+           TrainLength() == other->TrainLength();
+}
+
+// --- Phase editing
+// ------------------------------------------------------------------------------------------------
+
+bool StimPattern::SetPhaseLen(int i, float len)
+{
+    return len >= 0 && OfferPhase(i, {len, PhaseAmp(i)});
+}
+
+bool StimPattern::SetPhaseAmp(int i, float amp)
+{
+    return OfferPhase(i, {PhaseLen(i), ClampAmplitude(amp, m_ampMax)});
+}
+
+bool StimPattern::SetPhase(int i, phase p)
+{
+    return OfferPhase(i, {p.len, ClampAmplitude(p.amp, m_ampMax)});
+}
+
+bool StimPattern::OfferPhase(int i, phase p)
+{
+    if (Phase(i) == nullptr) return false;
+    std::vector<phase> edited = m_phases;
+    edited[static_cast<std::size_t>(i)] = p;
+    if (!AdjustPhases(m_phases, edited, MaxCmds())) return false;
+    m_phases = std::move(edited);
+    RaiseChangeCount();
+    return true;
+}
+
+void StimPattern::SetPhases(std::vector<phase> phases)
+{
+    if (!ListValid(phases, MaxCmds()) || SamePhases(phases, m_phases)) return;
+    m_phases = std::move(phases);
+    for (phase& p : m_phases) p.amp = ClampAmplitude(p.amp, m_ampMax);
+    RaiseChangeCount();
+}
+
+int StimPattern::InsertPhase(int i, float len, float amp)
+{
+    const int at = std::max(i, 0);
+    if (at < PhaseCount()) m_phases.insert(m_phases.begin() + at, phase{len, amp});
+    RaiseChangeCount();
+    return PhaseCount();
+}
+
+int StimPattern::RemovePhase(int i)
+{
+    const int at = std::max(i, 0);
+    if (at < PhaseCount()) {
+        m_phases.erase(m_phases.begin() + at);
+        RaiseChangeCount();
+    }
+    return PhaseCount();
+}
+
+void StimPattern::ClearPhases()
+{
+    if (m_phases.empty()) return;
+    m_phases.clear();
+    RaiseChangeCount();
+}
+
+int StimPattern::AppendPhase(float len, float amp)
+{
+    m_phases.push_back({len, amp});
+    RaiseChangeCount();
+    return PhaseCount();
+}
+
+int StimPattern::FirstActivePhase() const
+{
+    const auto first = std::find_if(m_phases.begin(), m_phases.end(), IsActive);
+    return first == m_phases.end() ? -1 : static_cast<int>(first - m_phases.begin());
+}
+
+int StimPattern::LastActivePhase() const
+{
+    const auto last = std::find_if(m_phases.rbegin(), m_phases.rend(), IsActive);
+    return static_cast<int>(m_phases.rend() - last) - 1;
+}
+
+// --- Validation
+// ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Walks a list as CommandWriter does and counts words in place of writing them. It is stricter: a phase that
+// reaches one time step counts a junction word also when no time is carried.
+class WordCounter
+{
+ public:
+    WordCounter(float timeStepUsec, float ampStepUa)
+        : m_timeStep(timeStepUsec), m_ampStep(ampStepUa), m_ampStepUsable(AmpStepUsable(ampStepUa))
+    {}
+
+    // False when p may not follow the phases counted before it.
+    bool Count(const phase& p, bool last)
+    {
+        if (!(p.len >= 0) || (IsActive(p) && !m_ampStepUsable)) return false;
+        const float steps = AmplitudeSteps(p.amp, m_ampStep);
+        const bool active = steps != 0;
+        const float time = p.len + m_carry.time;
+        if (active && !ActiveMayStart(time)) return false;
+        CountSteps(time >= m_timeStep ? TakeJunction(p, steps, active) : KeepTime(p, steps, time), p, last);
+        return true;
+    }
+
+    int Words() const { return m_words; }
+
+ private:
+    bool ActiveMayStart(float time) const
+    {
+        if (m_carry.active) return false;
+        if (!(m_carry.time > 0)) return true;
+        return m_carry.lastSteps == 0 && !(time - m_timeStep < -StimPattern::IgnoreUsec);
+    }
+
+    // Both return the time that is left to cut into steps.
+    float TakeJunction(const phase& p, float steps, bool active)
+    {
+        ++m_words;
+        const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
+        if (rest < StimPattern::IgnoreUsec) {
+            m_carry.active = false;
+            return 0;
+        }
+        m_carry.lastSteps = ToInt(steps);
+        m_carry.active = active;
+        return rest;
+    }
+
+    float KeepTime(const phase& p, float steps, float time)
+    {
+        if (p.len > 0) m_carry.lastSteps = ToInt(steps);
+        return time;
+    }
+
+    void CountSteps(float time, const phase& p, bool last)
+    {
+        const StepCut cut = CutIntoSteps(time, m_timeStep);
+        if (cut.count != 0) ++m_words;
+        if (cut.rest > StimPattern::IgnoreUsec) {
+            m_carry.time = cut.rest;
+            m_carry.active = IsActive(p) || (cut.count == 0 && m_carry.active);
+            if (last) ++m_words;
+        } else {
+            m_carry.time = 0;
+            if (cut.count != 0) m_carry.active = false;
+        }
+    }
+
+    const float m_timeStep;
+    const float m_ampStep;
+    const bool m_ampStepUsable;
+    Carry m_carry;
+    int m_words = 0;
+};
+
+}  // namespace
+
+bool StimPattern::PhasesValid(std::vector<phase> phases, int maxCmds) const
+{
+    return ListValid(phases, maxCmds);
+}
+
+bool StimPattern::ListValid(const std::vector<phase>& phases, int maxCmds) const
+{
+    if (!phases.empty() && !TimeStepUsable(m_timeStepUsec)) return false;
+    WordCounter counter(m_timeStepUsec, m_ampStepSize);
+    for (const phase& p : phases)
+        if (!counter.Count(p, &p == &phases.back())) return false;
+    return counter.Words() <= maxCmds;
+}
+
+// --- Words
+// --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Cuts phases into time steps and puts the words of one cycle into a sink.
+class CommandWriter
+{
+ public:
+    CommandWriter(float timeStepUsec, float ampStepUa, CommandSink& sink)
+        : m_timeStep(timeStepUsec),
+          m_timeStepFloor(std::floor(timeStepUsec)),
+          m_ampStep(ampStepUa),
+          m_sink(sink)
+    {}
+
+    // False when p is too short to finish the step that it shares, or the sink is full.
+    bool Write(const phase& p, bool first, bool last)
+    {
+        const float steps = AmplitudeSteps(p.amp, m_ampStep);
+        const Amplitude amp{ToInt(steps), steps != 0, steps != 0 || !(first || last)};
+        float time = m_carry.time + p.len;
+        if (m_carry.time > 0 && time < m_timeStepFloor) return false;
+        if (JunctionDue(amp, time)) {
+            if (!PutJunction(amp)) return false;
+            time = TakeJunction(p, amp);
+        } else if (p.len > 0) {
+            m_carry.lastSteps = amp.steps;
+        }
+        return PutSteps(time, amp) && (!last || PutTail(amp));
+    }
+
+ private:
+    struct Amplitude
+    {
+        int steps;
+        bool active;
+        bool inPulse;  // false in the leading delay and the trailing pause
+    };
+
+    bool JunctionDue(const Amplitude& amp, float time) const
+    {
+        if (!(m_carry.time > 0)) return false;
+        if (!amp.active) return true;
+        return m_carry.lastSteps == 0 && !m_carry.active && time - m_timeStep >= -StimPattern::IgnoreUsec;
+    }
+
+    // The step starts with the carried time; either that or the start of this phase is at zero amplitude.
+    bool PutJunction(const Amplitude& amp)
+    {
+        const bool carriedCurrent = m_carry.lastSteps != 0;
+        return m_sink.Put(carriedCurrent ? m_carry.lastSteps : amp.steps, 1, !carriedCurrent, SplitUsec(),
+                          true);
+    }
+
+    // Returns the time of the phase that is left behind the junction.
+    float TakeJunction(const phase& p, const Amplitude& amp)
+    {
+        const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
+        if (rest < StimPattern::IgnoreUsec) {
+            m_carry.active = false;
+            return 0;
+        }
+        m_carry.lastSteps = amp.steps;
+        m_carry.active = amp.active;
+        return rest;
+    }
+
+    bool PutSteps(float time, const Amplitude& amp)
+    {
+        const StepCut cut = CutIntoSteps(time, m_timeStep);
+        const bool carries = cut.rest > StimPattern::IgnoreUsec;
+        m_carry.time = carries ? cut.rest : 0;
+        if (cut.count == 0) {
+            if (carries && amp.active) m_carry.active = true;
+            return true;
+        }
+        m_carry.active = carries && amp.active;
+        int count = cut.count;
+        for (; count > MaxStepsPerWord; count -= MaxStepsPerWord)
+            if (!PutWhole(MaxStepsPerWord, amp)) return false;
+        return PutWhole(count, amp);
+    }
+
+    bool PutWhole(int count, const Amplitude& amp)
+    {
+        return m_sink.Put(amp.steps, static_cast<unsigned int>(count), amp.active, 0, amp.inPulse);
+    }
+
+    bool PutTail(const Amplitude& amp)
+    {
+        return !(m_carry.time > 0) || m_sink.Put(amp.steps, 1, false, SplitUsec(), amp.active);
+    }
+
+    unsigned int SplitUsec() const { return static_cast<unsigned int>(ToInt(m_carry.time)); }
+
+    const float m_timeStep;
+    const float m_timeStepFloor;
+    const float m_ampStep;
+    CommandSink& m_sink;
+    Carry m_carry;
+};
+
+}  // namespace
+
+int StimPattern::WriteStimCmds(unsigned int* words, int maxWords) const
+{
+    if (words == nullptr || !ListValid(m_phases, MaxCmds())) return -1;
+    CommandSink sink(words, maxWords);
+    if (m_cmdOverride)
+        sink.FixLowHalf(m_cmdOverrideValue);
+    else if (!CarriesCurrent(m_phases))
+        sink.FixLowHalf(0);
+    CommandWriter writer(m_timeStepUsec, m_ampStepSize, sink);
+    for (const phase& p : m_phases)
+        if (!writer.Write(p, &p == &m_phases.front(), &p == &m_phases.back())) return -1;
+    return sink.Count();
+}
+
+int StimPattern::WordArray(unsigned int* out, unsigned int /*unused*/)
+{
+    return out == nullptr ? -1 : CopyWords(out);
+}
+
+int StimPattern::CopyWords(void* out)
+{
+    if (!Update()) return -1;
+    std::memcpy(out, m_wordArray, static_cast<std::size_t>(m_wordCount) * sizeof m_wordArray[0]);
+    return m_wordCount;
+}
+
+bool StimPattern::Update()
+{
+    const bool usable = ListValid(m_phases, MaxCmds()) || AdjustPhases(m_phases, m_phases, MaxCmds());
+    if (usable && !ArrayIsCurrent()) UpdateWordArray();
+    return ArrayIsCurrent();
+}
+
+int StimPattern::UpdateWordArray()
+{
+    m_updateCount = NextCount(m_updateCount);
+    m_wordCount = 0;
+    WriteVekCmd(&m_wordArray[0]);
+    const int count = WriteStimCmds(&m_wordArray[1], MaxCmds());
+    if (count < 0) return 0;
+    m_arrayChangeCount = m_changeCount;
+    m_wordCount = count + 1;
+    return m_wordCount;
+}
+
+bool StimPattern::ArrayIsCurrent() const
+{
+    return m_changeCount == m_arrayChangeCount;
+}
+
+int StimPattern::MaxCmds() const
+{
+    return m_maxCmdCount - 1;
+}
+
+bool StimPattern::WriteVekCmd(unsigned int* word) const
+{
+    if (word == nullptr) return false;
+    *word = static_cast<unsigned int>(std::min(CycleCount(), MaxCyclesPerCommand));
+    return true;
+}
+
+void StimPattern::SetCmdOverride(bool on, unsigned short value)
+{
+    if (on == m_cmdOverride && value == m_cmdOverrideValue) return;
+    m_cmdOverride = on;
+    m_cmdOverrideValue = value;
+    UpdateWordArray();
+}
+
+int StimPattern::WriteDebugCmds(unsigned int* words) const
+{
+    if (words == nullptr) return 0;
+    // A biphasic pulse of 47 steps, negative phase first, with a gap of three time steps, and a pause.
+    static constexpr unsigned int Pulse[] = {0x0003E02FU, 0x0003E000U, 0x0003E0AFU, 0x0FFFE000U};
+    std::copy(std::begin(Pulse), std::end(Pulse), words + 1);
+    return 1 + static_cast<int>(std::size(Pulse));
+}
+
+// --- Text
+// ---------------------------------------------------------------------------------------------------------
+
+std::vector<std::string>& StimPattern::Split(const std::string& text, char delimiter,
+                                             std::vector<std::string>& tokens, bool keepEmpty) const
+{
+    Pieces pieces(text, delimiter);
+    for (std::string_view piece; pieces.Next(piece);)
+        if (keepEmpty || !piece.empty()) tokens.emplace_back(piece);
+    return tokens;
+}
+
+std::vector<std::string> StimPattern::Split(const std::string& text, char delimiter, bool keepEmpty) const
+{
+    std::vector<std::string> tokens;
+    Split(text, delimiter, tokens, keepEmpty);
+    return tokens;
+}
+
+namespace {
+
+std::string Quoting(std::string_view message, std::string_view text, std::string_view end)
+{
+    std::string quoting;
+    quoting.reserve(message.size() + text.size() + end.size());
+    return quoting.append(message).append(text).append(end);
+}
+
+float ReadDuration(std::string_view field, std::vector<std::string>& errors)
+{
+    std::string_view value;
+    float msec = 0;
+    if (BracketedValue(field, value)) {
+        if (value.find("inf") != std::string_view::npos || value.find("INF") != std::string_view::npos)
+            return LargestFloat;
+        msec = static_cast<float>(ReadNumber(value));
+    }
+    if (!(msec > 0)) errors.push_back(Quoting("invalid train duration specification string [", field, "]"));
+    return msec;
+}
+
+// Reads the items of a phase-list field, one after the other.
+class PhaseReader
+{
+ public:
+    PhaseReader(std::string_view field, float ampStepUa, std::vector<std::string>& errors,
+                std::vector<std::string>& warnings)
+        : m_field(field), m_ampStep(ampStepUa), m_errors(errors), m_warnings(warnings)
+    {}
+
+    std::vector<phase> Read()
+    {
+        std::vector<phase> phases;
+        phases.reserve(static_cast<std::size_t>(std::count(m_field.begin(), m_field.end(), ')')) + 1);
+        Pieces items(m_field, ')');
+        for (std::string_view item; items.NextNotEmpty(item); ++m_index) {
+            phase p{};
+            if (ReadItem(item, p))
+                phases.push_back(p);
+            else
+                m_errors.push_back(Quoting("Invalid phase specification string: [", m_field, "]"));
+        }
+        return phases;
+    }
+
+ private:
+    // Every "(" of an item counts as a blank.
+    bool ReadItem(std::string_view item, phase& p)
+    {
+        const Fields<3> values(Stripped(item, '('), ',');
+        if (values.count != 2 || !(m_ampStep > 0) || !std::isfinite(m_ampStep)) return false;
+        return ReadLength(Stripped(values.field[0], '('), p.len) &&
+               ReadAmplitude(Stripped(values.field[1], '('), p.amp);
+    }
+
+    static bool ReadLength(std::string_view text, float& len)
+    {
+        const float usec = std::round(static_cast<float>(ReadNumber(text)));
+        len = static_cast<float>(ToInt(usec));
+        return FitsInt(usec);
+    }
+
+    // Rounds to whole amplitude steps: halves away from zero, at least one, and of positive ones at most as
+    // many as a word can hold.
+    bool ReadAmplitude(std::string_view text, float& amp)
+    {
+        const float asked = static_cast<float>(ReadNumber(text));
+        amp = 0;
+        if (asked == 0) return true;
+        const float ratio = asked / m_ampStep;
+        if (!FitsInt(std::fabs(ratio) + 0.5f)) return false;
+        const int steps = ToInt(std::fabs(ratio) + 0.5f);
+        constexpr int MaxSteps = static_cast<int>(StimAtom::MaxAmpSteps);
+        int kept = std::max(steps, 1);
+        if (ratio > 0 && steps > MaxSteps) {
+            kept = MaxSteps;
+            m_warnings.push_back("Phase[" + std::to_string(m_index) +
+                                 "]: Number of ADC stim output steps reduced from [" + std::to_string(steps) +
+                                 "] to [" + std::to_string(MaxSteps) + "].\n");
+        }
+        amp = static_cast<float>(kept) * (ratio < 0 ? -m_ampStep : m_ampStep);
+        if (amp != asked) WarnOfAmplitude(asked, amp);
+        return true;
+    }
+
+    void WarnOfAmplitude(float asked, float kept)
+    {
+        std::string warning = "Phase[" + std::to_string(m_index) + "]: Original amplitude [";
+        AppendNumber(warning, asked);
+        warning += " uA] is now [";
+        AppendNumber(warning, kept);
+        warning += " uA].\n";
+        m_warnings.push_back(std::move(warning));
+    }
+
+    std::string_view m_field;
+    float m_ampStep;
+    std::vector<std::string>& m_errors;
+    std::vector<std::string>& m_warnings;
+    int m_index = 0;
+};
+
+}  // namespace
+
+float StimPattern::DurationFromStr(std::string field, std::vector<std::string>& errors) const
+{
+    return ReadDuration(field, errors);
+}
+
+std::vector<phase> StimPattern::PhasesFromStr(std::string field, float ampStepSize,
+                                              std::vector<std::string>& errors,
+                                              std::vector<std::string>& warnings) const
+{
+    return PhaseReader(field, ampStepSize, errors, warnings).Read();
+}
+
+bool StimPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
+                             std::vector<std::string>& warnings)
+{
+    const Fields<3> fields(spec, ':');
+    if (fields.count < 3) {
+        errors.push_back(Quoting("Invalid pattern specification string: [", spec, "]"));
+        return false;
+    }
+    const std::size_t errorsBefore = errors.size();
+    std::vector<phase> phases = PhaseReader(fields.field[1], ampStepSize, errors, warnings).Read();
+    const float durationMsec = ReadDuration(fields.field[2], errors);
+    if (errors.size() != errorsBefore || phases.empty() || !(durationMsec > 0)) return false;
+    SetPhases(std::move(phases));
+    SetTrainLength(durationMsec);
+    return true;
+}
+
+std::string StimPattern::ToString()
+{
+    std::string text;
+    text.reserve(32 * m_phases.size() + 64);
+    for (const phase& p : m_phases) {
+        text += '(';
+        AppendNumber(text, p.len);
+        text += ',';
+        AppendNumber(text, p.amp);
+        text += ')';
+    }
+    text += ":DurationMsec=[";
+    AppendNumber(text, TrainLength());
+    text += ']';
+    return text;
+}

@@ -1,0 +1,3 @@
+#include "StimTrain.h"
+
+StimTrain::StimTrain() = default;
