@@ -1,0 +1,134 @@
+#include "Playback.h"
+
+#include <algorithm>
+
+#include "StimPattern.h"
+
+namespace playback {
+namespace {
+
+constexpr unsigned int CycleMask = 0xFFFU;
+
+unsigned int Bits(unsigned int word, unsigned int low, unsigned int count)
+{
+    return word >> low & ((1U << count) - 1U);
+}
+
+void Append(std::vector<Segment>& segments, double& at, double until, double currentUa, std::size_t word)
+{
+    if (!(until > at)) return;
+    segments.push_back({at, until - at, currentUa, currentUa != 0 ? Kind::Current : Kind::Pause, word});
+    at = until;
+}
+
+}  // namespace
+
+Word Unpack(unsigned int word)
+{
+    const int magnitude = static_cast<int>(Bits(word, 0, 7));
+    return {Bits(word, 16, 16),     Bits(word, 7, 1) != 0 ? magnitude : -magnitude,
+            Bits(word, 13, 1) != 0, Bits(word, 8, 5),
+            Bits(word, 15, 1) != 0, Bits(word, 14, 1) != 0};
+}
+
+Kind KindOf(const Word& word)
+{
+    if (word.splitUsec == 0 && word.ampSteps == 0) return Kind::Pause;
+    return word.splitUsec == 0 && word.ampAfterSplit ? Kind::Current : Kind::Split;
+}
+
+const char* NameOf(Kind kind)
+{
+    switch (kind) {
+        case Kind::Cycles:
+            return "cycles";
+        case Kind::Current:
+            return "current";
+        case Kind::Pause:
+            return "pause";
+        case Kind::Split:
+            break;
+    }
+    return "split";
+}
+
+bool IsCycleWord(unsigned int word)
+{
+    return (word & ~CycleMask) == 0;
+}
+
+int CyclesOf(unsigned int word0)
+{
+    return static_cast<int>(word0 & CycleMask);
+}
+
+std::string Refusal(const std::vector<unsigned int>& words)
+{
+    if (words.empty()) return "no words";
+    if (words.size() > StimPattern::MaxWords)
+        return std::to_string(words.size()) + " words, more than the " +
+               std::to_string(StimPattern::MaxWords) + " of a word array";
+    if (!IsCycleWord(words[0])) return "word 0 is no cycle count: a bit above bit 11 is set";
+    for (std::size_t i = 1; i < words.size(); ++i)
+        if (Unpack(words[i]).timeSteps == 0) return "word " + std::to_string(i) + " lasts 0 time steps";
+    return {};
+}
+
+std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale)
+{
+    std::vector<Segment> segments;
+    double at = 0;
+    double steps = 0;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        const Word word = Unpack(words[i]);
+        // Counted from the start of the cycle, so that a border lies where its number of steps says.
+        const double start = steps * scale.timeStepUsec;
+        steps += word.timeSteps;
+        const double end = steps * scale.timeStepUsec;
+        const double currentUa = word.ampSteps * scale.ampStepUa;
+        const double split = word.ampSteps == 0 ? start : std::min(start + word.splitUsec, end);
+        Append(segments, at, split, word.ampAfterSplit ? 0 : currentUa, i);
+        Append(segments, at, end, word.ampAfterSplit ? currentUa : 0, i);
+    }
+    return segments;
+}
+
+std::vector<Segment> Joined(const std::vector<Segment>& segments)
+{
+    std::vector<Segment> joined;
+    for (const Segment& segment : segments) {
+        if (!joined.empty() && joined.back().currentUa == segment.currentUa)
+            joined.back().durationUsec = segment.startUsec + segment.durationUsec - joined.back().startUsec;
+        else
+            joined.push_back(segment);
+    }
+    return joined;
+}
+
+double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale)
+{
+    double steps = 0;
+    for (std::size_t i = 1; i < words.size(); ++i) steps += Unpack(words[i]).timeSteps;
+    return steps * scale.timeStepUsec;
+}
+
+Charge ChargeOf(const std::vector<Segment>& segments)
+{
+    constexpr double NcPerUaUsec = 1e-3;
+    Charge charge;
+    for (const Segment& segment : segments) {
+        const double nc = segment.currentUa * segment.durationUsec * NcPerUaUsec;
+        (nc > 0 ? charge.positiveNc : charge.negativeNc) += nc;
+    }
+    return charge;
+}
+
+double CurrentAt(const std::vector<Segment>& segments, double usec)
+{
+    for (const Segment& segment : segments)
+        if (usec >= segment.startUsec && usec < segment.startUsec + segment.durationUsec)
+            return segment.currentUa;
+    return 0;
+}
+
+}  // namespace playback

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// Command words turned back into current over time: what the stimulator does with them. The one place that
+// knows how a word sounds; no part of libTarvUtil.
+//
+// A word array is word 0, the number of cycles in bits 0 to 11, and the words of one cycle behind it. The
+// stimulator plays the words of the cycle one after the other, cycle after cycle. A word lasts for its
+// duration, in whole time steps. With T the time step, d the duration, a the amplitude and s the split point:
+//
+//     amplitude after split set              amplitude after split clear
+//
+//     a        ________________              a   ______
+//     0 ______|                |             0  |      |________________
+//       |<-s->|                |                |<-s-->|                |
+//       |<------- d x T ------>|                |<------- d x T ------->|
+//
+// With split point 0 the left form is the amplitude for the whole duration and the right one a pause. A split
+// point beyond the duration ends with it. A word of amplitude 0 is a pause, whatever its split point.
+//
+// The split point has five bits. The writer of the words does not mask it: one of 32 to 63 us shows as the
+// amplitude-after-split flag and a split point shorter by 32 us, so that a step that should begin with
+// current does not, or begins with it where it should not. From 64 us on flag 14 shows, from 128 us on the
+// in-pulse flag, from 512 us on a longer duration. Such a word is played as its bits stand; nothing in it
+// tells what was meant.
+//
+// Under a command override the low half of every word is the override value: it is played in the same way.
+//
+// Times and charges are double: sums over a cycle must not add a rounding of their own to those of the words.
+namespace playback {
+
+// The units of the stimulator that the words are for.
+struct Scale
+{
+    double timeStepUsec;
+    double ampStepUa;
+};
+
+// The fields of one stimulation word.
+struct Word
+{
+    unsigned int timeSteps;  // duration
+    int ampSteps;            // signed amplitude
+    bool ampAfterSplit;
+    unsigned int splitUsec;
+    bool inPulse;
+    bool flag14;
+};
+
+// What a word of an array is for.
+enum class Kind
+{
+    Cycles,   // word 0
+    Current,  // one current for its whole duration
+    Pause,    // no current for its whole duration
+    Split,    // current for a part of its duration
+};
+
+// A stretch of constant current within one cycle.
+struct Segment
+{
+    double startUsec;
+    double durationUsec;
+    double currentUa;
+    Kind kind;         // Current or Pause; a split word gives one of each
+    std::size_t word;  // the index in the array of the word that it belongs to
+};
+
+// The charge of one cycle, nanocoulombs: of the positive and of the negative current (which is 0 or below).
+struct Charge
+{
+    double positiveNc = 0;
+    double negativeNc = 0;
+
+    double NetNc() const { return positiveNc + negativeNc; }
+};
+
+Word Unpack(unsigned int word);
+Kind KindOf(const Word& word);
+const char* NameOf(Kind kind);  // "cycles", "current", "pause", "split"
+
+// True when word is a word 0: bits 12 to 31 clear. No stimulation word is, as it lasts a step at least.
+bool IsCycleWord(unsigned int word);
+int CyclesOf(unsigned int word0);
+
+// Empty when the words can be a word array; otherwise says what is wrong with which word.
+std::string Refusal(const std::vector<unsigned int>& words);
+
+// One cycle of a word array, in order and without gaps; nothing for stretches of no length. Words that last 0
+// steps play nothing.
+std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale);
+
+// Neighbours of equal current joined into one.
+std::vector<Segment> Joined(const std::vector<Segment>& segments);
+
+double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale);
+Charge ChargeOf(const std::vector<Segment>& segments);
+
+// The current at a time within the cycle, microamperes; a border belongs to the segment that starts there.
+double CurrentAt(const std::vector<Segment>& segments, double usec);
+
+}  // namespace playback
