@@ -151,8 +151,8 @@ class TARVUTIL_EXPORT StimPattern
     int WordCount() const;
     // How often a build of the word array was started; after the largest int it starts again at 0.
     int UpdateCount() const;
-    // How often the pattern was edited; after the largest int it starts again at 0, and then no array that was
-    // built before counts as current.
+    // How often the pattern was edited; after the largest int it starts again at 0, and then no array that
+    // was built before counts as current.
     int ChangeCount() const;
     // Makes the word array stale; count +1.
     void Touch();
