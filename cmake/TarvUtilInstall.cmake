@@ -1,3 +1,41 @@
+# What is installed, and the package files by which hosts find the library: a CMake package, for the installed
+# library and for the build tree alike, and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(TARVUTIL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TarvUtil)
+
+# The development files are a component of their own; the rest is what a running host needs.
 install(TARGETS TarvUtil EXPORT TarvUtilTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil FILES_MATCHING PATTERN "*.h")
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil
+    COMPONENT Development FILES_MATCHING PATTERN "*.h")
+
+configure_package_config_file(cmake/TarvUtilConfig.cmake.in ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake
+    INSTALL_DESTINATION ${TARVUTIL_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarvUtilConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+export(EXPORT TarvUtilTargets NAMESPACE TarvUtil:: FILE ${PROJECT_BINARY_DIR}/TarvUtilTargets.cmake)
+install(EXPORT TarvUtilTargets NAMESPACE TarvUtil:: DESTINATION ${TARVUTIL_CMAKE_DIR} COMPONENT Development)
+install(FILES ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake ${PROJECT_BINARY_DIR}/TarvUtilConfigVersion.cmake
+    DESTINATION ${TARVUTIL_CMAKE_DIR} COMPONENT Development)
+
+# The pkg-config file names its directories relative to itself, so that an installed tree can be moved.
+file(RELATIVE_PATH TARVUTIL_PC_PREFIX
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX}/.)
+foreach(dir LIBDIR INCLUDEDIR)
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+        set(TARVUTIL_PC_${dir} "${CMAKE_INSTALL_${dir}}")
+    else()
+        set(TARVUTIL_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+    endif()
+endforeach()
+configure_file(cmake/tarvutil.pc.in ${PROJECT_BINARY_DIR}/tarvutil.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tarvutil.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+
+if(TARGET tarvutil)
+    install(TARGETS tarvutil RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES tools/tarvutil/tarvutil.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
+    install(FILES tools/tarvutil/tarvutil.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tarvutil OPTIONAL)
+endif()
