@@ -378,6 +378,10 @@ class TARVUTIL_EXPORT StimPattern
     // PhasesValid on a list where it lies, without a copy: for the AdjustPhases of a subclass.
     bool ListValid(const std::vector<phase>& phases, int maxCmds) const;
 
+    // StimPattern's FromString on a text where it lies, without a copy: for the FromString of a subclass.
+    bool ReadSpecification(const std::string& spec, float ampStepSize, std::vector<std::string>& errors,
+                           std::vector<std::string>& warnings);
+
     float m_timeStepUsec;         // time step, microseconds
     float m_param2;               // kept for the host
     float m_param3;               // kept for the host

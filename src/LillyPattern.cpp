@@ -48,7 +48,7 @@ LillyPattern::~LillyPattern() = default;
 bool LillyPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                               std::vector<std::string>& warnings)
 {
-    if (!StimPattern::FromString(spec, ampStepSize, errors, warnings)) return false;
+    if (!ReadSpecification(spec, ampStepSize, errors, warnings)) return false;
     const Fields<4> fields(spec, ':');
     if (fields.count < 4) return true;
     std::string_view mode;

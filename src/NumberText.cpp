@@ -68,11 +68,6 @@ bool IsOverflow(std::string_view text, bool hex)
 
 }  // namespace
 
-bool IsBlank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 double ReadNumber(std::string_view text)
 {
     const bool negative = TakeSign(text);

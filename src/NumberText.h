@@ -7,7 +7,10 @@
 namespace TarvUtil::Internal {
 
 // White space as the "C" locale has it.
-bool IsBlank(char c);
+inline bool IsBlank(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 // The number at the start of text, as strtod reads it: white space in front, a sign, decimal or hexadecimal,
 // "inf" and "nan" in any case; infinity on overflow, 0 when there is no number.

@@ -42,7 +42,8 @@ inline std::int64_t ToInt64(float value)
 inline int FloorToInt(float value)
 {
     const int whole = ToInt(value);
-    return static_cast<float>(whole) > value && whole > std::numeric_limits<int>::min() ? whole - 1 : whole;
+    if (value >= 0 || static_cast<float>(whole) <= value) return whole;
+    return whole > std::numeric_limits<int>::min() ? whole - 1 : whole;
 }
 
 inline int SaturateToInt(std::int64_t value)

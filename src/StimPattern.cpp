@@ -431,19 +431,16 @@ namespace {
 class WordCounter
 {
  public:
-    WordCounter(float timeStepUsec, float ampStepUa)
-        : m_timeStep(timeStepUsec), m_ampStep(ampStepUa), m_ampStepUsable(AmpStepUsable(ampStepUa))
-    {}
+    WordCounter(float timeStepUsec, float ampStepUa) : m_timeStep(timeStepUsec), m_ampStep(ampStepUa) {}
 
     // False when p may not follow the phases counted before it.
     bool Count(const phase& p, bool last)
     {
-        if (!(p.len >= 0) || (IsActive(p) && !m_ampStepUsable)) return false;
+        if (!(p.len >= 0)) return false;
         const float steps = AmplitudeSteps(p.amp, m_ampStep);
-        const bool active = steps != 0;
         const float time = p.len + m_carry.time;
-        if (active && !ActiveMayStart(time)) return false;
-        CountSteps(time >= m_timeStep ? TakeJunction(p, steps, active) : KeepTime(p, steps, time), p, last);
+        if (steps != 0 && !ActiveMayStart(time)) return false;
+        CountSteps(time >= m_timeStep ? TakeJunction(p, steps) : KeepTime(p, steps, time), p, last);
         return true;
     }
 
@@ -454,11 +451,11 @@ class WordCounter
     {
         if (m_carry.active) return false;
         if (!(m_carry.time > 0)) return true;
-        return m_carry.lastSteps == 0 && !(time - m_timeStep < -StimPattern::IgnoreUsec);
+        return std::trunc(m_lastSteps) == 0 && !(time - m_timeStep < -StimPattern::IgnoreUsec);
     }
 
     // Both return the time that is left to cut into steps.
-    float TakeJunction(const phase& p, float steps, bool active)
+    float TakeJunction(const phase& p, float steps)
     {
         ++m_words;
         const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
@@ -466,14 +463,14 @@ class WordCounter
             m_carry.active = false;
             return 0;
         }
-        m_carry.lastSteps = ToInt(steps);
-        m_carry.active = active;
+        m_lastSteps = steps;
+        m_carry.active = steps != 0;
         return rest;
     }
 
     float KeepTime(const phase& p, float steps, float time)
     {
-        if (p.len > 0) m_carry.lastSteps = ToInt(steps);
+        if (p.len > 0) m_lastSteps = steps;
         return time;
     }
 
@@ -493,8 +490,8 @@ class WordCounter
 
     const float m_timeStep;
     const float m_ampStep;
-    const bool m_ampStepUsable;
     Carry m_carry;
+    float m_lastSteps = 0;
     int m_words = 0;
 };
 
@@ -508,6 +505,7 @@ bool StimPattern::PhasesValid(std::vector<phase> phases, int maxCmds) const
 bool StimPattern::ListValid(const std::vector<phase>& phases, int maxCmds) const
 {
     if (!phases.empty() && !TimeStepUsable(m_timeStepUsec)) return false;
+    if (!AmpStepUsable(m_ampStepSize) && std::any_of(phases.begin(), phases.end(), IsActive)) return false;
     WordCounter counter(m_timeStepUsec, m_ampStepSize);
     for (const phase& p : phases)
         if (!counter.Count(p, &p == &phases.back())) return false;
@@ -836,6 +834,12 @@ std::vector<phase> StimPattern::PhasesFromStr(std::string field, float ampStepSi
 
 bool StimPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                              std::vector<std::string>& warnings)
+{
+    return ReadSpecification(spec, ampStepSize, errors, warnings);
+}
+
+bool StimPattern::ReadSpecification(const std::string& spec, float ampStepSize,
+                                    std::vector<std::string>& errors, std::vector<std::string>& warnings)
 {
     const Fields<3> fields(spec, ':');
     if (fields.count < 3) {
