@@ -113,8 +113,7 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // 1; -1 when patternHelper is null.
     int TypeID(PatternHelper* patternHelper) override;
 
-    // --- Parameters
-    // -------------------------------------------------------------------------------------------
+    // --- Parameters ---
 
     float Offset();     // offset, milliseconds
     float MaxOffset();  // the offset that leaves the end phase at its minimum, microseconds
@@ -145,8 +144,7 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // polarity and a phase 1 of amplitude 0 change nothing.
     void SetPolarity(Stim::Polarity polarity);
 
-    // --- Charge balance
-    // ---------------------------------------------------------------------------------------
+    // --- Charge balance ---
 
     // Sets the mode, 0 to 4, and rebuilds phase 2 from phase 1 unless it is 0. Other modes and the mode that
     // is set already change nothing.
@@ -166,8 +164,7 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     //     phase 1 (100, -30), step 10:  mode 1 -> (100, 30),  mode 2 -> (150, 20),  mode 3 -> (300, 10)
     void BalancePhases(int mode, LillyPhase which, PhaseParam param, float value, bool extendPeriod);
 
-    // --- Repair
-    // -----------------------------------------------------------------------------------------------
+    // --- Repair ---
 
     // Changes the length of phase index of phases by delta, microseconds, and balances it against the end
     // phase (against the offset when the end phase is too short to give the time). With keepCharge the

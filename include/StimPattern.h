@@ -82,8 +82,7 @@ class TARVUTIL_EXPORT StimPattern
     StimPattern(const StimPattern& other) = default;
     StimPattern& operator=(const StimPattern& other) = default;
 
-    // --- Virtual interface, in the order of its slots
-    // -------------------------------------------------------
+    // --- Virtual interface, in the order of its slots ---
 
     virtual ~StimPattern();
 
@@ -131,8 +130,7 @@ class TARVUTIL_EXPORT StimPattern
     // The kind of the pattern: 4 unless a subclass says otherwise; -1 when patternHelper is null.
     virtual int TypeID(PatternHelper* patternHelper);
 
-    // --- Record
-    // -----------------------------------------------------------------------------------------------
+    // --- Record ---
 
     // Names the pattern; count +1 when the text differs.
     void SetLabel(std::string label);
@@ -161,8 +159,7 @@ class TARVUTIL_EXPORT StimPattern
     // train nor scale nor label count; see Equals.
     bool operator==(const StimPattern& other) const;
 
-    // --- Amplitude scale: none of these raises the change count
-    // ----------------------------------------------
+    // --- Amplitude scale: none of these raises the change count ---
 
     // Sets the amplitude step, microamperes. With rescale every phase keeps its number of steps, rounded to
     // the nearest (halves away from zero; 0 when the old step is 0), on the new step, within the largest
@@ -193,8 +190,7 @@ class TARVUTIL_EXPORT StimPattern
     // phases.
     float MaxAbsAmp() const;
 
-    // --- Timing
-    // -----------------------------------------------------------------------------------------------
+    // --- Timing ---
 
     // The period is the sum of the phase lengths: microseconds and milliseconds.
     float PeriodUsec() const;
@@ -240,8 +236,7 @@ class TARVUTIL_EXPORT StimPattern
     // True when other has equal phases, the same cycle count and an equal train length; false for null.
     bool Equals(StimPattern* other) const;
 
-    // --- Phase editing
-    // ----------------------------------------------------------------------------------------
+    // --- Phase editing ---
 
     // Single-phase edits: the edited copy of the list is offered to AdjustPhases, which accepts, reworks or
     // refuses it. Return true and raise the count by 1 when the copy is taken; otherwise nothing changes.
@@ -273,34 +268,30 @@ class TARVUTIL_EXPORT StimPattern
     int FirstActivePhase() const;
     int LastActivePhase() const;
 
-    // --- Validation
-    // -------------------------------------------------------------------------------------------
+    // --- Validation ---
 
     // Whether the lengths can be cut into time steps, and the words that this counts fit maxCmds stimulation
-    // words. The stimulator changes its current only at the borders of a step, and once inside it to or from
-    // zero; so a phase border inside a step leaves carried time, which the next phase has to share:
+    // words. A phase that ends inside a time step leaves carried time, which shares the step with the start
+    // of the next phase. The one word of that step, the junction word, can hold one current only, before or
+    // after its split point:
     //
-    //              step boundary            step boundary            step boundary
-    //                   |                        |                        |
-    //     current  -----+--------+               |         +--------------+----
-    //              phase 1       |               |         |    phase 3
-    //                   |        +---------------+---------+              |
-    //                   |<------>|    phase 2, zero amplitude             |
-    //                   |carried |                         |              |
-    //                   | one junction word: phase 1's amplitude up to the split point, then zero
+    //     time steps  |---------------|---------------|---------------|---------------|
+    //     phases      |####### phase 1 ######|...... phase 2, no current ...|#phase 3#|
+    //     carried                     |<--c->|                        |<-d->|
+    //     words       |  whole steps  |   junction    |  whole steps  |   junction    |
+    //                                 |######|........|               |.....|#########|
+    //                                  split point c                   split point d
     //
     // Not valid: a phase of negative or NaN length; an active phase that meets carried time of an active
     // phase; an active phase that meets carried time and ends before the shared step does. A leftover of at
-    // most IgnoreUsec is dropped. Phases that reach one time step count two words (one when the first step is
-    // the whole of it), a leftover of the last phase one more, so that the count may exceed the words
-    // written. Valid with no phases when maxCmds is 0 or more.
+    // most IgnoreUsec is dropped. Counted are: a word for the first step of each phase that reaches one, a
+    // word for its further steps, and a word for what the last phase leaves of a step; this can exceed the
+    // words that WriteStimCmds spends. Without phases valid when maxCmds is 0 or more.
     //
-    //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) is
-    //     invalid
+    //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) is not valid
     bool PhasesValid(std::vector<phase> phases, int maxCmds) const;
 
-    // --- Words
-    // ------------------------------------------------------------------------------------------------
+    // --- Words ---
 
     // Encodes one cycle into words, and returns how many, at most maxWords. The words are packed as StimAtom
     // says; lengths become whole time steps, and what a phase leaves of a step is carried into the next
@@ -345,8 +336,7 @@ class TARVUTIL_EXPORT StimPattern
     // their number with word 0, which is left alone. Returns 0 for null.
     int WriteDebugCmds(unsigned int* words) const;
 
-    // --- Text
-    // -------------------------------------------------------------------------------------------------
+    // --- Text ---
     // Numbers are read as strtod and strtol read them in the "C" locale, whatever locale the host has set.
 
     // Appends the pieces of text between delimiters to tokens and returns tokens. Empty pieces are kept only

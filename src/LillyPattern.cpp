@@ -42,8 +42,7 @@ LillyPattern::LillyPattern(int maxCmdCount, float timeStepUsec, float param2, fl
 
 LillyPattern::~LillyPattern() = default;
 
-// --- Virtual interface
-// --------------------------------------------------------------------------------------------
+// --- Virtual interface ---
 
 bool LillyPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                               std::vector<std::string>& warnings)
@@ -103,8 +102,7 @@ int LillyPattern::TypeID(PatternHelper* patternHelper)
     return patternHelper == nullptr ? -1 : LillyTypeID;
 }
 
-// --- Parameters
-// ---------------------------------------------------------------------------------------------------
+// --- Parameters ---
 
 float LillyPattern::Offset()
 {
@@ -225,8 +223,7 @@ void LillyPattern::SetPolarity(Stim::Polarity polarity)
     SetPhase(Phase2Index, first);
 }
 
-// --- Charge balance
-// -----------------------------------------------------------------------------------------------
+// --- Charge balance ---
 
 void LillyPattern::SetChargeBalanceMode(int mode)
 {
@@ -279,8 +276,7 @@ void LillyPattern::BalancePhases(int mode, LillyPhase which, PhaseParam param, f
     SetPeriod(period);
 }
 
-// --- Repair
-// -------------------------------------------------------------------------------------------------------
+// --- Repair ---
 
 bool LillyPattern::AdjustPhaseLen(std::vector<phase>& phases, int index, float delta, bool keepCharge)
 {

@@ -75,8 +75,7 @@ int StimPattern::TypeID(PatternHelper* patternHelper)
     return patternHelper == nullptr ? -1 : BaseTypeID;
 }
 
-// --- Record
-// -------------------------------------------------------------------------------------------------------
+// --- Record ---
 
 void StimPattern::SetLabel(std::string label)
 {
@@ -149,8 +148,7 @@ bool StimPattern::operator==(const StimPattern& other) const
     return SamePhases(m_phases, other.m_phases);
 }
 
-// --- Amplitude scale
-// ----------------------------------------------------------------------------------------------
+// --- Amplitude scale ---
 
 void StimPattern::SetAmpStepSize(float stepSize, bool rescale)
 {
@@ -229,8 +227,7 @@ float StimPattern::MaxAbsAmp() const
     return amp;
 }
 
-// --- Timing
-// -------------------------------------------------------------------------------------------------------
+// --- Timing ---
 
 float StimPattern::PeriodUsec() const
 {
@@ -340,8 +337,7 @@ bool StimPattern::Equals(StimPattern* other) const
            TrainLength() == other->TrainLength();
 }
 
-// --- Phase editing
-// ------------------------------------------------------------------------------------------------
+// --- Phase editing ---
 
 bool StimPattern::SetPhaseLen(int i, float len)
 {
@@ -421,8 +417,7 @@ int StimPattern::LastActivePhase() const
     return static_cast<int>(m_phases.rend() - last) - 1;
 }
 
-// --- Validation
-// ---------------------------------------------------------------------------------------------------
+// --- Validation ---
 
 namespace {
 
@@ -512,8 +507,7 @@ bool StimPattern::ListValid(const std::vector<phase>& phases, int maxCmds) const
     return counter.Words() <= maxCmds;
 }
 
-// --- Words
-// --------------------------------------------------------------------------------------------------------
+// --- Words ---
 
 namespace {
 
@@ -696,8 +690,7 @@ int StimPattern::WriteDebugCmds(unsigned int* words) const
     return 1 + static_cast<int>(std::size(Pulse));
 }
 
-// --- Text
-// ---------------------------------------------------------------------------------------------------------
+// --- Text ---
 
 std::vector<std::string>& StimPattern::Split(const std::string& text, char delimiter,
                                              std::vector<std::string>& tokens, bool keepEmpty) const
