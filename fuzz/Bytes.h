@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+// What the fuzz targets share: the input cut into values, and the check that ends the process.
+namespace fuzz {
+
+// A broken promise of the library is a finding.
+inline void Require(bool holds, const char* promise)
+{
+    if (holds) return;
+    std::fprintf(stderr, "BROKEN: %s\n", promise);
+    std::abort();
+}
+
+template <typename T>
+bool SameBits(const T& a, const T& b)
+{
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// Takes values off the front of the input; zeros behind its end.
+class Bytes
+{
+ public:
+    Bytes(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
+
+    bool Empty() const { return m_size == 0; }
+
+    template <typename T>
+    T Raw()
+    {
+        T value{};
+        const std::size_t size = m_size < sizeof value ? m_size : sizeof value;
+        if (size != 0) std::memcpy(&value, m_data, size);
+        m_data += size;
+        m_size -= size;
+        return value;
+    }
+
+    std::uint8_t Byte() { return Raw<std::uint8_t>(); }
+    bool Bool() { return (Byte() & 1) != 0; }
+    int Below(int bound) { return Byte() % bound; }
+
+    // Any bits, the values where rules change, or a number of a likely size.
+    float Float()
+    {
+        using Limits = std::numeric_limits<float>;
+        static constexpr float Special[] = {0.0f,
+                                            -0.0f,
+                                            Limits::quiet_NaN(),
+                                            Limits::infinity(),
+                                            -Limits::infinity(),
+                                            Limits::max(),
+                                            -Limits::max(),
+                                            Limits::denorm_min(),
+                                            Limits::min(),
+                                            -Limits::denorm_min(),
+                                            0.5f,
+                                            -1.0f,
+                                            33.333332f,
+                                            66.666664f,
+                                            99.67f,
+                                            100.7f,
+                                            2184478.0f,
+                                            2147483648.0f,
+                                            -2147483648.0f,
+                                            9.223372e18f,
+                                            3.4028235e35f,
+                                            1e-30f,
+                                            65535.0f,
+                                            16777217.0f};
+        switch (Below(4)) {
+            case 0:
+                return Raw<float>();
+            case 1:
+                return Special[static_cast<std::size_t>(Below(sizeof Special / sizeof *Special))];
+            case 2:
+                return static_cast<float>(Raw<std::int16_t>()) * 0.0625f;
+            default:
+                return static_cast<float>(Raw<std::int8_t>()) * 10.0f;
+        }
+    }
+
+    std::string Text(std::size_t size)
+    {
+        if (size > m_size) size = m_size;
+        const std::string text(reinterpret_cast<const char*>(m_data), size);
+        m_data += size;
+        m_size -= size;
+        return text;
+    }
+    std::string Rest() { return Text(m_size); }
+
+ private:
+    const std::uint8_t* m_data;
+    std::size_t m_size;
+};
+
+}  // namespace fuzz
