@@ -1,1 +1,55 @@
-int main() {}
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include "Commands.h"
+#include "Exit.h"
+#include "Output.h"
+
+namespace {
+
+void AddCommands(CLI::App& program, int& exitStatus)
+{
+    program.require_subcommand(1);
+    program.set_version_flag("--version", "tarvutil " TARVUTIL_VERSION);
+    program.footer(
+        "tarvutil COMMAND --help describes a command. Exit status: 0 done, 1 one or more patterns "
+        "failed, 2 the\nrequest cannot be carried out.");
+    AddEncode(program, exitStatus);
+    AddDecode(program, exitStatus);
+    AddPlay(program, exitStatus);
+    AddDesign(program, exitStatus);
+}
+
+int Run(int argc, char** argv)
+{
+    CLI::App program("Stimulation patterns as text, and the command words that a current stimulator plays",
+                     "tarvutil");
+    int exitStatus = ExitDone;
+    AddCommands(program, exitStatus);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::Success& request) {  // --help, --version
+        return program.exit(request);
+    } catch (const CLI::ParseError& error) {
+        throw Fault(std::string(error.what()) + "; see tarvutil --help");
+    }
+    return exitStatus;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // A reader that has gone shows as a failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return Run(argc, argv);
+    } catch (const ReaderGone&) {
+        return ExitDone;
+    } catch (const std::exception& fault) {
+        Say(fault.what());
+        return ExitUsage;
+    }
+}

@@ -1,0 +1,5 @@
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+
+void AddDesign(CLI::App& /*program*/, int& /*exitStatus*/) {}

@@ -1,0 +1,114 @@
+#include "Input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Exit.h"
+
+namespace {
+
+constexpr std::size_t ReadSize = 64 * 1024;
+
+[[noreturn]] void CannotRead(const std::string& path, int error)
+{
+    throw Fault("cannot read " + path + ": " + std::strerror(error));
+}
+
+bool IsBlankLine(std::string_view line)
+{
+    return line.find_first_not_of(" \t\v\f\r") == std::string_view::npos;
+}
+
+}  // namespace
+
+std::string Place::Text() const
+{
+    if (path.empty()) return "argument " + std::to_string(number);
+    return std::string(path) + ":" + std::to_string(number);
+}
+
+void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
+{
+    // "Extra" arguments in brackets would be cut at their commas; as ones still to come they stay whole.
+    constexpr int AnyNumber = CLI::detail::expected_max_vector_size;
+    command.add_option(name, input.arguments, "What to read, each argument one line")
+        ->expected(AnyNumber, AnyNumber)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command.add_option("-f,--file", input.file, "Read the lines of a file; - is standard input")
+        ->option_text("PATH")
+        ->check([](const std::string& path) { return path.empty() ? "the name of the file is empty" : ""; });
+}
+
+LineReader::LineReader(const std::string& path, std::function<void()> beforeReading)
+    : m_path(path),
+      m_beforeReading(std::move(beforeReading)),
+      m_fd(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC))
+{
+    if (m_fd < 0) CannotRead(m_path, errno);
+}
+
+LineReader::~LineReader()
+{
+    if (m_fd != STDIN_FILENO) close(m_fd);
+}
+
+bool LineReader::Next(std::string_view& line)
+{
+    std::size_t searched = m_start;
+    for (;;) {
+        const char* from = m_buffer.data() + searched;
+        const void* found = std::memchr(from, '\n', m_end - searched);
+        const bool ended = found != nullptr;
+        if (ended || (m_atEnd && m_start != m_end)) {
+            const std::size_t end =
+                ended ? searched + static_cast<std::size_t>(static_cast<const char*>(found) - from) : m_end;
+            line = std::string_view(m_buffer).substr(m_start, end - m_start);
+            m_start = ended ? end + 1 : end;
+            ++m_line;
+            return true;
+        }
+        if (m_atEnd) return false;
+        if (m_end - m_start > MaxLine)
+            throw Fault(m_path + ":" + std::to_string(m_line + 1) + ": the line is longer than " +
+                        std::to_string(MaxLine) + " bytes");
+        const std::size_t length = m_end - m_start;
+        m_atEnd = !Fill();
+        searched = m_start + length;
+    }
+}
+
+// Moves what is left to the front and reads behind it; false at the end of the file.
+bool LineReader::Fill()
+{
+    if (m_start != 0) std::memmove(m_buffer.data(), m_buffer.data() + m_start, m_end - m_start);
+    m_end -= m_start;
+    m_start = 0;
+    if (m_buffer.size() < m_end + ReadSize) m_buffer.resize(std::max(m_end + ReadSize, 2 * m_end));
+    m_beforeReading();
+    ssize_t count = 0;
+    do count = read(m_fd, m_buffer.data() + m_end, m_buffer.size() - m_end);
+    while (count < 0 && errno == EINTR);
+    if (count < 0) CannotRead(m_path, errno);
+    m_end += static_cast<std::size_t>(count);
+    return count > 0;
+}
+
+void ForEachText(const Input& input, const std::function<void()>& beforeReading,
+                 const std::function<void(const Place&, std::string_view)>& visit)
+{
+    if (input.arguments.empty() && input.file.empty())
+        throw Fault("nothing to read: give an argument or --file PATH");
+    for (std::size_t i = 0; i < input.arguments.size(); ++i) visit({{}, i + 1}, input.arguments[i]);
+    if (input.file.empty()) return;
+    LineReader lines(input.file, beforeReading);
+    for (std::string_view line; lines.Next(line);)
+        if (!IsBlankLine(line) && line.front() != '#') visit(lines.Where(), line);
+}

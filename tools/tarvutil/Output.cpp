@@ -1,0 +1,169 @@
+#include "Output.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include "Exit.h"
+
+namespace {
+
+constexpr int EndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+
+// The temporary file, for the handler of a signal that ends the program; at most one at a time.
+char removedOnSignal[4096];
+
+extern "C" void RemoveAndEnd(int number)
+{
+    if (removedOnSignal[0] != '\0') unlink(removedOnSignal);
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+}
+
+void RemoveOnSignal(const std::string& path)
+{
+    for (const int number : EndingSignals) std::signal(number, SIG_DFL);
+    removedOnSignal[0] = '\0';
+    if (path.empty() || path.size() >= sizeof removedOnSignal) return;
+    std::memcpy(removedOnSignal, path.c_str(), path.size() + 1);
+    for (const int number : EndingSignals) std::signal(number, RemoveAndEnd);
+}
+
+[[noreturn]] void CannotWrite(const std::string& path, int error)
+{
+    throw Fault("cannot write " + (path.empty() ? "standard output" : path) + ": " + std::strerror(error));
+}
+
+// Where a link leads, so that the file is replaced and not the link.
+std::string Resolved(const std::string& path)
+{
+    char* real = realpath(path.c_str(), nullptr);
+    if (real == nullptr) return path;
+    std::string resolved(real);
+    std::free(real);
+    return resolved;
+}
+
+mode_t FileMode(const struct stat* present)
+{
+    if (present != nullptr) return present->st_mode & 07777U;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666U & ~mask;
+}
+
+bool WriteAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t count = write(fd, text.data(), text.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+std::string Shown(std::string_view text)
+{
+    constexpr std::size_t MaxShown = 400;
+    constexpr std::size_t HeadShown = 300;
+    constexpr std::size_t TailShown = 60;
+    const auto append = [](std::string& shown, std::string_view part) {
+        static constexpr char Digits[] = "0123456789ABCDEF";
+        for (const char c : part) {
+            const auto byte = static_cast<unsigned char>(c);
+            if (byte >= 0x20 && byte != 0x7F)
+                shown += c;
+            else
+                shown.append("\\x").append(1, Digits[byte >> 4]).append(1, Digits[byte & 15]);
+        }
+    };
+    while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+    std::string shown;
+    if (text.size() <= MaxShown) {
+        append(shown, text);
+    } else {
+        append(shown, text.substr(0, HeadShown));
+        shown += " ... " + std::to_string(text.size() - HeadShown - TailShown) + " bytes ... ";
+        append(shown, text.substr(text.size() - TailShown));
+    }
+    return shown;
+}
+
+}  // namespace
+
+Output::Output(const std::string& path) : m_path(path.empty() ? path : Resolved(path)), m_fd(STDOUT_FILENO)
+{
+    if (m_path.empty()) return;
+    struct stat present
+    {
+    };
+    const bool exists = stat(m_path.c_str(), &present) == 0;
+    if (exists && S_ISDIR(present.st_mode)) CannotWrite(m_path, EISDIR);
+    if (exists && access(m_path.c_str(), W_OK) != 0) CannotWrite(m_path, errno);
+    if (exists && !S_ISREG(present.st_mode)) {
+        m_fd = open(m_path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (m_fd < 0) CannotWrite(m_path, errno);
+        return;
+    }
+    m_temporary = m_path + ".XXXXXX";
+    m_fd = mkostemp(m_temporary.data(), O_CLOEXEC);
+    if (m_fd < 0) {
+        m_temporary.clear();
+        CannotWrite(m_path, errno);
+    }
+    RemoveOnSignal(m_temporary);
+    fchmod(m_fd, FileMode(exists ? &present : nullptr));
+}
+
+Output::~Output()
+{
+    if (m_fd > STDERR_FILENO) close(m_fd);
+    if (m_temporary.empty()) return;
+    unlink(m_temporary.c_str());
+    RemoveOnSignal({});
+}
+
+bool Output::IsTerminal() const
+{
+    return isatty(m_fd) != 0;
+}
+
+void Output::Flush()
+{
+    if (!WriteAll(m_fd, m_buffer)) {
+        if (errno == EPIPE) throw ReaderGone();
+        CannotWrite(m_path, errno);
+    }
+    m_buffer.clear();
+}
+
+void Output::Finish()
+{
+    Flush();
+    if (m_fd != STDOUT_FILENO && close(m_fd) != 0) {
+        m_fd = -1;
+        CannotWrite(m_path, errno);
+    }
+    m_fd = -1;
+    if (m_temporary.empty()) return;
+    if (rename(m_temporary.c_str(), m_path.c_str()) != 0) CannotWrite(m_path, errno);
+    m_temporary.clear();
+    RemoveOnSignal({});
+}
+
+void Say(Output& output, const Place& place, std::string_view text)
+{
+    output.Flush();
+    WriteAll(STDERR_FILENO, place.Text() + ": " + Shown(text) + "\n");
+}
+
+void Say(std::string_view text)
+{
+    WriteAll(STDERR_FILENO, "tarvutil: " + Shown(text) + "\n");
+}

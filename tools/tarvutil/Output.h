@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Input.h"
+
+// Where results go: standard output, or a file that takes its name only when it is complete.
+class Output
+{
+ public:
+    // path "" is standard output. A new regular file is written beside its place and moved there by Finish,
+    // so that nothing half-written is ever found under its name; devices and pipes are written as they are.
+    // Throws Fault, as the operations do, when it cannot be written.
+    explicit Output(const std::string& path = {});
+    // Removes what Finish has not put in its place.
+    ~Output();
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    bool IsTerminal() const;
+
+    // Results are collected, and handed on when there are many, and by Flush.
+    void Write(std::string_view text)
+    {
+        m_buffer.append(text);
+        if (m_buffer.size() >= FlushSize) Flush();
+    }
+    // The collected results: append to it, then call Written.
+    std::string& Buffer() { return m_buffer; }
+    void Written()
+    {
+        if (m_buffer.size() >= FlushSize) Flush();
+    }
+    void Flush();
+    void Finish();
+
+ private:
+    static constexpr std::size_t FlushSize = 64 * 1024;
+
+    const std::string m_path;
+    std::string m_temporary;  // empty when there is none
+    int m_fd;
+    std::string m_buffer;
+};
+
+// Thrown when the reader of standard output has gone: nobody wants the rest, which is no fault.
+struct ReaderGone
+{
+};
+
+// Prints a message for the user on standard error, after what output has collected: the place, a colon and
+// the text, control characters as \xNN and a long text shortened in its middle.
+void Say(Output& output, const Place& place, std::string_view text);
+// For messages without a place: the name of the program stands there.
+void Say(std::string_view text);

@@ -1,0 +1,5 @@
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+
+void AddPlay(CLI::App& /*program*/, int& /*exitStatus*/) {}

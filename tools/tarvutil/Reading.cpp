@@ -1,0 +1,259 @@
+#include "Reading.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+
+#include "Figures.h"
+#include "Output.h"
+
+namespace {
+
+constexpr std::size_t PhaseField = 1;
+constexpr std::size_t DurationField = 2;
+constexpr std::size_t BalanceField = 3;
+
+// The field of a specification string, empty fields not counted; empty when there is none.
+std::string_view Field(std::string_view text, std::size_t index)
+{
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find(':', begin), text.size());
+        if (end != begin && index-- == 0) return text.substr(begin, end - begin);
+        begin = end + 1;
+    }
+    return {};
+}
+
+// Calls visit with each phase item of a field until it returns false.
+template <typename Visit>
+void ForEachItem(std::string_view field, Visit visit)
+{
+    for (std::size_t begin = 0; begin < field.size();) {
+        const std::size_t end = std::min(field.find(')', begin), field.size());
+        if (end != begin && !visit(field.substr(begin, end - begin))) return;
+        begin = end + 1;
+    }
+}
+
+// Where the longest prefix of count phases that passes ends. Once a prefix fails, longer ones fail, too.
+template <typename Passes>
+std::size_t FirstFailing(std::size_t count, Passes passes)
+{
+    std::size_t good = 0;
+    std::size_t bad = count;
+    while (bad - good > 1) {
+        const std::size_t middle = good + (bad - good) / 2;
+        (passes(middle) ? good : bad) = middle;
+    }
+    return bad - 1;
+}
+
+std::vector<phase> Prefix(const std::vector<phase>& phases, std::size_t count)
+{
+    return {phases.begin(), phases.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+
+// The value of a field "name[value]".
+std::string BracketedText(std::string_view field)
+{
+    std::string value(field.substr(std::min(field.find('['), field.size())));
+    std::replace(value.begin(), value.end(), '[', ' ');
+    std::replace(value.begin(), value.end(), ']', ' ');
+    return value;
+}
+
+AskedPhase AskedItem(std::string_view item)
+{
+    std::string values(item);
+    std::replace(values.begin(), values.end(), '(', ' ');
+    const std::size_t first = values.find_first_not_of(" \t\n\v\f\r,");
+    if (first == std::string::npos) return {};
+    const std::size_t comma = std::min(values.find(',', first), values.size());
+    const std::size_t second = std::min(values.find_first_not_of(',', comma), values.size());
+    return {std::strtod(values.c_str() + first, nullptr), std::strtod(values.c_str() + second, nullptr)};
+}
+
+// The text reader quotes the whole field once for each faulty item; of a long field only the first is wanted.
+// Returns the message, or nothing when every item can be read.
+std::string FaultyItem(const StimPattern& pattern, std::string_view field, float ampStepUa)
+{
+    std::vector<std::string> errors;
+    std::vector<std::string> warnings;
+    ForEachItem(field, [&](std::string_view item) {
+        warnings.clear();
+        pattern.PhasesFromStr(std::string(item), ampStepUa, errors, warnings);
+        return errors.empty();
+    });
+    return errors.empty() ? std::string() : errors.front();
+}
+
+bool Balanced(LillyPattern& pattern)
+{
+    constexpr float Tolerance = 1e-3f;  // of the charge: what the repairs and roundings may leave
+    const float charge = pattern.Phase1Amp() * pattern.Phase1Len();
+    const float net = charge + pattern.Phase2Amp() * pattern.Phase2Len();
+    return !pattern.BalanceEnabled() || std::fabs(net) <= Tolerance * std::fabs(charge);
+}
+
+}  // namespace
+
+Reader::Reader(const Stimulator& stimulator)
+    : m_stimulator(stimulator), m_fresh(MakePattern(stimulator)), m_reading{{}, {}, {},      {},
+                                                                            {}, {}, m_fresh, {}}
+{}
+
+const Reading& Reader::Read(const Place& place, std::string_view text)
+{
+    m_reading.place = place;
+    m_reading.text = text;
+    m_reading.phases.clear();
+    m_reading.errors.clear();
+    m_reading.warnings.clear();
+    m_reading.failure.clear();
+    m_reading.words.clear();
+    m_reading.pattern = m_fresh;
+    try {
+        if (TakePhases() && TakeText()) Encode();
+    } catch (const std::out_of_range&) {
+        m_reading.words.clear();
+        m_reading.failure = "a list of " + std::to_string(m_reading.phases.size()) +
+                            " phases can be neither balanced nor repaired: a Lilly pattern has five";
+    }
+    return m_reading;
+}
+
+// FromString reports success for a list that the pattern then refuses, and the pattern would go on with its
+// default phases; so the list is read and asked about before.
+bool Reader::TakePhases()
+{
+    StimPattern& pattern = Base(m_reading.pattern);
+    const std::string_view field = Field(m_reading.text, PhaseField);
+    constexpr std::size_t LongField = 8192;
+    if (field.size() > LongField) {
+        m_reading.failure = FaultyItem(pattern, field, m_stimulator.ampStepUa);
+        if (!m_reading.failure.empty()) m_reading.errors.push_back(m_reading.failure);
+        if (!m_reading.failure.empty()) return false;
+    }
+    m_scratch.clear();
+    m_reading.phases =
+        pattern.PhasesFromStr(std::string(field), m_stimulator.ampStepUa, m_scratch, m_scratch);
+    if (m_reading.phases.empty() || pattern.PhasesValid(m_reading.phases, pattern.MaxCmds())) return true;
+    m_reading.failure = WhyNotValid(pattern, m_reading.phases);
+    return false;
+}
+
+bool Reader::TakeText()
+{
+    StimPattern& pattern = Base(m_reading.pattern);
+    if (!pattern.FromString(std::string(m_reading.text), m_stimulator.ampStepUa, m_reading.errors,
+                            m_reading.warnings)) {
+        m_reading.failure =
+            m_reading.errors.empty() ? "the phase-list field holds no phase" : m_reading.errors.back();
+        return false;
+    }
+    auto* lilly = std::get_if<LillyPattern>(&m_reading.pattern);
+    if (lilly != nullptr && !Balanced(*lilly))
+        m_reading.warnings.push_back("balance mode " + std::to_string(lilly->BalanceMode()) +
+                                     " is set, but phase 2 does not balance phase 1");
+    return true;
+}
+
+void Reader::Encode()
+{
+    StimPattern& pattern = Base(m_reading.pattern);
+    m_reading.words.resize(static_cast<std::size_t>(m_stimulator.budget));
+    const int count = pattern.WordArray(m_reading.words.data(), 0);
+    m_reading.words.resize(static_cast<std::size_t>(std::max(count, 0)));
+    if (count <= 0) m_reading.failure = WhyNotWritten(m_stimulator, pattern.Phases());
+}
+
+Asked AskedBy(std::string_view text)
+{
+    Asked asked;
+    ForEachItem(Field(text, PhaseField), [&asked](std::string_view item) {
+        asked.phases.push_back(AskedItem(item));
+        return true;
+    });
+    const std::string train = BracketedText(Field(text, DurationField));
+    const bool endless = train.find("inf") != std::string::npos || train.find("INF") != std::string::npos;
+    asked.trainMsec = endless ? std::numeric_limits<double>::infinity() : std::strtod(train.c_str(), nullptr);
+    const std::string_view balance = Field(text, BalanceField);
+    if (!balance.empty())
+        asked.balanceMode =
+            static_cast<int>(std::clamp(std::strtol(BracketedText(balance).c_str(), nullptr, 10), -1L, 4L));
+    return asked;
+}
+
+std::string NameOfPhase(const std::vector<phase>& phases, std::size_t index)
+{
+    const phase& p = phases[index];
+    return "phase " + std::to_string(index) + " (" + Shortest(p.len) + " us, " + Shortest(p.amp) + " uA)";
+}
+
+namespace {
+
+std::string OverBudget(int words, int maxCmds)
+{
+    return "the phases need " + std::to_string(words) + " words behind word 0, the budget leaves " +
+           std::to_string(maxCmds);
+}
+
+}  // namespace
+
+std::string WhyNotValid(const StimPattern& pattern, const std::vector<phase>& phases)
+{
+    constexpr int Unlimited = std::numeric_limits<int>::max();
+    const auto passes = [&](std::size_t count) {
+        return pattern.PhasesValid(Prefix(phases, count), Unlimited);
+    };
+    if (passes(phases.size())) {
+        int tooFew = pattern.MaxCmds();
+        int enough = Unlimited;
+        while (enough - tooFew > 1) {
+            const int middle = tooFew + (enough - tooFew) / 2;
+            (pattern.PhasesValid(phases, middle) ? enough : tooFew) = middle;
+        }
+        return OverBudget(enough, pattern.MaxCmds());
+    }
+    const std::size_t failing = FirstFailing(phases.size(), passes);
+    const std::string name = NameOfPhase(phases, failing);
+    if (!(phases[failing].len >= 0)) return name + ": the length is below 0";
+    return name + " does not fit the time steps: it carries current within the step that " +
+           NameOfPhase(phases, failing - 1) + " leaves unfinished";
+}
+
+std::string WhyNotWritten(const Stimulator& stimulator, const std::vector<phase>& phases)
+{
+    // As many words as the writer may put for phases so long.
+    constexpr double StepsPerWord = 65535;
+    constexpr double MaxRoom = 1 << 22;
+    double room = 0;
+    for (const phase& p : phases) room += 3 + p.len / stimulator.timeStepUsec / StepsPerWord;
+    std::vector<unsigned int> words(static_cast<std::size_t>(std::min(room, MaxRoom)));
+    const auto written = [&](std::size_t count) {
+        PlainPattern prefix(StimPattern::MaxWords, stimulator.timeStepUsec, stimulator.ampStepUa,
+                            stimulator.AmpMaxUa());
+        for (std::size_t i = 0; i < count; ++i) prefix.AppendPhase(phases[i].len, phases[i].amp);
+        return prefix.WriteStimCmds(words.data(), static_cast<int>(words.size()));
+    };
+    const int all = written(phases.size());
+    if (all >= 0) return OverBudget(all, stimulator.budget - 1);
+    if (room > MaxRoom)
+        return "the phases need far more words than the " + std::to_string(stimulator.budget - 1) +
+               " that the budget leaves behind word 0";
+    const std::size_t failing =
+        FirstFailing(phases.size(), [&](std::size_t count) { return written(count) >= 0; });
+    return NameOfPhase(phases, failing) + " is too short to finish the time step that earlier phases began";
+}
+
+void SayMessages(Output& output, const Reading& reading)
+{
+    for (std::size_t i = 0; i < reading.errors.size(); ++i)
+        if (i == 0 || reading.errors[i] != reading.errors[i - 1])
+            Say(output, reading.place, reading.errors[i]);
+    if (!reading.failure.empty() && (reading.errors.empty() || reading.errors.back() != reading.failure))
+        Say(output, reading.place, reading.failure);
+    for (const std::string& warning : reading.warnings) Say(output, reading.place, "warning: " + warning);
+}
