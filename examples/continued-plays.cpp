@@ -1,5 +1,5 @@
-// A host that keeps several long plays going. One command holds at most 4095 cycles; the rest follows in blocks, and
-// the host sends each block when it is due, the earliest first.
+// A host that keeps several long plays going. One command holds at most 4095 cycles; the rest follows in
+// blocks, and the host sends each block when it is due, the earliest first.
 
 #include <cstdio>
 #include <set>

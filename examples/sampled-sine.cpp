@@ -1,4 +1,5 @@
-// A host with a pattern kind of its own: one period of a sine, sampled as finely as the command budget allows.
+// A host with a pattern kind of its own: one period of a sine, sampled as finely as the command budget
+// allows.
 
 #include <algorithm>
 #include <cmath>
@@ -22,8 +23,9 @@ class SampledSine final : public SinePattern
         Defaults();
     }
 
-    // Every sample is a whole number of time steps, so that no word is spent on a junction. The second half repeats
-    // the first with the current turned round: whatever the rounding did, the two carry the same charge.
+    // Every sample is a whole number of time steps, so that no word is spent on a junction. The second half
+    // repeats the first with the current turned round: whatever the rounding did, the two carry the same
+    // charge.
     float SetPeriod(float periodMsec) override
     {
         const long halfSteps = std::max(1L, std::lround(periodMsec * 500.0f / m_timeStepUsec));
