@@ -17,11 +17,12 @@ struct StimItem
 // cycles; this record remembers how many cycles are left and when the next block of up to 4095 is due, and
 // produces the words of that block:
 //
-//     start    +3 ms                    1st due time (start + 4095 periods)        2nd due time
-//       |--------|----------------------------|------------------------------------|------> time
-//       host     first continuation,          second continuation, more than       ...
-//       sends    while the host's own         2 ms after the due time
-//       block 1  block still plays
+//     start = 1st due time          2nd due time                  3rd due time
+//       |-----------------------------|-----------------------------|----------> time
+//       |<------- 4095 periods ------>|<------- 4095 periods ------>|
+//       the host's own block          |
+//         first continuation,           second continuation,
+//         from 3 ms after on            from 3 ms after on
 //
 // A host keeps such records ordered by due time (operator<), polls ReadyToContinue with its clock in
 // milliseconds, and sends what ContinueCmds writes. Example: 10 000 cycles of 100 ms, started at time 0 with

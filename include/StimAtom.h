@@ -13,8 +13,10 @@
 //     |  duration, time steps  | IP | 14 | AS | split (us) | + | magnitude 0..100 |
 //     +------------------------+----+----+----+------------+---+----------------+
 //
-//     IP  in-pulse flag                  AS  amplitude lies after the split point
-//     14  flag 14                        +   polarity: 1 positive, 0 zero or negative
+//     IP  in-pulse flag: clear in a leading delay and a trailing pause
+//     14  flag 14: clear in every stimulation word, set in the debug words
+//     AS  the amplitude lies after the split point
+//     +   polarity: 1 positive, 0 zero or negative
 //
 // A word that shares one time step between two amplitudes has duration 1 and a split point s:
 //
@@ -40,9 +42,10 @@ class TARVUTIL_EXPORT StimAtom
     // Returns every field to its value after StimAtom().
     void Reset();
 
-    // Packs the fields into *word and returns true; returns false and writes nothing when word is null.
-    // Of the duration only the low 16 bits reach the word, and the magnitude is limited to MaxAmpSteps. The
-    // split point is not masked: a value of 32 or more shows in bit 13 and above.
+    // Packs the fields into *word and returns true; returns false and writes nothing when word is null. Of
+    // the duration only the low 16 bits reach the word, and the magnitude is limited to MaxAmpSteps. The
+    // split point is not masked: a value of 32 or more shows in bit 13 and above, of 256 or more in the
+    // duration.
     bool WriteCmd(unsigned int* word) const;
 
     int m_amp;                 // signed amplitude steps; the sign is the polarity
@@ -50,5 +53,5 @@ class TARVUTIL_EXPORT StimAtom
     bool m_ampAfterSplit;      // the amplitude lies after the split point of the first time step
     unsigned int m_splitUsec;  // split point, whole microseconds from the start of the first time step
     bool m_inPulse;            // in-pulse flag
-    bool m_flag14;             // flag 14; clear in every word that a pattern writes
+    bool m_flag14;             // flag 14
 };

@@ -38,16 +38,17 @@ enum Polarity : int
 // counted in time steps and current in amplitude steps; both step sizes are given to the constructor.
 //
 // Caching: the words live in the object and are rebuilt on request, only when the change count has moved
-// since they were built. Each operation below says whether it raises the change count ("count +1"); one that
-// says nothing does not. Operations that change amplitudes without raising it reach the words only after
-// another edit, or Touch, does.
+// since they were built (UpdateWordArray and SetCmdOverride rebuild at once). Each operation below says
+// whether it raises the change count ("count +1"); one that says nothing does not. Operations that change
+// amplitudes without raising it reach the words only after another edit, or Touch, does.
 //
 // Deriving: a host's pattern kind implements the five pure virtual operations. The base calls SetPeriod from
 // SetFrequency, and AdjustPhases from the single-phase edits and from Update; it calls no other one.
 //
 // A pattern object must be used by one thread at a time; distinct objects are independent. Copying copies
-// everything, the word array and the counters included. Operations that copy a list of phases or build text
-// can throw std::bad_alloc and then leave the pattern as it was; nothing else throws unless said so.
+// everything, the word array and the counters included. Operations that need memory can throw std::bad_alloc
+// and then leave the pattern as it was. Operations that call a virtual one throw what that throws. Nothing
+// else throws unless said so.
 class TARVUTIL_EXPORT StimPattern
 {
  public:
@@ -75,12 +76,14 @@ class TARVUTIL_EXPORT StimPattern
     //   param2/3      stored with the pattern, read by nothing
     //   ampStepSize   amplitude step, microamperes; with a negative, NaN or infinite one no list that carries
     //                 current is valid, with 0 every amplitude counts as 0 steps
-    //   ampMax        largest amplitude magnitude, microamperes
+    //   ampMax        largest amplitude magnitude, microamperes, stored as given; to be 0 or more, as a
+    //                 negative one turns clamped amplitudes round (SetAmpMax takes the magnitude)
     // Throws std::exception, and makes no object, when maxCmdCount lies outside 1..1024.
     StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
     StimPattern(const StimPattern& other) = default;
-    StimPattern& operator=(const StimPattern& other) = default;
+    // All or nothing: when a copy cannot be allocated the pattern stays as it was.
+    StimPattern& operator=(const StimPattern& other);
 
     // --- Virtual interface, in the order of its slots ---
 
@@ -162,8 +165,8 @@ class TARVUTIL_EXPORT StimPattern
     // --- Amplitude scale: none of these raises the change count ---
 
     // Sets the amplitude step, microamperes. With rescale every phase keeps its number of steps, rounded to
-    // the nearest (halves away from zero; 0 when the old step is 0), on the new step, within the largest
-    // amplitude.
+    // the nearest (halves away from zero; 0 when the old step is 0, and for a NaN), on the new step, within
+    // the largest amplitude.
     //
     //     step 1 -> 2, rescale:  3.4 -> 6,  -2.5 -> -6
     void SetAmpStepSize(float stepSize, bool rescale);
@@ -175,7 +178,7 @@ class TARVUTIL_EXPORT StimPattern
     void SetAmpsToZero();
 
     // The nearest whole number of amplitude steps, halves away from zero, at least one step unless amp is 0;
-    // not limited to AmpMax. NaN for a step of 0 and an amp other than 0.
+    // not limited to AmpMax. NaN for a step of 0 and an amp other than 0; one positive step for a NaN.
     //
     //     step 10:  14 -> 10,  15 -> 20,  -15 -> -20,  3 -> 10,  0 -> 0
     float NearestAmplitude(float amp) const;
@@ -203,15 +206,15 @@ class TARVUTIL_EXPORT StimPattern
     // The train length in milliseconds.
     float TrainLength() const;
     // Sets the train length, milliseconds, to at least one period. Returns the stored length in microseconds,
-    // not milliseconds. Count +1 when the stored value changes. A length at or above the largest finite float
-    // (or NaN) makes the pattern continuous.
+    // not milliseconds. Count +1 when the stored value changes. A stored length that is not below the largest
+    // finite float, or NaN, makes the pattern continuous.
     float SetTrainLength(float msec);
     // Sets the train length to a whole number of the present periods; 0 and below count as 1. Count +1 when
     // the stored value changes. A later change of the period does not change the train length.
     void SetCycleCount(int cycles);
     // Cycles in the train: the whole number within 0.01 of the train in periods, or else rounded down (up
-    // when the pattern kind chose so); at least 1. The largest int for a continuous pattern and without
-    // phases.
+    // when the pattern kind chose so); at least 1. The largest int for a continuous pattern, without phases,
+    // and when the count does not fit.
     //
     //     period 10 ms:  train 25 -> 2,  29.8 -> 2,  29.95 -> 3,  30.05 -> 3
     int CycleCount() const;
@@ -220,7 +223,7 @@ class TARVUTIL_EXPORT StimPattern
     // By how much the train exceeds its last whole period, milliseconds; negative when it falls short of the
     // next one by less than 0.01 of a period; 0 when continuous.
     float TrainPeriodMismatch(Stim::ReturnSign how) const;
-    // The magnitude of the mismatch as a fraction of the train (not times 100).
+    // The magnitude of the mismatch as a fraction of the train (not times 100); NaN for a train length of 0.
     float TrainPeriodMismatchPct() const;
 
     // The period without its silent start and end, milliseconds. Phases of amplitude 0 are left out at the
@@ -233,7 +236,8 @@ class TARVUTIL_EXPORT StimPattern
     // When the first phase that carries current starts, microseconds; 0 when none does.
     float FirstActiveTime() const;
 
-    // True when other has equal phases, the same cycle count and an equal train length; false for null.
+    // True when other has equal phases, the same cycle count and an equal train length; false for null. The
+    // phases of a pattern always equal themselves here, NaN or not.
     bool Equals(StimPattern* other) const;
 
     // --- Phase editing ---
@@ -283,15 +287,22 @@ class TARVUTIL_EXPORT StimPattern
     //                                  split point c                   split point d
     //
     // Not valid: a phase of negative or NaN length; an active phase that meets carried time of an active
-    // phase; an active phase that meets carried time and ends before the shared step does. A leftover of at
-    // most IgnoreUsec is dropped. Counted are: a word for the first step of each phase that reaches one, a
-    // word for its further steps, and a word for what the last phase leaves of a step; this can exceed the
-    // words that WriteStimCmds spends. Without phases valid when maxCmds is 0 or more.
+    // phase; an active phase that meets carried time and ends more than IgnoreUsec before the shared step
+    // does. A leftover of at most IgnoreUsec is dropped.
+    // Counted are: a word for the first step of each phase that reaches one, a word for its further steps,
+    // and a word for what the last phase leaves of a step. This can exceed the words that WriteStimCmds
+    // spends, and fall short of them: a phase of more than 65535 steps takes further words, and a leftover
+    // at the edge of IgnoreUsec can be dropped here and written there, as (5.5,0) at T = 5, which counts 1
+    // and takes 2.
+    // Without phases valid when maxCmds is 0 or more.
     //
-    //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) is not valid
+    //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) fails
     bool PhasesValid(std::vector<phase> phases, int maxCmds) const;
 
     // --- Words ---
+    // The split point of a word has five bits. With time steps above 32.48 us, 33.333332 among them, a split
+    // point of 32 us and more can arise; it is not masked and shows in the flags above it, from 512 us on in
+    // the duration (see StimAtom).
 
     // Encodes one cycle into words, and returns how many, at most maxWords. The words are packed as StimAtom
     // says; lengths become whole time steps, and what a phase leaves of a step is carried into the next
@@ -301,24 +312,30 @@ class TARVUTIL_EXPORT StimPattern
     //   whole-step word  the further whole steps of a phase, behind chunk words of 65535 steps when there are
     //                    more than that
     //   tail word        carried time left after the last phase, in one more step
-    // Returns -1 when words is null, when the list is not valid under MaxCmds(), when a phase is too short to
-    // finish the step that it shares, or when maxWords words are not enough; what was written until then is
-    // void. Nothing in the pattern changes.
+    // In-pulse is clear in the words of amplitude 0, other than junction words, of the first and the last
+    // phase: the leading delay and the trailing pause. Whole-step words that carry current have the
+    // amplitude-after-split flag set and split point 0; tail words have it clear. When every amplitude is 0,
+    // so are bits 0 to 15 of every word.
+    // Returns 0 without phases, and -1 when words is null, when the list is not valid under MaxCmds(), when a
+    // phase is too short to finish the step that it shares, or when maxWords words are not enough; what was
+    // written until then is void. Nothing in the pattern changes.
     //
     //     T = 33.333332 us, step 10 uA:  (200,-300) (210,300)  ->  0x0006A01E 0x0006A09E 0x00018A9E
     int WriteStimCmds(unsigned int* words, int maxWords) const;
 
     // Brings the word array up to date and copies it to out, word 0 with the cycle count first; returns the
-    // number of words. Returns -1, and writes nothing, when out is null or Update fails. The second argument
-    // is not used. REQUIRES: room for MaxCmds() + 1 words.
+    // number of words: 0 when the last forced rebuild failed and no edit followed. Returns -1, and writes
+    // nothing, when out is null or Update fails. The second argument is not used. REQUIRES: room for
+    // MaxCmds() + 1 words.
     int WordArray(unsigned int* out, unsigned int unused);
 
     // The update cycle: validates the list under MaxCmds(); hands a list that fails to AdjustPhases for
     // repair in place (repairs stay, without a count, even when the repair then fails); rebuilds the array
-    // when it is stale. Returns ArrayIsCurrent(). Validates on every call. May throw what AdjustPhases
-    // throws.
+    // when it is stale. Returns ArrayIsCurrent(). Validates on every call; an array that is current stays
+    // so even when the list has become invalid without a count.
     bool Update();
-    // Rebuilds the array now; returns its number of words, 0 on failure.
+    // Rebuilds the array now, without repair; returns its number of words. On failure returns 0, and the
+    // array is lost while ArrayIsCurrent stays as it was.
     int UpdateWordArray();
     // True when the array was built for the present change count.
     bool ArrayIsCurrent() const;
@@ -329,11 +346,12 @@ class TARVUTIL_EXPORT StimPattern
     bool WriteVekCmd(unsigned int* word) const;
 
     // While on, bits 0 to 15 of every stimulation word are value; only the durations come from the phases.
-    // When either differs from what is set, the array is rebuilt at once.
+    // When either differs from what is set, the array is rebuilt at once, as by UpdateWordArray.
     void SetCmdOverride(bool on, unsigned short value);
 
-    // Writes four fixed words, a biphasic test pulse of 47 steps, to words[1] to words[4], and returns 5,
-    // their number with word 0, which is left alone. Returns 0 for null.
+    // Writes four fixed words to words[1] to words[4]: a biphasic test pulse of 47 amplitude steps, negative
+    // phase first, three time steps a phase and three between, and 4095 time steps at zero. Returns 5, their
+    // number with word 0, which is left alone; 0 for null.
     int WriteDebugCmds(unsigned int* words) const;
 
     // --- Text ---
@@ -386,7 +404,7 @@ class TARVUTIL_EXPORT StimPattern
     int m_wordCount = 0;                      // valid words in m_wordArray
     int m_changeCount = 0;                    // raised by every edit
     int m_updateCount = 0;                    // builds started
-    int m_arrayChangeCount = -1;              // m_changeCount at the last successful build
+    int m_arrayChangeCount = NeverBuilt;      // m_changeCount at the last successful build
     bool m_cmdOverride = false;               // command override on
     unsigned short m_cmdOverrideValue = 0;    // bits 0 to 15 of every stimulation word while it is on
     std::vector<phase> m_phases;              // in playing order
@@ -394,8 +412,12 @@ class TARVUTIL_EXPORT StimPattern
  private:
     friend class ContinuedItemPlay;
 
+    // No change count.
+    static constexpr int NeverBuilt = -1;
+
     void RaiseChangeCount();
     bool OfferPhase(int i, phase p);
     void StoreTrainLength(float lengthUsec);
+    // WordArray into a buffer of any alignment.
     int CopyWords(void* out);
 };

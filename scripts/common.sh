@@ -24,6 +24,7 @@ need_tests() { need_build; need libgtest-dev gnuplot-nox fonts-dejavu-core local
 configure() {
     local dir=$1
     shift
+    mkdir -p "$(dirname "$dir")"
     cmake -S . -B "$dir" -G Ninja "$@" >"$dir.log" 2>&1 || { cat "$dir.log" >&2; return 1; }
     rm -f "$dir.log"
 }

@@ -16,6 +16,10 @@ inline unsigned int PackWord(int amp, unsigned int timeSteps, bool ampAfterSplit
            (ampAfterSplit ? 1U << 13U : 0U) | splitUsec << 8U | (amp > 0 ? 1U << 7U : 0U) | magnitude;
 }
 
+// Word 0 of a word array: the number of cycles in bits 0 to 11, the bits above clear.
+constexpr int MaxCyclesPerCommand = 4095;
+constexpr unsigned int CycleMask = 0xFFFU;
+
 // Owns the limit of a buffer and the low-half rule: bits 0 to 15 of every word are what the phases say, or a
 // fixed value in their place.
 class CommandSink

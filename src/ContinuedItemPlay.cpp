@@ -1,14 +1,15 @@
 #include "ContinuedItemPlay.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "CycleWord.h"
+#include "CommandWord.h"
 #include "Numbers.h"
 
 using namespace TarvUtil::Internal;
 
 namespace {
-// A block is due this long after its due time, so that the one before it is surely playing.
+// A block may be sent later than this after its due time.
 constexpr int DueDelayMsec = 2;
 }  // namespace
 
@@ -72,12 +73,12 @@ int ContinuedItemPlay::ContinueCmds(long nowMsec, unsigned char* buf)
     StimPattern* pattern = Pattern();
     if (buf == nullptr || m_remCycles < 1 || !ReadyToContinue(nowMsec) || pattern == nullptr) return -1;
     if (!pattern->Update()) return -1;
+    // Like WordArray this updates once more: a repair hook is asked twice for each block.
     const int count = pattern->CopyWords(buf);
     if (count < 0) return -1;
 
-    int block = MaxCyclesPerCommand;
-    if (m_remCycles < MaxCyclesPerCommand) {
-        block = m_remCycles;
+    const int block = std::min(m_remCycles, MaxCyclesPerCommand);
+    if (block < MaxCyclesPerCommand) {
         unsigned int word = 0;
         std::memcpy(&word, buf, sizeof word);
         word = (word & ~CycleMask) + static_cast<unsigned int>(block);

@@ -67,11 +67,12 @@ inline int NextCount(int count)
     return count == std::numeric_limits<int>::max() ? 0 : count + 1;
 }
 
-// An amplitude within the range of -max to max; a NaN stays one, so that it never becomes a current.
+// An amplitude within the range of -max to max. A NaN stays one, and a NaN range makes it one: no current
+// comes of either.
 inline float ClampAmplitude(float amp, float max)
 {
     if (amp > 0) return amp < max ? amp : max;
-    return amp < -max ? -max : amp;
+    return amp >= -max || std::isnan(amp) ? amp : -max;
 }
 
 }  // namespace TarvUtil::Internal

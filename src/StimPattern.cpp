@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "CommandWord.h"
-#include "CycleWord.h"
 #include "NumberText.h"
 #include "Numbers.h"
 #include "SpecificationText.h"
@@ -21,6 +20,8 @@ using namespace TarvUtil::Internal;
 
 namespace {
 
+constexpr float MsecPerSec = 1000.0f;
+
 constexpr int ContinuousCycles = std::numeric_limits<int>::max();
 
 // A train this near to a whole number of periods, in periods, has that number of cycles.
@@ -28,9 +29,6 @@ constexpr float CycleTolerance = 0.01f;
 
 // The most time steps that the duration of one word can count.
 constexpr int MaxStepsPerWord = 65535;
-
-// m_arrayChangeCount of a pattern whose words were never built; no change count.
-constexpr int NeverBuilt = -1;
 
 constexpr int BaseTypeID = 4;
 
@@ -49,6 +47,7 @@ bool IsActive(const phase& p)
     return p.amp != 0;
 }
 
+// As MaxAbsAmp() != 0, known at the first current: a list of zeros and NaNs carries none.
 bool CarriesCurrent(const std::vector<phase>& phases)
 {
     return std::any_of(phases.begin(), phases.end(), [](const phase& p) { return std::fabs(p.amp) > 0; });
@@ -66,6 +65,32 @@ StimPattern::StimPattern(int maxCmdCount, float timeStepUsec, float param2, floa
       m_maxCmdCount(maxCmdCount)
 {
     if (maxCmdCount < 1 || maxCmdCount > MaxWords) throw std::exception();
+}
+
+// What can fail comes first, so that the array of the one pattern never meets the phases of the other.
+StimPattern& StimPattern::operator=(const StimPattern& other)
+{
+    std::string label = other.m_label;
+    std::vector<phase> phases = other.m_phases;
+    m_timeStepUsec = other.m_timeStepUsec;
+    m_param2 = other.m_param2;
+    m_param3 = other.m_param3;
+    m_ampStepSize = other.m_ampStepSize;
+    m_ampMax = other.m_ampMax;
+    m_trainLengthUsec = other.m_trainLengthUsec;
+    m_roundCyclesDown = other.m_roundCyclesDown;
+    m_reserved = other.m_reserved;
+    m_label = std::move(label);
+    std::copy(std::begin(other.m_wordArray), std::end(other.m_wordArray), std::begin(m_wordArray));
+    m_maxCmdCount = other.m_maxCmdCount;
+    m_wordCount = other.m_wordCount;
+    m_changeCount = other.m_changeCount;
+    m_updateCount = other.m_updateCount;
+    m_arrayChangeCount = other.m_arrayChangeCount;
+    m_cmdOverride = other.m_cmdOverride;
+    m_cmdOverrideValue = other.m_cmdOverrideValue;
+    m_phases = std::move(phases);
+    return *this;
 }
 
 StimPattern::~StimPattern() = default;
@@ -193,7 +218,6 @@ float StimPattern::NearestAmplitude(float amp) const
 
 float StimPattern::MaxAmplitude(Sign sign) const
 {
-    if (m_phases.empty() && sign == Absolute) return 0;
     float extreme = sign == Negative ? LargestFloat : -LargestFloat;
     float signedExtreme = 0;
     for (const phase& p : m_phases) {
@@ -241,12 +265,12 @@ float StimPattern::Period() const
 
 float StimPattern::Frequency() const
 {
-    return 1000.0f / Period();
+    return MsecPerSec / Period();
 }
 
 float StimPattern::SetFrequency(float hz)
 {
-    return 1000.0f / SetPeriod(1000.0f / hz);
+    return MsecPerSec / SetPeriod(MsecPerSec / hz);
 }
 
 float StimPattern::TrainLength() const
@@ -421,8 +445,9 @@ int StimPattern::LastActivePhase() const
 
 namespace {
 
-// Walks a list as CommandWriter does and counts words in place of writing them. It is stricter: a phase that
-// reaches one time step counts a junction word also when no time is carried.
+// Walks a list as CommandWriter does and counts words in place of writing them. Unlike it, a phase that
+// reaches one time step counts a junction word also when no time is carried. Carried time that is not
+// active always comes from a phase without current, so the amplitude before it need not be known.
 class WordCounter
 {
  public:
@@ -432,10 +457,11 @@ class WordCounter
     bool Count(const phase& p, bool last)
     {
         if (!(p.len >= 0)) return false;
-        const float steps = AmplitudeSteps(p.amp, m_ampStep);
-        const float time = p.len + m_carry.time;
-        if (steps != 0 && !ActiveMayStart(time)) return false;
-        CountSteps(time >= m_timeStep ? TakeJunction(p, steps) : KeepTime(p, steps, time), p, last);
+        const bool active = AmplitudeSteps(p.amp, m_ampStep) != 0;
+        float time = p.len + m_carry.time;
+        if (active && !ActiveMayStart(time)) return false;
+        if (time >= m_timeStep) time = TakeJunction(p, active);
+        CountSteps(time, p, last);
         return true;
     }
 
@@ -445,28 +471,17 @@ class WordCounter
     bool ActiveMayStart(float time) const
     {
         if (m_carry.active) return false;
-        if (!(m_carry.time > 0)) return true;
-        return std::trunc(m_lastSteps) == 0 && !(time - m_timeStep < -StimPattern::IgnoreUsec);
+        return !(m_carry.time > 0 && time - m_timeStep < -StimPattern::IgnoreUsec);
     }
 
-    // Both return the time that is left to cut into steps.
-    float TakeJunction(const phase& p, float steps)
+    // Returns the time of the phase that is left behind the junction.
+    float TakeJunction(const phase& p, bool active)
     {
         ++m_words;
         const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
-        if (rest < StimPattern::IgnoreUsec) {
-            m_carry.active = false;
-            return 0;
-        }
-        m_lastSteps = steps;
-        m_carry.active = steps != 0;
-        return rest;
-    }
-
-    float KeepTime(const phase& p, float steps, float time)
-    {
-        if (p.len > 0) m_lastSteps = steps;
-        return time;
+        const bool usedUp = rest < StimPattern::IgnoreUsec;
+        m_carry.active = active && !usedUp;
+        return usedUp ? 0 : rest;
     }
 
     void CountSteps(float time, const phase& p, bool last)
@@ -486,7 +501,6 @@ class WordCounter
     const float m_timeStep;
     const float m_ampStep;
     Carry m_carry;
-    float m_lastSteps = 0;
     int m_words = 0;
 };
 

@@ -53,8 +53,8 @@ struct Carry
 {
     float time = 0;       // microseconds of a step that earlier phases began and did not finish
     bool active = false;  // that time holds a non-zero amplitude
-    int lastSteps =
-        0;  // whole amplitude steps of the phase that filled it last; each walk says when it moves
+    // Whole amplitude steps of the latest phase that had a time of its own.
+    int lastSteps = 0;
 };
 
 }  // namespace TarvUtil::Internal
