@@ -21,7 +21,7 @@ install(FILES ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake ${PROJECT_BINARY_DIR}/T
 
 # The pkg-config file names its directories relative to itself, so that an installed tree can be moved.
 file(RELATIVE_PATH TARVUTIL_PC_PREFIX
-    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX}/.)
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 foreach(dir LIBDIR INCLUDEDIR)
     if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
         set(TARVUTIL_PC_${dir} "${CMAKE_INSTALL_${dir}}")
@@ -34,6 +34,9 @@ install(FILES ${PROJECT_BINARY_DIR}/tarvutil.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
 if(TARGET tarvutil)
+    # The installed program finds the library wherever the tree is moved to.
+    file(RELATIVE_PATH TARVUTIL_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(tarvutil PROPERTIES INSTALL_RPATH "$ORIGIN/${TARVUTIL_BIN_TO_LIB}")
     install(TARGETS tarvutil RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(FILES tools/tarvutil/tarvutil.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
     install(FILES tools/tarvutil/tarvutil.bash
