@@ -1,11 +1,16 @@
 #pragma once
 
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
 // Float to integer without undefined behaviour, and the other small number rules that several sources share.
 namespace TarvUtil::Internal {
+
+// The words must not depend on the processor: every operation on floats rounds to a float.
+static_assert(std::numeric_limits<float>::is_iec559, "float must be IEEE 754 single precision");
+static_assert(FLT_EVAL_METHOD == 0, "on i386 build with -msse2 -mfpmath=sse");
 
 constexpr float LargestFloat = std::numeric_limits<float>::max();
 constexpr float UsecPerMsec = 1000.0f;
