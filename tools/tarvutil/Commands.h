@@ -8,5 +8,7 @@ class App;
 // that cannot be carried out throws Fault.
 void AddEncode(CLI::App& program, int& exitStatus);
 void AddDecode(CLI::App& program, int& exitStatus);
+void AddCheck(CLI::App& program, int& exitStatus);
+void AddPlot(CLI::App& program, int& exitStatus);
 void AddPlay(CLI::App& program, int& exitStatus);
 void AddDesign(CLI::App& program, int& exitStatus);

@@ -67,7 +67,6 @@ bool WordReplay::TakeJunction(const phase& p, int ampSteps, bool active, float& 
     const bool carriedCurrent = m_lastSteps != 0;
     if (!TakeShared(carriedCurrent ? m_lastSteps : ampSteps, carriedCurrent, at.junction)) return false;
     at.startUsec = at.junction.changeUsec;
-    at.splitCutUsec = CarriedUsec() - at.junction.splitUsec;
     time = p.len - (m_timeStep - m_carried);
     if (time < StimPattern::IgnoreUsec) {
         time = 0;
@@ -91,6 +90,10 @@ bool WordReplay::TakeSteps(float time, int ampSteps, bool active)
         return true;
     }
     m_carriedActive = carries && active;
+    if (m_words == nullptr) {
+        m_steps += whole;
+        return true;
+    }
     auto count = static_cast<unsigned int>(whole);
     for (; count > MaxStepsPerWord; count -= MaxStepsPerWord)
         if (!TakeWord(ampSteps, MaxStepsPerWord, active, 0)) return false;
@@ -105,11 +108,11 @@ bool WordReplay::TakeShared(int ampSteps, bool currentFirst, SharedStep& step)
     step.splitUsec = static_cast<unsigned int>(WholePart(m_carried));
     if (!TakeWord(ampSteps, 1, !currentFirst, step.splitUsec)) return false;
     step.lengthenedUsec = (m_word.timeSteps - 1.0) * m_scale.timeStepUsec;
-    step.changeUsec = start + step.splitUsec;
-    if (ampSteps != 0) {
-        const bool untilEnd = currentFirst && m_word.ampAfterSplit;
-        step.changeUsec = untilEnd ? PlayedUsec() : std::min(start + m_word.splitUsec, PlayedUsec());
-    }
+    step.changeUsec = start + CarriedUsec();
+    if (ampSteps == 0) return true;
+    const bool untilEnd = currentFirst && m_word.ampAfterSplit;
+    step.changeUsec = untilEnd ? PlayedUsec() : std::min(start + m_word.splitUsec, PlayedUsec());
+    step.cutUsec = CarriedUsec() - step.splitUsec;
     step.errorUsec = step.changeUsec - start - step.splitUsec;
     return true;
 }

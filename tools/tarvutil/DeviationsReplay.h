@@ -14,21 +14,21 @@ struct SharedStep
     std::size_t word = 0;        // index in the word array; 0 when there is none
     unsigned int splitUsec = 0;  // meant, whole microseconds; above MaxSplitUsec the word shows another
     double changeUsec = 0;       // when its current really begins or ends, within the cycle
-    double errorUsec = 0;        // by how much that is later than at the split point
+    double cutUsec = 0;          // the part of a microsecond by which the split point meant is too early
+    double errorUsec = 0;        // by how much the change is later than at the split point meant
     double lengthenedUsec = 0;   // how much longer than its step the word lasts
 };
 
 // Where the words put a phase of the list that they were written from.
 struct Placement
 {
-    double startUsec = 0;     // within the cycle as played
-    int ampSteps = 0;         // what the words hold of its amplitude
-    SharedStep junction;      // with the phase before
-    SharedStep tail;          // of the last phase
-    double gainedUsec = 0;    // what it got longer by a count rounded up, or shorter by a leftover dropped
-    double splitCutUsec = 0;  // how much earlier it starts because split points are whole microseconds
-    double takenUsec = 0;     // time of the phases before it that is played at its current
-    double paddedUsec = 0;    // what the tail word adds to the cycle
+    double startUsec = 0;   // within the cycle as played
+    int ampSteps = 0;       // what the words hold of its amplitude
+    SharedStep junction;    // with the phase before
+    SharedStep tail;        // of the last phase
+    double gainedUsec = 0;  // what it got longer by a count rounded up, or shorter by a leftover dropped
+    double takenUsec = 0;   // time of the phases before it that is played at its current
+    double paddedUsec = 0;  // what the tail word adds to the cycle
 };
 
 // Goes along a list of phases and the words written from it, phase by phase: a phase shares the step that the

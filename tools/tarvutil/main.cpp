@@ -18,6 +18,8 @@ void AddCommands(CLI::App& program, int& exitStatus)
         "failed, 2 the\nrequest cannot be carried out.");
     AddEncode(program, exitStatus);
     AddDecode(program, exitStatus);
+    AddCheck(program, exitStatus);
+    AddPlot(program, exitStatus);
     AddPlay(program, exitStatus);
     AddDesign(program, exitStatus);
 }

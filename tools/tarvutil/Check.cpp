@@ -1,0 +1,75 @@
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <memory>
+#include <optional>
+
+#include "CheckReport.h"
+#include "Commands.h"
+#include "Exit.h"
+#include "Output.h"
+
+namespace {
+
+struct Options
+{
+    Stimulator stimulator;
+    Input input;
+    Limits limits;
+    bool json = false;
+};
+
+int Check(const Options& options)
+{
+    Output output;
+    Reader reader(options.stimulator);
+    int status = ExitDone;
+    ForEachText(
+        options.input, [&output] { output.Flush(); },
+        [&](const Place& place, std::string_view text) {
+            const Reading& reading = reader.Read(place, text);
+            SayMessages(output, reading);
+            const CheckReport report = ReportOn(options.stimulator, reading, options.limits);
+            if (!report.Good()) status = ExitFailed;
+            output.Buffer() += options.json ? AsJson(report) : AsTable(report);
+            output.Written();
+        });
+    output.Finish();
+    return status;
+}
+
+void AddLimit(CLI::App& command, const std::string& name, std::optional<double>& limit, const char* unit,
+              const std::string& what)
+{
+    command.add_option(name, limit, what)->option_text(unit)->check([](const std::string& text) {
+        double value = 0;
+        const bool usable = CLI::detail::lexical_cast(text, value) && value >= 0;
+        return usable ? std::string() : "'" + text + "' is not a number of 0 or above";
+    });
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& program, int& exitStatus)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        *program.add_subcommand("check", "Compare what is played with what specification strings ask for");
+    AddInputOptions(command, options->input, "SPEC");
+    AddStimulatorOptions(command, options->stimulator);
+    AddLimit(command, "--max-net-charge", options->limits.netChargeNc, "NC",
+             "Exit with 1 when a cycle leaves more net charge, nanocoulombs, of either sign [no limit]");
+    AddLimit(
+        command, "--max-error", options->limits.errorUsec, "USEC",
+        "Exit with 1 when a phase starts farther from where it was asked to; the period's own error does "
+        "not count [no limit]");
+    command
+        .add_option_function<std::string>(
+            "--format", [options](const std::string& format) { options->json = format == "json"; },
+            "table, or json: one object a line [table]")
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember({"table", "json"}));
+    command.footer(
+        "Exit status: 0 as asked within the limits, 1 a limit is exceeded or a pattern is refused, "
+        "2 the request\ncannot be carried out.");
+    command.callback([options, &exitStatus] { exitStatus = Check(*options); });
+}

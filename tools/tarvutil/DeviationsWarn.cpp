@@ -1,0 +1,96 @@
+#include <algorithm>
+#include <cmath>
+
+#include "Deviations.h"
+#include "DeviationsReplay.h"
+#include "Output.h"
+
+namespace {
+
+// Whether text is a number that a float holds as it is written, and that the text reader does not round: a
+// whole one of at most seven digits, perhaps with zeros behind a point.
+class WholeNumbers
+{
+ public:
+    static bool Only(std::string_view field)
+    {
+        WholeNumbers numbers;
+        return std::all_of(field.begin(), field.end(), [&numbers](char c) { return numbers.Take(c); });
+    }
+
+ private:
+    bool Take(char c)
+    {
+        if (c >= '0' && c <= '9') return m_fraction ? c == '0' : ++m_digits <= 7;
+        if (c == '.') return m_fraction = true;
+        m_digits = 0;
+        m_fraction = false;
+        return c == '(' || c == ')' || c == ',' || c == '-' || c == '+' || c == ' ';
+    }
+
+    int m_digits = 0;
+    bool m_fraction = false;
+};
+
+// The phase list of a plainly written text: what lies between its first two colons.
+std::string_view PhaseField(std::string_view text)
+{
+    const std::size_t begin = text.find(':');
+    if (begin == 0 || begin == std::string_view::npos) return {};
+    const std::size_t end = text.find(':', begin + 1);
+    return end == std::string_view::npos ? std::string_view() : text.substr(begin + 1, end - begin - 1);
+}
+
+bool AsWritten(const Reading& reading)
+{
+    const std::string_view field = PhaseField(reading.text);
+    return reading.warnings.empty() && !field.empty() && WholeNumbers::Only(field);
+}
+
+constexpr double Enough = 0.49;  // microseconds, and of an amplitude step: safely below what is notable
+
+// As a finding asks: the train differs, and not by the length of its period alone.
+bool CyclesMayDeviate(double cycles, double periodAsked, double periodPlayed, float trainMsec)
+{
+    const double train = static_cast<double>(trainMsec) * 1000;
+    return !(std::fabs(cycles * periodAsked - train) < Enough) &&
+           !(std::fabs(cycles * periodPlayed - train) < Enough);
+}
+
+// Follows the words of the list that was read, which must be the one that the pattern holds.
+bool WordsMayDeviate(const playback::Scale& scale, const Reading& reading, const StimPattern& pattern)
+{
+    WordReplay replay(scale, &reading.words);
+    double asked = 0;
+    for (std::size_t i = 0; i < reading.phases.size(); ++i) {
+        const phase& p = reading.phases[i];
+        const phase* held = pattern.Phase(static_cast<int>(i));
+        if (held == nullptr || held->len != p.len || held->amp != p.amp) return true;
+        Placement at;
+        if (!replay.Take(p, i + 1 == reading.phases.size(), at)) return true;
+        const double stepsLost = static_cast<double>(p.amp) / scale.ampStepUa - at.ampSteps;
+        if (!(std::fabs(at.startUsec - asked) < Enough) || !(std::fabs(stepsLost) < Enough)) return true;
+        asked += static_cast<double>(p.len);
+    }
+    if (!(std::fabs(replay.PlayedUsec() - asked) < Enough) || !replay.AllWordsTaken()) return true;
+    return !pattern.IsContinuous() &&
+           CyclesMayDeviate(pattern.CycleCount(), asked, replay.PlayedUsec(), pattern.TrainLength());
+}
+
+}  // namespace
+
+bool MayDeviate(const Stimulator& stimulator, const Reading& reading)
+{
+    const auto* lilly = std::get_if<LillyPattern>(&reading.pattern);
+    const StimPattern& pattern =
+        lilly != nullptr ? static_cast<const StimPattern&>(*lilly) : std::get<PlainPattern>(reading.pattern);
+    return !AsWritten(reading) || WordsMayDeviate(stimulator.Scale(), reading, pattern);
+}
+
+void SayDeviations(Output& output, const Stimulator& stimulator, const Reading& reading)
+{
+    if (!MayDeviate(stimulator, reading)) return;
+    for (const Finding& finding : DeviationsOf(stimulator, reading).findings)
+        if (finding.cause != Cause::AmplitudeRead && finding.Notable(stimulator))
+            Say(output, reading.place, "warning: " + finding.text);
+}

@@ -1,0 +1,5 @@
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+
+void AddPlot(CLI::App& /*program*/, int& /*exitStatus*/) {}
