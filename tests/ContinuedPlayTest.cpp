@@ -1,0 +1,176 @@
+#include "ContinuedItemPlay.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "TestPatterns.h"
+
+namespace {
+
+constexpr std::int64_t LargestTime = std::numeric_limits<std::int64_t>::max();
+
+// A pattern of 100 ms in its slot, and a buffer at an odd address.
+class ContinuedPlay : public testing::Test
+{
+ protected:
+    ContinuedItemPlay Record(int cyclesStarted, long nowMsec = 0)
+    {
+        return ContinuedItemPlay({7, &slot}, cyclesStarted, nowMsec);
+    }
+
+    unsigned int WordIn(int i) const
+    {
+        unsigned int word = 0;
+        std::memcpy(&word, buffer + 1 + 4 * i, sizeof word);
+        return word;
+    }
+
+    RecordingPattern pattern{{{1000, 10}, {99000, 0}}, 100};
+    StimPattern* slot = &pattern;
+    unsigned char buffer[4 * StimPattern::MaxWords + 1] = {};
+    unsigned char* buf = buffer + 1;
+};
+
+TEST_F(ContinuedPlay, FinitePlayGoesOnInBlocksOf4095Cycles)
+{
+    pattern.SetCycleCount(10000);
+    ContinuedItemPlay play = Record(4095);
+    EXPECT_EQ(play.Channel(), 7);
+    EXPECT_EQ(play.Pattern(), &pattern);
+    EXPECT_EQ(play.RemCycles(), 5905);
+    EXPECT_EQ(play.ContinuePeriodMsec(), 409500);
+
+    const struct
+    {
+        long nowMsec;
+        int result, remaining;
+        std::int64_t nextMsec;
+        unsigned int word0;
+    } rows[] = {
+        {2, -1, 5905, 0, 0},          {3, 3, 1810, 409500, 4095},     {409502, -1, 1810, 409500, 4095},
+        {409503, 3, 0, 819000, 1810}, {9000000, -1, 0, 819000, 1810},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.nowMsec);
+        EXPECT_EQ(play.ContinueCmds(row.nowMsec, buf), row.result);
+        EXPECT_EQ(play.RemCycles(), row.remaining);
+        EXPECT_EQ(play.m_nextMsec, row.nextMsec);
+        EXPECT_EQ(play.m_startMsec, 0);
+        EXPECT_EQ(WordIn(0), row.word0);
+    }
+    const auto words = *Array(pattern);
+    EXPECT_EQ(words.size(), 3U);
+    EXPECT_EQ(WordIn(1), words[1]);
+    EXPECT_EQ(WordIn(2), words[2]);
+    EXPECT_EQ(WordIn(3), 0U);
+}
+
+TEST_F(ContinuedPlay, LastBlockHoldsWhatIsLeft)
+{
+    const std::pair<int, int> lefts[] = {{1, 0}, {4094, 0}, {4095, 0}, {4096, 1}, {8190, 4095}};
+    for (const auto& [before, after] : lefts) {
+        pattern.SetCycleCount(before + 100);
+        ContinuedItemPlay play = Record(100);
+        EXPECT_EQ(play.ContinueCmds(3, buf), 3);
+        EXPECT_EQ(play.RemCycles(), after);
+        EXPECT_EQ(WordIn(0), static_cast<unsigned int>(before - after));
+    }
+    pattern.SetCycleCount(10);
+    EXPECT_EQ(Record(10).ContinueCmds(3, buf), -1);
+    EXPECT_EQ(Record(11).RemCycles(), -1);
+    EXPECT_EQ(Record(SmallestInt).RemCycles(), LargestInt);
+    EXPECT_EQ(Record(LargestInt).RemCycles(), 10 - LargestInt);
+}
+
+TEST_F(ContinuedPlay, ContinuousPlayNeverRunsDown)
+{
+    pattern.SetTrainLength(Inf);
+    ContinuedItemPlay play = Record(4095);
+    for (long now = 3; now < 2000000; now += 409500) {
+        EXPECT_EQ(play.RemCycles(), LargestInt);
+        EXPECT_EQ(play.ContinueCmds(now, buf), 3);
+        EXPECT_EQ(WordIn(0), 4095U);
+        EXPECT_EQ(play.m_nextMsec, now - 3 + 409500);
+    }
+    play.m_remCycles = 5;
+    play.m_nextMsec = 0;
+    EXPECT_EQ(play.ContinueCmds(3, buf), 3);
+    EXPECT_EQ(play.RemCycles(), 5);
+    pattern.m_phases = {{99.9f, 1}};
+    pattern.Touch();
+    play.m_nextMsec = 0;
+    EXPECT_EQ(play.ContinueCmds(3, buf), 2);
+    EXPECT_EQ(play.m_nextMsec, 409) << "409.0905 ms cut to whole milliseconds";
+}
+
+TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
+{
+    pattern.SetCycleCount(5000);
+    const ContinuedItemPlay fresh = Record(0);
+    ContinuedItemPlay play = fresh;
+    EXPECT_EQ(play.ContinueCmds(3, nullptr), -1);
+    EXPECT_EQ(play.ContinueCmds(-1, buf), -1);
+    pattern.m_phases = {{-1, 0}};
+    pattern.accept = false;
+    pattern.Touch();
+    EXPECT_EQ(play.ContinueCmds(3, buf), -1);
+    slot = nullptr;
+    EXPECT_EQ(play.Pattern(), nullptr);
+    EXPECT_EQ(play.ContinueCmds(3, buf), -1);
+    EXPECT_EQ(play.m_remCycles, fresh.m_remCycles);
+    EXPECT_EQ(play.m_nextMsec, fresh.m_nextMsec);
+    EXPECT_EQ(WordIn(0), 0U);
+
+    for (StimPattern** empty : {&slot, static_cast<StimPattern**>(nullptr)}) {
+        ContinuedItemPlay none({1, empty}, -5, 0);
+        EXPECT_EQ(none.RemCycles(), 0);
+        EXPECT_EQ(none.Pattern(), nullptr);
+        EXPECT_EQ(none.ContinuePeriodMsec(), 0);
+        EXPECT_EQ(none.ContinueCmds(3, buf), -1);
+    }
+}
+
+TEST_F(ContinuedPlay, RecordsAreOrderedByDueTimeAndEqualByTheirStart)
+{
+    StimPattern* otherSlot = &pattern;
+    const ContinuedItemPlay play = Record(0, 100);
+    EXPECT_FALSE(play == ContinuedItemPlay({8, &slot}, 0, 100));
+    EXPECT_FALSE(play == ContinuedItemPlay({7, &otherSlot}, 0, 100));
+    EXPECT_FALSE(play == Record(0, 101));
+    ContinuedItemPlay later = play;
+    EXPECT_FALSE(play < later);
+    later.m_nextMsec = 200;
+    later.m_remCycles = -3;
+    EXPECT_TRUE(play == later);
+    EXPECT_TRUE(play < later);
+    EXPECT_FALSE(later < play);
+    later.m_nextMsec = 100;
+    EXPECT_TRUE(later < play);
+    EXPECT_FALSE(play < later);
+    ContinuedItemPlay copy = Record(1, 5);
+    copy = later;
+    EXPECT_TRUE(copy == play);
+    EXPECT_EQ(copy.m_remCycles, -3);
+    EXPECT_EQ(copy.m_nextMsec, 100);
+}
+
+TEST_F(ContinuedPlay, DueTimesSaturate)
+{
+    pattern.SetCycleCount(5000);
+    ContinuedItemPlay play = Record(0);
+    play.m_nextMsec = LargestTime - 1;
+    EXPECT_FALSE(play.ReadyToContinue(std::numeric_limits<long>::max()));
+    play.m_nextMsec = LargestTime - 409500;
+    if (sizeof(long) == sizeof LargestTime) {
+        EXPECT_EQ(play.ContinueCmds(std::numeric_limits<long>::max(), buf), 3);
+        EXPECT_EQ(play.m_nextMsec, LargestTime);
+    }
+    pattern.m_phases = {{1e30f, 0}};
+    pattern.m_trainLengthUsec = Inf;
+    play = Record(0, -5);
+    pattern.rework = {{1e30f, 0}};
+    EXPECT_TRUE(play.ReadyToContinue(-2));
+    EXPECT_FALSE(play.ReadyToContinue(-3));
+}
+
+}  // namespace
