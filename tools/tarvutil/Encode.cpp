@@ -3,8 +3,12 @@
 
 #include "Commands.h"
 #include "Exit.h"
+#include "Json.h"
 #include "Output.h"
+#include "Playback.h"
 #include "Reading.h"
+#include "Table.h"
+#include "WordText.h"
 
 namespace {
 
@@ -16,26 +20,116 @@ struct Options
     std::string output;
 };
 
-void AppendHex(std::string& text, unsigned int word)
+// One word and what it says, in the units of the user.
+struct Row
 {
-    static constexpr char Digits[] = "0123456789ABCDEF";
-    char hex[10] = {'0', 'x'};
-    for (int i = 9; i >= 2; --i, word >>= 4) hex[i] = Digits[word & 15U];
-    text.append(hex, sizeof hex);
+    unsigned int bits;
+    playback::Kind kind;
+    playback::Word word;
+    double durationUsec;
+    double currentUa;
+};
+
+std::vector<Row> RowsOf(const Stimulator& stimulator, const std::vector<unsigned int>& words)
+{
+    const playback::Scale scale = stimulator.Scale();
+    std::vector<Row> rows{{words.front(), playback::Kind::Cycles, {}, 0, 0}};
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        const playback::Word word = playback::Unpack(words[i]);
+        rows.push_back({words[i], playback::KindOf(word), word, word.timeSteps * scale.timeStepUsec,
+                        word.ampSteps * scale.ampStepUa});
+    }
+    return rows;
 }
 
-void PrintHex(std::string& text, const Reading& reading)
+std::string Flags(const playback::Word& word)
 {
-    for (const unsigned int word : reading.words) {
-        AppendHex(text, word);
-        text += ' ';
+    std::string flags;
+    if (word.inPulse) flags += "in-pulse ";
+    if (word.flag14) flags += "flag-14 ";
+    if (word.ampAfterSplit) flags += "after-split ";
+    return flags;
+}
+
+std::string CyclesText(const StimPattern& pattern)
+{
+    return pattern.IsContinuous() ? "continuous" : "cycles: " + std::to_string(pattern.CycleCount());
+}
+
+void PrintTable(Output& output, const Options& options, const Reading& reading)
+{
+    Table table({"#", "word", "kind", "steps", "us", "uA", "split us", "flags"});
+    for (const Row& row : RowsOf(options.stimulator, reading.words)) {
+        std::vector<std::string> cells{std::to_string(table.Size()), WordText(row.bits),
+                                       playback::NameOf(row.kind)};
+        if (row.kind == playback::Kind::Cycles)
+            cells.push_back(std::to_string(playback::CyclesOf(row.bits)));
+        else
+            cells.insert(cells.end(),
+                         {std::to_string(row.word.timeSteps), Rounded(row.durationUsec),
+                          Rounded(row.currentUa), std::to_string(row.word.splitUsec), Flags(row.word)});
+        table.Add(std::move(cells));
     }
-    text.back() = '\n';
+    std::string text = reading.place.Text() + ": " + std::to_string(reading.words.size()) + " of " +
+                       std::to_string(options.stimulator.budget) + " words, " +
+                       CyclesText(Base(reading.pattern)) + "\n";
+    table.Print(text);
+    output.Write(text);
+}
+
+Json JsonOf(const Row& row)
+{
+    if (row.kind == playback::Kind::Cycles)
+        return {{"kind", NameOf(row.kind)}, {"cycles", playback::CyclesOf(row.bits)}};
+    return {{"kind", NameOf(row.kind)},        {"duration_steps", row.word.timeSteps},
+            {"duration_us", row.durationUsec}, {"current_ua", row.currentUa},
+            {"split_us", row.word.splitUsec},  {"in_pulse", row.word.inPulse},
+            {"flag_14", row.word.flag14},      {"after_split", row.word.ampAfterSplit}};
+}
+
+void PrintJson(Output& output, const Options& options, const Reading& reading)
+{
+    Json json = JsonOf(reading);
+    if (reading.Encoded()) {
+        const StimPattern& pattern = Base(reading.pattern);
+        if (pattern.IsContinuous())
+            json["continuous"] = true;
+        else
+            json["cycles"] = pattern.CycleCount();
+        json["time_step_us"] = JsonNumber(options.stimulator.timeStepUsec);
+        json["amp_step_ua"] = JsonNumber(options.stimulator.ampStepUa);
+        json["words"] = reading.words;
+        for (const Row& row : RowsOf(options.stimulator, reading.words))
+            json["content"].push_back(JsonOf(row));
+    }
+    PrintLine(output, json);
+}
+
+void PrintBinary(Output& output, const std::vector<unsigned int>& words)
+{
+    output.Write({reinterpret_cast<const char*>(words.data()), words.size() * sizeof words[0]});
+}
+
+void Print(Output& output, const Options& options, const Reading& reading)
+{
+    if (options.format == "json") return PrintJson(output, options, reading);
+    if (!reading.Encoded()) return;
+    if (options.format == "hex") {
+        AppendWords(output.Buffer(), reading.words);
+        output.Written();
+    } else if (options.format == "binary") {
+        PrintBinary(output, reading.words);
+    } else {
+        PrintTable(output, options, reading);
+    }
 }
 
 int Encode(const Options& options)
 {
+    NeedInput(options.input);
     Output output(options.output);
+    if (options.format == "binary" && output.IsTerminal())
+        throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
     Reader reader(options.stimulator);
     int status = ExitDone;
     ForEachText(
@@ -44,9 +138,7 @@ int Encode(const Options& options)
             const Reading& reading = reader.Read(place, text);
             SayMessages(output, reading);
             if (!reading.Encoded()) status = ExitFailed;
-            if (!reading.Encoded()) return;
-            PrintHex(output.Buffer(), reading);
-            output.Written();
+            Print(output, options, reading);
         });
     output.Finish();
     return status;
@@ -60,5 +152,8 @@ void AddEncode(CLI::App& program, int& exitStatus)
     CLI::App& command = *program.add_subcommand("encode", "Print the command words of specification strings");
     AddInputOptions(command, options->input, "SPEC");
     AddStimulatorOptions(command, options->stimulator);
+    AddFormatOption(command, options->format, {"table", "hex", "json", "binary"});
+    command.add_option("-o,--output", options->output, "Write to a file, which appears when it is complete")
+        ->option_text("PATH");
     command.callback([options, &exitStatus] { exitStatus = Encode(*options); });
 }

@@ -26,6 +26,21 @@ bool IsBlankLine(std::string_view line)
     return line.find_first_not_of(" \t\v\f\r") == std::string_view::npos;
 }
 
+// One message is better than one for each line of what was never meant as text. A short file, or a line that
+// holds a stray control character, is read and reported like any other.
+constexpr std::size_t BinarySample = 512;
+
+bool IsBinary(std::string_view sample)
+{
+    constexpr std::ptrdiff_t MaxControls = BinarySample / 20;
+    const auto isControl = [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < '\t' || (byte > '\r' && byte < ' ') || byte == 0x7F;
+    };
+    return sample.size() == BinarySample &&
+           std::count_if(sample.begin(), sample.end(), isControl) > MaxControls;
+}
+
 }  // namespace
 
 std::string Place::Text() const
@@ -47,7 +62,22 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
         ->check([](const std::string& path) { return path.empty() ? "the name of the file is empty" : ""; });
 }
 
-LineReader::LineReader(const std::string& path, std::function<void()> beforeReading)
+void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats)
+{
+    command
+        .add_option("--format", format,
+                    "How to print: " + CLI::detail::join(formats, ", ") + " [" + format + "]")
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember(formats));
+}
+
+void NeedInput(const Input& input)
+{
+    if (input.arguments.empty() && input.file.empty())
+        throw Fault("nothing to read: give an argument or --file PATH");
+}
+
+FileReader::FileReader(const std::string& path, std::function<void()> beforeReading)
     : m_path(path),
       m_beforeReading(std::move(beforeReading)),
       m_fd(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC))
@@ -55,12 +85,12 @@ LineReader::LineReader(const std::string& path, std::function<void()> beforeRead
     if (m_fd < 0) CannotRead(m_path, errno);
 }
 
-LineReader::~LineReader()
+FileReader::~FileReader()
 {
     if (m_fd != STDIN_FILENO) close(m_fd);
 }
 
-bool LineReader::Next(std::string_view& line)
+bool FileReader::NextLine(std::string_view& line)
 {
     std::size_t searched = m_start;
     for (;;) {
@@ -86,7 +116,7 @@ bool LineReader::Next(std::string_view& line)
 }
 
 // Moves what is left to the front and reads behind it; false at the end of the file.
-bool LineReader::Fill()
+bool FileReader::Fill()
 {
     if (m_start != 0) std::memmove(m_buffer.data(), m_buffer.data() + m_start, m_end - m_start);
     m_end -= m_start;
@@ -101,14 +131,32 @@ bool LineReader::Fill()
     return count > 0;
 }
 
-void ForEachText(const Input& input, const std::function<void()>& beforeReading,
-                 const std::function<void(const Place&, std::string_view)>& visit)
+std::string_view FileReader::Peek(std::size_t count)
 {
-    if (input.arguments.empty() && input.file.empty())
-        throw Fault("nothing to read: give an argument or --file PATH");
+    while (m_end - m_start < count && !m_atEnd) m_atEnd = !Fill();
+    return std::string_view(m_buffer).substr(m_start, std::min(count, m_end - m_start));
+}
+
+std::string_view FileReader::NextBytes(std::size_t count)
+{
+    const std::string_view bytes = Peek(count);
+    m_start += bytes.size();
+    return bytes;
+}
+
+void ForEachLine(FileReader& file, const VisitText& visit)
+{
+    if (IsBinary(file.Peek(BinarySample)))
+        throw Fault(std::string(file.Where().path) + " is a binary file, not lines of text");
+    for (std::string_view line; file.NextLine(line);)
+        if (!IsBlankLine(line) && line.front() != '#') visit(file.Where(), line);
+}
+
+void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit)
+{
+    NeedInput(input);
     for (std::size_t i = 0; i < input.arguments.size(); ++i) visit({{}, i + 1}, input.arguments[i]);
     if (input.file.empty()) return;
-    LineReader lines(input.file, beforeReading);
-    for (std::string_view line; lines.Next(line);)
-        if (!IsBlankLine(line) && line.front() != '#') visit(lines.Where(), line);
+    FileReader file(input.file, beforeReading);
+    ForEachLine(file, visit);
 }

@@ -29,20 +29,31 @@ struct Input
 // Adds the arguments, called name in the help, and --file. input must live until the command has run.
 void AddInputOptions(CLI::App& command, Input& input, const std::string& name);
 
-// Reads the lines of a file, "-" for standard input, one at a time in the memory of the longest. Lines end
-// with a line feed or with the file and may hold any other byte.
-class LineReader
+// Adds --format to a command; format holds the default.
+void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats);
+
+// Throws Fault when there is nothing to read.
+void NeedInput(const Input& input);
+
+// Reads a file, "-" for standard input, piece by piece in the memory of the longest.
+class FileReader
 {
  public:
-    // Throws Fault, as Next does, when path cannot be read. beforeReading is called before every read that
-    // may have to wait.
-    LineReader(const std::string& path, std::function<void()> beforeReading);
-    ~LineReader();
-    LineReader(const LineReader&) = delete;
-    LineReader& operator=(const LineReader&) = delete;
+    // Throws Fault, as the other operations do, when path cannot be read. beforeReading is called before every
+    // read that may have to wait.
+    FileReader(const std::string& path, std::function<void()> beforeReading);
+    ~FileReader();
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
 
-    // The next line, valid until the next call; false at the end. Throws Fault for a line above MaxLine.
-    bool Next(std::string_view& line);
+    // The next line, valid until the next call; false at the end. Lines end with a line feed or with the file
+    // and may hold any other byte. Throws Fault for a line above MaxLine.
+    bool NextLine(std::string_view& line);
+    // The next count bytes, fewer only at the end of the file; valid until the next call.
+    std::string_view NextBytes(std::size_t count);
+    // What NextBytes would return, left to be read.
+    std::string_view Peek(std::size_t count);
+    // The line that was read last.
     Place Where() const { return {m_path, m_line}; }
 
     static constexpr std::size_t MaxLine = std::size_t{1} << 26;
@@ -60,7 +71,12 @@ class LineReader
     bool m_atEnd = false;
 };
 
-// Calls visit with each argument, and with each line of the file that is neither blank nor a comment (begins
-// with #). Throws Fault when there is neither an argument nor a file.
-void ForEachText(const Input& input, const std::function<void()>& beforeReading,
-                 const std::function<void(const Place&, std::string_view)>& visit);
+using VisitText = std::function<void(const Place&, std::string_view)>;
+
+// Calls visit with each line that is neither blank nor a comment (begins with #). Throws Fault when the file
+// is no text.
+void ForEachLine(FileReader& file, const VisitText& visit);
+
+// Calls visit with each argument, and with each line of the file as ForEachLine does. Throws Fault when there
+// is nothing to read.
+void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit);

@@ -78,3 +78,8 @@ StimPattern& Base(AnyPattern& pattern)
 {
     return std::visit([](StimPattern& base) -> StimPattern& { return base; }, pattern);
 }
+
+const StimPattern& Base(const AnyPattern& pattern)
+{
+    return std::visit([](const StimPattern& base) -> const StimPattern& { return base; }, pattern);
+}

@@ -40,3 +40,4 @@ using AnyPattern = std::variant<LillyPattern, PlainPattern>;
 
 AnyPattern MakePattern(const Stimulator& stimulator);
 StimPattern& Base(AnyPattern& pattern);
+const StimPattern& Base(const AnyPattern& pattern);
