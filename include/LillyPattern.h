@@ -13,7 +13,7 @@
 //     uA    |         |         |         +---------+                     |
 //           +---------+         +---------+         +---------------------+
 //           |         +---------+                                         |
-//           |<------------------------- period ------------------------->|
+//           |<------------------------- period -------------------------->|
 //
 // Phase 1 and phase 2 carry the current, normally in opposite directions; the sign of phase 1 is the
 // polarity. IPI is the inter-phase interval. The end phase is the rest of the period: after a setter has
@@ -28,12 +28,20 @@
 //     mode   0     1           2     3     4
 //     ratio  off   1 (mirror)  2     4     8
 //
+// Balancing sets phase 1, then phase 2, each clamped to AmpMax and each open to repair or refusal. When an
+// amplitude is clamped, or one of the two edits is refused or reworked, the charges differ: compare
+// Phase1Len() x Phase1Amp() with Phase2Len() x Phase2Amp() before playing. The words are cut to whole steps
+// besides. The constructor and edits through StimPattern do not balance.
+//
 // Repair: a list that does not fit the time steps is repaired by moving phase boundaries onto step boundaries
 // (AdjustPhases), so a setter's result may differ from the request; it is the value in effect.
 //
 // Setters go through several guarded edits (SetPhaseLen, SetPhaseAmp, SetPhase, SetTrainLength), each of
 // which raises the change count by 1 when it is taken. A std::bad_alloc stops a setter between two edits;
-// each single edit is all or nothing.
+// each single edit is all or nothing. On a list cut below three phases, by raw edits or by the budget, a
+// setter can throw std::out_of_range, its earlier edits and a new mode in force.
+//
+// A pattern object must be used by one thread at a time.
 class TARVUTIL_EXPORT LillyPattern : public StimPattern
 {
  public:
@@ -76,39 +84,41 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     //
     // A number above 4 counts as 4, a negative one is ignored, none reads as 0. A field that is not of the
     // form name[number] appends "invalid charge balance specification string [%s]." to errors and gives
-    // false, while the phases and the train stay as read. A new mode rebuilds phase 2 (SetChargeBalanceMode).
+    // false, while the phases and the train stay as read. A new mode rebuilds phase 2 (SetChargeBalanceMode);
+    // where SetPhases refused the list, that of the phases that stayed.
     bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                     std::vector<std::string>& warnings) override;
     // StimPattern's text followed by ":ChargeBalanceIdx=[%d]".
     std::string ToString() override;
 
-    // Sets the period, milliseconds, by the length of the end phase (count +1 when taken); a period shorter
-    // than phases 0 to 3 gives an end phase of 0. A train shorter than the period becomes one period (count
-    // +1). Returns the period then in force, milliseconds.
+    // Sets the period, milliseconds, by the length of the end phase (count +1 when taken, also when nothing
+    // differs); a period shorter than phases 0 to 3 gives an end phase of 0. A train shorter than the period
+    // becomes one period (count +1). Returns the period then in force, milliseconds.
     float SetPeriod(float periodMsec) override;
     // (0, 0) (100, -3 steps) (100, 0) (100, 3 steps) (99700, 0): a period of 100 ms, and a train of 1 s whose
-    // cycles are rounded down. Raises the count for every list operation and once more.
+    // cycles are rounded down. Scale, label, balance mode and repairs stay. Raises the count for every list
+    // operation and once more.
     void Defaults() override;
     // Always true.
     bool PhaseCountFixed() override;
     // True when any repair is enabled.
     bool AutoAdjustEnabled() override;
 
-    // Accepts a valid list of five phases; otherwise walks proposed and moves phase boundaries that fall
-    // inside a time step onto step boundaries, as the bits of m_autoAdjust allow. Three situations are
-    // repaired:
+    // Accepts a valid list of five phases, and nothing else when no repair is enabled; otherwise walks
+    // proposed and moves phase boundaries that fall inside a time step onto step boundaries, as the bits of
+    // m_autoAdjust allow. Three situations are repaired:
     //   two active phases meet in one step, or an active phase starts while the step still carries current:
     //     the IPI is lengthened to the next step boundary or shortened to the one before, else the offset
     //     grows
     //   an active phase ends well before the step that it shares is full:
-    //     phase 1: the offset grows; phase 2: the IPI moves, else phase 2 is lengthened with its charge kept
+    //     phase 1: the offset grows; another: the IPI moves, else phase 2 is lengthened with its charge kept
     // The end phase (or the offset) gives or takes the time, so that the period stays. When maxCmds words are
-    // used up the rest of the list is cut off. Returns whether the list as it then is passes PhasesValid;
-    // false at the first repair that is refused or not allowed. Repairs stay in proposed either way; current
-    // and the change count are not touched. current and proposed may be the same object. With a time step
-    // that is not positive and finite, refuses without touching the list. Throws std::out_of_range when
-    // current ends before a difference to proposed is found, and when a repair needs a phase that the list
-    // does not have.
+    // used up the rest of the list is cut off, and the period is shorter by it. Returns whether the list as
+    // it then is passes PhasesValid; false at the first repair that is refused or not allowed. Repairs stay
+    // in proposed either way; current and the change count are not touched. current and proposed may be the
+    // same object. With a time step that is not positive and finite, refuses without touching the list.
+    // Throws std::out_of_range when current ends before a difference to proposed is found, and when a repair
+    // needs a phase that the list does not have.
     bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) override;
     // 1; -1 when patternHelper is null.
     int TypeID(PatternHelper* patternHelper) override;
@@ -127,27 +137,32 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
 
     // Set a length and keep the period, the end phase taking up the difference; a negative request counts as
     // 0. A request that does not leave the minimum end phase changes nothing, unless extendPeriod lets the
-    // period grow for it. While a balance mode is set, SetPhase1Len rebuilds phase 2 as well and SetPhase2Len
-    // changes nothing. Return the length in effect: SetOffset takes and returns milliseconds, the others
-    // microseconds.
+    // period grow for it; the period then stays longer (and the train, where it was shorter) even when the
+    // edit of the phase is refused. While a balance mode is set, SetPhase1Len rebuilds phase 2 as well and
+    // SetPhase2Len changes nothing. Return the length in effect: SetOffset takes and returns milliseconds,
+    // the others microseconds.
     float SetOffset(float offsetMsec, bool extendPeriod);
     float SetIPI(float ipiUsec, bool extendPeriod);
     float SetPhase1Len(float lenUsec, bool extendPeriod);
     float SetPhase2Len(float lenUsec, bool extendPeriod);
 
     // Set an amplitude, microamperes, rounded by NearestAmplitude and clamped to AmpMax. While a balance mode
-    // is set, SetPhase1Amp rebuilds phase 2 as well and SetPhase2Amp changes nothing.
+    // is set, SetPhase1Amp rebuilds phase 2 as well, each phase clamped for itself, and SetPhase2Amp changes
+    // nothing.
     void SetPhase1Amp(float ampUa);
     void SetPhase2Amp(float ampUa);
 
     // Exchanges phases 1 and 2, lengths and amplitudes, when phase 1 has the other sign; any other value of
-    // polarity and a phase 1 of amplitude 0 change nothing.
+    // polarity and a phase 1 of amplitude 0 change nothing. Two guarded edits: when the second is refused,
+    // both phases are left equal, with the same sign and twice the charge: compare their amplitudes
+    // afterwards. The period is not set again.
     void SetPolarity(Stim::Polarity polarity);
 
     // --- Charge balance ---
 
-    // Sets the mode, 0 to 4, and rebuilds phase 2 from phase 1 unless it is 0. Other modes and the mode that
-    // is set already change nothing.
+    // Sets the mode, 0 to 4; unless it is 0, rounds phase 1 to whole amplitude steps and rebuilds phase 2
+    // from it. A pair that does not fit the period is left as it was, under the new mode all the same. Other
+    // modes and the mode that is set already change nothing.
     void SetChargeBalanceMode(int mode);
     int BalanceMode() const;
     // True when the mode is not 0.
@@ -168,10 +183,11 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
 
     // Changes the length of phase index of phases by delta, microseconds, and balances it against the end
     // phase (against the offset when the end phase is too short to give the time). With keepCharge the
-    // amplitude changes so that the charge stays. Refuses a list of fewer than five phases, an index outside
-    // 0 to 4, a delta that is not less than the silent time at the start and end of the pattern's own period,
-    // a length below 0, and a time that no phase can give. When the offset itself would have to give the time
-    // for the offset, the lengths end as they were: true.
+    // amplitude changes so that the charge stays, not rounded to amplitude steps (and not finite for a new
+    // length of 0). Refuses a list of fewer than five phases, an index outside 0 to 4, a delta that is not
+    // less than the silent time at the start and end of the pattern's own period, a length below 0, and a
+    // time that no phase can give. When the offset itself would have to give the time for the offset, the
+    // lengths end as they were: true.
     bool AdjustPhaseLen(std::vector<phase>& phases, int index, float delta, bool keepCharge);
 
     // False when shifting the offset by shift microseconds would put a phase 1 of at most one time step

@@ -96,15 +96,17 @@ class TARVUTIL_EXPORT StimPattern
     //     Head:(200,-60)(100,0)(400,30):DurationMsec=[inf]        continuous
     //
     // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
-    // argument, as PhasesFromStr says. One message a fault is appended to errors, one a changed amplitude to
-    // warnings. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands
-    // the phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, also when
-    // SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads to know beforehand.
+    // argument, as PhasesFromStr says. One message a fault is appended to errors (none for a phase field
+    // without items), one a changed amplitude to warnings. Returns false, with the pattern unchanged, when a
+    // field is missing or faulty. Otherwise hands the phases to SetPhases and the duration to SetTrainLength
+    // (count up to +2) and returns true, also when SetPhases then refuses the list: ask PhasesValid about
+    // what PhasesFromStr reads to know beforehand.
     virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                             std::vector<std::string>& warnings);
 
     // The phases and the train as text with six decimals and without a head field; put "Head:" in front to
-    // read it back. Always with a decimal point, whatever locale the host has set.
+    // read it back. Always with a decimal point, whatever locale the host has set; infinity prints as inf,
+    // NaN as nan.
     //
     //     (100.000000,50.000000)(100.000000,-50.000000):DurationMsec=[1000.000000]
     virtual std::string ToString();
@@ -367,16 +369,21 @@ class TARVUTIL_EXPORT StimPattern
 
     // The train duration in milliseconds from a field "name[value]": infinite trains ("inf" or "INF" in the
     // value) give the largest finite float. Appends "invalid train duration specification string [%s]" to
-    // errors for a field that is not of this form (0 is returned) and for a value that is not above 0.
+    // errors for a field that is not of this form (0 is returned) and for a value that is not above 0 (it is
+    // returned as read: 0 when there is no number). "Inf" and overflow give infinity.
     float DurationFromStr(std::string field, std::vector<std::string>& errors) const;
 
     // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to
     // whole numbers; amplitudes, microamperes, to whole multiples of ampStepSize (halves away from zero,
-    // never to 0), positive ones to at most 100 of them. Changes are reported to warnings with the item's
-    // index: "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n" and "Phase[%d]:
-    // Original amplitude [%f uA] is now [%f uA].\n". An item that has not two values, whose numbers are not
-    // finite or do not fit 32 bits, and every item when ampStepSize is not positive and finite, appends
-    // "Invalid phase specification string: [%s]" to errors and adds no phase.
+    // never to 0), positive ones to at most 100 of them; negative ones are not limited, but a word is. Text
+    // without a number reads as 0, and text behind one is ignored. A negative length is read, and no list with
+    // one is valid. Changes are reported to warnings, with the item's index:
+    //     "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n"
+    //     "Phase[%d]: Original amplitude [%f uA] is now [%f uA].\n"
+    // An item that has not two values (blanks behind the last ")" are one), whose length is NaN or does not fit
+    // 32 bits, whose amplitude is not finite or comes to more steps than 32 bits hold, and every item when
+    // ampStepSize is not positive and finite, adds no phase and appends to errors:
+    //     "Invalid phase specification string: [%s]"
     //
     //     (99.5,3) with a step of 10  ->  (100,10) and a warning
     std::vector<phase> PhasesFromStr(std::string field, float ampStepSize, std::vector<std::string>& errors,

@@ -151,6 +151,7 @@ Stim::Polarity LillyPattern::Polarity()
 
 float LillyPattern::SetOffset(float offsetMsec, bool extendPeriod)
 {
+    // Of a negative offset not even the room that it would leave counts, unlike of the other lengths.
     SetLength(OffsetIndex, std::max(offsetMsec * UsecPerMsec, 0.0f), extendPeriod);
     return Offset();
 }
@@ -328,11 +329,10 @@ class LillyRepair
     // the IPI may move.
     void FindChange(const std::vector<phase>& current)
     {
-        do {
-            ++m_changedPhase;
-            const auto i = static_cast<std::size_t>(m_changedPhase);
+        for (std::size_t i = 0; i < m_phases.size() && m_changeUsec == 0; ++i) {
+            m_changedPhase = static_cast<int>(i);
             m_changeUsec = ToInt(m_phases[i].len - current.at(i).len);
-        } while (m_changeUsec == 0 && m_changedPhase + 1 < static_cast<int>(m_phases.size()));
+        }
     }
 
     // False when a repair is refused or not allowed.
@@ -346,6 +346,7 @@ class LillyRepair
             const float len = m_phases[i].len;
             const int steps = ToInt(AmplitudeSteps(m_phases[i].amp, m_ampStep));
             if (steps != 0) {
+                // A failed repair does not end the walk at once: the later ones of the phase are made, too.
                 const bool parted = PartFromActivePhase();
                 const bool closed = CloseOpenStep();
                 if (!FillSharedStep(static_cast<int>(i), len) || !parted || !closed) return false;
@@ -363,11 +364,10 @@ class LillyRepair
     float IPIStep(float target) const
     {
         const float ipi = m_phases.at(IPIIndex).len;
-        bool back = false;
-        if (m_changedPhase == IPIIndex)
-            back = m_changeUsec < 0 && ipi - m_carry.time >= 0;
-        else
-            back = ipi >= (m_changeUsec < 0 ? 1.5f * m_timeStep : m_timeStep);
+        // When an edit shortened another phase, the IPI is shortened only if half a step of it remains.
+        const float least = m_changeUsec < 0 ? 1.5f * m_timeStep : m_timeStep;
+        const bool back =
+            m_changedPhase == IPIIndex ? m_changeUsec < 0 && ipi - m_carry.time >= 0 : ipi >= least;
         return back ? -m_carry.time : target;
     }
 
@@ -453,7 +453,7 @@ class LillyRepair
     const float m_timeStep;
     const float m_ampStep;
     std::vector<phase>& m_phases;
-    int m_changedPhase = -1;
+    int m_changedPhase = 0;
     int m_changeUsec = 0;
     Carry m_carry;
     int m_words = 0;

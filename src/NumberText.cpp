@@ -73,9 +73,12 @@ double ReadNumber(std::string_view text)
     const bool negative = TakeSign(text);
     const bool hex = TakeHexPrefix(text);
     if (At(text, 0) == '-') return 0;
+    // No number has both signs in its exponent, but from_chars takes them in a hexadecimal one.
+    if (hex) text = text.substr(0, text.find("+-"));
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value,
                                               hex ? std::chars_format::hex : std::chars_format::general);
+    if (error == std::errc::invalid_argument) return 0;
     if (error == std::errc::result_out_of_range)
         value = IsOverflow(text, hex) ? std::numeric_limits<double>::infinity() : 0;
     return negative ? -value : value;

@@ -47,7 +47,7 @@ inline std::int64_t ToInt64(float value)
 inline int FloorToInt(float value)
 {
     const int whole = ToInt(value);
-    if (value >= 0 || static_cast<float>(whole) <= value) return whole;
+    if (!(value < 0) || static_cast<float>(whole) <= value) return whole;
     return whole > std::numeric_limits<int>::min() ? whole - 1 : whole;
 }
 

@@ -1,12 +1,21 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "NumberText.h"
 
 // The pieces of a specification string, read where they lie.
 namespace TarvUtil::Internal {
+
+// A message about a text, at its full length.
+inline std::string Quoting(std::string_view message, std::string_view text, std::string_view end)
+{
+    std::string quoting;
+    quoting.reserve(message.size() + text.size() + end.size());
+    return quoting.append(message).append(text).append(end);
+}
 
 // text without the white space at both ends; alsoBlank is white space, too.
 inline std::string_view Stripped(std::string_view text, char alsoBlank)

@@ -709,27 +709,22 @@ int StimPattern::WriteDebugCmds(unsigned int* words) const
 std::vector<std::string>& StimPattern::Split(const std::string& text, char delimiter,
                                              std::vector<std::string>& tokens, bool keepEmpty) const
 {
-    Pieces pieces(text, delimiter);
-    for (std::string_view piece; pieces.Next(piece);)
-        if (keepEmpty || !piece.empty()) tokens.emplace_back(piece);
+    // Cut first, appended then: text may be one of the tokens.
+    std::vector<std::string> cut = Split(text, delimiter, keepEmpty);
+    tokens.insert(tokens.end(), std::make_move_iterator(cut.begin()), std::make_move_iterator(cut.end()));
     return tokens;
 }
 
 std::vector<std::string> StimPattern::Split(const std::string& text, char delimiter, bool keepEmpty) const
 {
     std::vector<std::string> tokens;
-    Split(text, delimiter, tokens, keepEmpty);
+    Pieces pieces(text, delimiter);
+    for (std::string_view piece; pieces.Next(piece);)
+        if (keepEmpty || !piece.empty()) tokens.emplace_back(piece);
     return tokens;
 }
 
 namespace {
-
-std::string Quoting(std::string_view message, std::string_view text, std::string_view end)
-{
-    std::string quoting;
-    quoting.reserve(message.size() + text.size() + end.size());
-    return quoting.append(message).append(text).append(end);
-}
 
 float ReadDuration(std::string_view field, std::vector<std::string>& errors)
 {
