@@ -376,12 +376,12 @@ class TARVUTIL_EXPORT StimPattern
     // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to
     // whole numbers; amplitudes, microamperes, to whole multiples of ampStepSize (halves away from zero,
     // never to 0), positive ones to at most 100 of them; negative ones are not limited, but a word is. Text
-    // without a number reads as 0, and text behind one is ignored. A negative length is read, and no list with
-    // one is valid. Changes are reported to warnings, with the item's index:
+    // without a number reads as 0, and text behind one is ignored. A negative length is read, and no list
+    // with one is valid. Changes are reported to warnings, with the item's index:
     //     "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n"
     //     "Phase[%d]: Original amplitude [%f uA] is now [%f uA].\n"
-    // An item that has not two values (blanks behind the last ")" are one), whose length is NaN or does not fit
-    // 32 bits, whose amplitude is not finite or comes to more steps than 32 bits hold, and every item when
+    // An item that has not two values (blanks behind the last ")" are one), whose length is NaN or does not
+    // fit 32 bits, whose amplitude is not finite or comes to more steps than 32 bits hold, and every item when
     // ampStepSize is not positive and finite, adds no phase and appends to errors:
     //     "Invalid phase specification string: [%s]"
     //
