@@ -70,6 +70,7 @@ StimPattern::StimPattern(int maxCmdCount, float timeStepUsec, float param2, floa
 // What can fail comes first, so that the array of the one pattern never meets the phases of the other.
 StimPattern& StimPattern::operator=(const StimPattern& other)
 {
+    if (this == &other) return *this;
     std::string label = other.m_label;
     std::vector<phase> phases = other.m_phases;
     m_timeStepUsec = other.m_timeStepUsec;
