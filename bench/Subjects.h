@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "LillyPattern.h"
+
+// The patterns that are measured.
+namespace bench {
+
+constexpr float TimeStepUsec = 33.333332f;
+constexpr float AmpStepUa = 10;
+
+// A pattern of any number of phases, never repaired; the last one takes up what the period needs.
+class PlainPattern final : public StimPattern
+{
+ public:
+    explicit PlainPattern(int maxWords) : StimPattern(maxWords, TimeStepUsec, 0, 0, AmpStepUa, 1000) {}
+
+    float SetPeriod(float periodMsec) override;
+    void Defaults() override { ClearPhases(); }
+    bool PhaseCountFixed() override { return false; }
+    bool AutoAdjustEnabled() override { return false; }
+    bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) override;
+};
+
+LillyPattern DefaultLilly();
+PlainPattern PlainOf(const std::vector<phase>& phases);
+
+struct Subject
+{
+    std::string name;
+    bool lilly;
+    std::vector<phase> phases;
+
+    // The default Lilly pattern, or a plain one of these phases; 1 s long.
+    std::unique_ptr<StimPattern> Make() const;
+};
+
+// The default Lilly pattern; plain patterns of 5, 50 and 500 phases on the grid of time steps, and off it: every
+// phase but the first then meets time carried from the one before.
+std::vector<Subject> Subjects();
+Subject Lilly();
+Subject Plain(int phases, bool onGrid);
+
+// The phases where they lie, to be changed behind the pattern's back.
+std::vector<phase>& PhasesOf(StimPattern& pattern);
+
+}  // namespace bench
