@@ -66,8 +66,7 @@ std::string Refusal(const std::vector<unsigned int>& words)
 {
     if (words.empty()) return "no words";
     if (words.size() > StimPattern::MaxWords)
-        return std::to_string(words.size()) + " words, more than the " +
-               std::to_string(StimPattern::MaxWords) + " of a word array";
+        return "more words than the " + std::to_string(StimPattern::MaxWords) + " of a word array";
     if (!IsCycleWord(words[0])) return "word 0 is no cycle count: a bit above bit 11 is set";
     for (std::size_t i = 1; i < words.size(); ++i)
         if (Unpack(words[i]).timeSteps == 0) return "word " + std::to_string(i) + " lasts 0 time steps";
