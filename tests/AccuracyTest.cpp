@@ -116,11 +116,15 @@ class ListMaker
         return phases;
     }
 
+    // Every third length is any up to two steps, so that many of these lists need repair.
     PhaseList Lilly()
     {
         PhaseList phases;
-        for (const float sign : {0.0f, -1.0f, 0.0f, 1.0f, 0.0f})
-            phases.push_back({Length(), sign * Magnitude()});
+        for (const float sign : {0.0f, -1.0f, 0.0f, 1.0f, 0.0f}) {
+            const float len = Chance(0.3) ? static_cast<float>(Upto(2 * m_T)) : Length();
+            phases.push_back({len, sign * Magnitude()});
+        }
+        phases.back().len += static_cast<float>(4 * m_T);
         return phases;
     }
 
