@@ -6,23 +6,16 @@
 
 #include "StimAtom.h"
 
-namespace {
-
-// A number read in single precision, as the patterns hold it.
-CLI::Validator FloatAbove(bool zeroToo)
+std::function<std::string(const std::string&)> FloatAbove(bool zeroToo)
 {
     const std::string range = zeroToo ? "a finite number, 0 or above" : "a finite number above 0";
-    return CLI::Validator(
-        [zeroToo, range](std::string& text) {
-            float value = 0;
-            const bool usable = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
-                                (value > 0 || (zeroToo && value == 0));
-            return usable ? std::string() : "'" + text + "' is not " + range;
-        },
-        "");
+    return [zeroToo, range](const std::string& text) {
+        float value = 0;
+        const bool usable = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
+                            (value > 0 || (zeroToo && value == 0));
+        return usable ? std::string() : "'" + text + "' is not " + range;
+    };
 }
-
-}  // namespace
 
 float Stimulator::AmpMaxUa() const
 {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <optional>
+#include <string>
 #include <variant>
 
 #include "LillyPattern.h"
@@ -35,6 +37,9 @@ struct Stimulator
 void AddStimulatorOptions(CLI::App& command, Stimulator& stimulator);
 // The part of them that says what a word means: --time-step and --amp-step.
 void AddScaleOptions(CLI::App& command, Stimulator& stimulator);
+
+// For an option that is held in single precision: finite and above 0, or 0 too. Says what is wrong, or nothing.
+std::function<std::string(const std::string&)> FloatAbove(bool zeroToo);
 
 using AnyPattern = std::variant<LillyPattern, PlainPattern>;
 
