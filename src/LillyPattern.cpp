@@ -77,6 +77,7 @@ float LillyPattern::SetPeriod(float periodMsec)
 void LillyPattern::Defaults()
 {
     ClearPhases();
+    m_phases.reserve(LillyPhaseCount);
     AppendPhase(0, 0);
     AppendPhase(100, -3 * m_ampStepSize);
     AppendPhase(100, 0);
