@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -17,12 +18,22 @@ inline std::string Quoting(std::string_view message, std::string_view text, std:
     return quoting.append(message).append(text).append(end);
 }
 
-// text without the white space at both ends; alsoBlank is white space, too.
+inline bool IsBlankOr(char alsoBlank, char c)
+{
+    return c == alsoBlank || IsBlank(c);
+}
+
+// text without the white space in front, or at both ends; alsoBlank is white space, too.
+inline std::string_view StrippedInFront(std::string_view text, char alsoBlank)
+{
+    while (!text.empty() && IsBlankOr(alsoBlank, text.front())) text.remove_prefix(1);
+    return text;
+}
+
 inline std::string_view Stripped(std::string_view text, char alsoBlank)
 {
-    const auto blank = [alsoBlank](char c) { return c == alsoBlank || IsBlank(c); };
-    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+    text = StrippedInFront(text, alsoBlank);
+    while (!text.empty() && IsBlankOr(alsoBlank, text.back())) text.remove_suffix(1);
     return text;
 }
 
@@ -35,8 +46,7 @@ class Pieces
     bool Next(std::string_view& piece)
     {
         if (m_rest.empty()) return false;
-        std::size_t end = 0;  // pieces are short: a loop beats a search by the library
-        while (end < m_rest.size() && m_rest[end] != m_delimiter) ++end;
+        const std::size_t end = End();
         piece = m_rest.substr(0, end);
         m_rest.remove_prefix(end < m_rest.size() ? end + 1 : end);
         return true;
@@ -50,6 +60,15 @@ class Pieces
     }
 
  private:
+    // Most pieces are a few characters long, where a loop beats a search by the library.
+    std::size_t End() const
+    {
+        const std::size_t near = std::min(m_rest.size(), std::size_t{8});
+        for (std::size_t i = 0; i < near; ++i)
+            if (m_rest[i] == m_delimiter) return i;
+        return std::min(m_rest.find(m_delimiter, near), m_rest.size());
+    }
+
     std::string_view m_rest;
     char m_delimiter;
 };

@@ -765,13 +765,13 @@ class PhaseReader
     }
 
  private:
-    // Every "(" of an item counts as a blank.
+    // Every "(" of an item counts as a blank; what follows a number is not read.
     bool ReadItem(std::string_view item, phase& p)
     {
         const Fields<3> values(Stripped(item, '('), ',');
         if (values.count != 2 || !(m_ampStep > 0) || !std::isfinite(m_ampStep)) return false;
-        return ReadLength(Stripped(values.field[0], '('), p.len) &&
-               ReadAmplitude(Stripped(values.field[1], '('), p.amp);
+        return ReadLength(StrippedInFront(values.field[0], '('), p.len) &&
+               ReadAmplitude(StrippedInFront(values.field[1], '('), p.amp);
     }
 
     static bool ReadLength(std::string_view text, float& len)
