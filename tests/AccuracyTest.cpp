@@ -141,7 +141,7 @@ class ListMaker
         const double whole = std::floor(m_T);
         const bool atLongest = m_pure ? m_mood == AboveThreshold : Chance(0.5);
         const double threshold = atLongest ? longest : 0.5;
-        const double beside = Chance(0.3) ? 0 : std::pow(10, -2 - Upto(m_pure ? 1 : 5));
+        const double beside = !m_pure && Chance(0.3) ? 0 : std::pow(10, -2 - Upto(m_pure ? 1 : 5));
         const double belowWholeUsec = std::min(std::ceil(Upto(m_T)), longest) - 1e-4;
         const double largeSplit = std::min(32 + Upto(m_T), longest - 1e-4);
         const double shortOfStep = whole + Upto(m_T - whole);
