@@ -1,15 +1,17 @@
-# The flags that every target of the project is compiled with. The words must come out the same bit for bit with
-# every compiler and level of optimisation, so products and sums are never contracted into one rounding, and floats are
-# never computed with more bits than a float has, as the x87 unit of i386 does.
+# The flags that every target of the project is compiled with. The words must come out the same bit for bit with every
+# compiler, processor and level of optimisation. So products and sums are never contracted into one rounding, and the
+# x87 unit, which computes a float with more bits than it has, is not used: a 32-bit x86 needs SSE2.
 include(CheckCXXSourceCompiles)
-check_cxx_source_compiles("
-    #include <cfloat>
-    static_assert(FLT_EVAL_METHOD == 0, \"\");
-    int main() {}" TARVUTIL_FLOAT_STAYS_FLOAT)
+
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86|x86_64|AMD64)$")
+    check_cxx_source_compiles("#include <cfloat>
+        static_assert(FLT_EVAL_METHOD == 0, \"\");
+        int main() {}" TARVUTIL_FLOAT_IS_FLOAT)
+endif()
 
 function(tarvutil_flags target)
     target_compile_options(${target} PRIVATE -ffp-contract=off)
-    if(NOT TARVUTIL_FLOAT_STAYS_FLOAT)
+    if(DEFINED TARVUTIL_FLOAT_IS_FLOAT AND NOT TARVUTIL_FLOAT_IS_FLOAT)
         target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
     endif()
     if(TARVUTIL_TOP_LEVEL)
