@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "Commands.h"
+#include "Deviations.h"
 #include "Exit.h"
 #include "Json.h"
 #include "Output.h"
@@ -137,7 +138,10 @@ int Encode(const Options& options)
         [&](const Place& place, std::string_view text) {
             const Reading& reading = reader.Read(place, text);
             SayMessages(output, reading);
-            if (!reading.Encoded()) status = ExitFailed;
+            if (!reading.Encoded())
+                status = ExitFailed;
+            else if (MayDeviate(options.stimulator, reading))
+                SayDeviations(output, options.stimulator, reading);
             Print(output, options, reading);
         });
     output.Finish();
