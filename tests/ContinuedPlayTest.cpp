@@ -21,11 +21,11 @@ class ContinuedPlay : public testing::Test
     unsigned int WordIn(int i) const
     {
         unsigned int word = 0;
-        std::memcpy(&word, buffer + 1 + 4 * i, sizeof word);
+        std::memcpy(&word, buf + 4 * i, sizeof word);
         return word;
     }
 
-    RecordingPattern pattern{{{1000, 10}, {99000, 0}}, 100};
+    RecordingPattern pattern{Listed("1000,10 99000,0"), 100};
     StimPattern* slot = &pattern;
     unsigned char buffer[4 * StimPattern::MaxWords + 1] = {};
     unsigned char* buf = buffer + 1;
@@ -39,29 +39,26 @@ TEST_F(ContinuedPlay, FinitePlayGoesOnInBlocksOf4095Cycles)
     EXPECT_EQ(play.Pattern(), &pattern);
     EXPECT_EQ(play.RemCycles(), 5905);
     EXPECT_EQ(play.ContinuePeriodMsec(), 409500);
-
     const struct
     {
         long nowMsec;
         int result, remaining;
         std::int64_t nextMsec;
         unsigned int word0;
-    } rows[] = {
-        {2, -1, 5905, 0, 0},          {3, 3, 1810, 409500, 4095},     {409502, -1, 1810, 409500, 4095},
-        {409503, 3, 0, 819000, 1810}, {9000000, -1, 0, 819000, 1810},
-    };
+    } rows[] = {{2, -1, 5905, 0, 0},
+                {3, 3, 1810, 409500, 4095},
+                {409502, -1, 1810, 409500, 4095},
+                {409503, 3, 0, 819000, 1810},
+                {9000000, -1, 0, 819000, 1810}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.nowMsec);
         EXPECT_EQ(play.ContinueCmds(row.nowMsec, buf), row.result);
         EXPECT_EQ(play.RemCycles(), row.remaining);
         EXPECT_EQ(play.m_nextMsec, row.nextMsec);
-        EXPECT_EQ(play.m_startMsec, 0);
         EXPECT_EQ(WordIn(0), row.word0);
     }
-    const auto words = *Array(pattern);
-    EXPECT_EQ(words.size(), 3U);
-    EXPECT_EQ(WordIn(1), words[1]);
-    EXPECT_EQ(WordIn(2), words[2]);
+    EXPECT_EQ(play.m_startMsec, 0);
+    EXPECT_EQ(Hex(Words{4095, WordIn(1), WordIn(2)}), Array(pattern));
     EXPECT_EQ(WordIn(3), 0U);
 }
 
@@ -77,9 +74,9 @@ TEST_F(ContinuedPlay, LastBlockHoldsWhatIsLeft)
     }
     pattern.SetCycleCount(10);
     EXPECT_EQ(Record(10).ContinueCmds(3, buf), -1);
-    EXPECT_EQ(Record(11).RemCycles(), -1);
-    EXPECT_EQ(Record(SmallestInt).RemCycles(), LargestInt);
-    EXPECT_EQ(Record(LargestInt).RemCycles(), 10 - LargestInt);
+    const std::pair<int, int> started[] = {
+        {11, -1}, {SmallestInt, LargestInt}, {LargestInt, 10 - LargestInt}};
+    for (const auto& [cycles, left] : started) EXPECT_EQ(Record(cycles).RemCycles(), left);
 }
 
 TEST_F(ContinuedPlay, ContinuousPlayNeverRunsDown)
@@ -94,31 +91,25 @@ TEST_F(ContinuedPlay, ContinuousPlayNeverRunsDown)
     }
     play.m_remCycles = 5;
     play.m_nextMsec = 0;
-    EXPECT_EQ(play.ContinueCmds(3, buf), 3);
-    EXPECT_EQ(play.RemCycles(), 5);
-    pattern.m_phases = {{99.9f, 1}};
-    pattern.Touch();
-    play.m_nextMsec = 0;
+    pattern.SetPhases(Listed("99.9,1"));
     EXPECT_EQ(play.ContinueCmds(3, buf), 2);
+    EXPECT_EQ(play.RemCycles(), 5);
     EXPECT_EQ(play.m_nextMsec, 409) << "409.0905 ms cut to whole milliseconds";
 }
 
 TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
 {
     pattern.SetCycleCount(5000);
-    const ContinuedItemPlay fresh = Record(0);
-    ContinuedItemPlay play = fresh;
+    ContinuedItemPlay play = Record(0);
     EXPECT_EQ(play.ContinueCmds(3, nullptr), -1);
     EXPECT_EQ(play.ContinueCmds(-1, buf), -1);
-    pattern.m_phases = {{-1, 0}};
     pattern.accept = false;
-    pattern.Touch();
+    pattern.AppendPhase(-1, 0);
     EXPECT_EQ(play.ContinueCmds(3, buf), -1);
     slot = nullptr;
-    EXPECT_EQ(play.Pattern(), nullptr);
     EXPECT_EQ(play.ContinueCmds(3, buf), -1);
-    EXPECT_EQ(play.m_remCycles, fresh.m_remCycles);
-    EXPECT_EQ(play.m_nextMsec, fresh.m_nextMsec);
+    EXPECT_EQ(play.m_remCycles, 5000);
+    EXPECT_EQ(play.m_nextMsec, 0);
     EXPECT_EQ(WordIn(0), 0U);
 
     for (StimPattern** empty : {&slot, static_cast<StimPattern**>(nullptr)}) {
@@ -142,35 +133,28 @@ TEST_F(ContinuedPlay, RecordsAreOrderedByDueTimeAndEqualByTheirStart)
     later.m_nextMsec = 200;
     later.m_remCycles = -3;
     EXPECT_TRUE(play == later);
-    EXPECT_TRUE(play < later);
-    EXPECT_FALSE(later < play);
+    EXPECT_TRUE(play < later && !(later < play));
     later.m_nextMsec = 100;
-    EXPECT_TRUE(later < play);
-    EXPECT_FALSE(play < later);
+    EXPECT_TRUE(later < play && !(play < later));
     ContinuedItemPlay copy = Record(1, 5);
     copy = later;
     EXPECT_TRUE(copy == play);
-    EXPECT_EQ(copy.m_remCycles, -3);
-    EXPECT_EQ(copy.m_nextMsec, 100);
+    EXPECT_FALSE(copy < later || later < copy);
 }
 
 TEST_F(ContinuedPlay, DueTimesSaturate)
 {
+    constexpr long LargestLong = std::numeric_limits<long>::max();
     pattern.SetCycleCount(5000);
-    ContinuedItemPlay play = Record(0);
-    play.m_nextMsec = LargestTime - 1;
-    EXPECT_FALSE(play.ReadyToContinue(std::numeric_limits<long>::max()));
-    play.m_nextMsec = LargestTime - 409500;
-    if (sizeof(long) == sizeof LargestTime) {
-        EXPECT_EQ(play.ContinueCmds(std::numeric_limits<long>::max(), buf), 3);
-        EXPECT_EQ(play.m_nextMsec, LargestTime);
-    }
-    pattern.m_phases = {{1e30f, 0}};
-    pattern.m_trainLengthUsec = Inf;
-    play = Record(0, -5);
-    pattern.rework = {{1e30f, 0}};
+    ContinuedItemPlay play = Record(0, -5);
     EXPECT_TRUE(play.ReadyToContinue(-2));
     EXPECT_FALSE(play.ReadyToContinue(-3));
+    play.m_nextMsec = LargestTime - 1;
+    EXPECT_FALSE(play.ReadyToContinue(LargestLong));
+    if (LargestLong < LargestTime) return;
+    play.m_nextMsec = LargestTime - 409499;
+    EXPECT_EQ(play.ContinueCmds(LargestLong, buf), 3);
+    EXPECT_EQ(play.m_nextMsec, LargestTime);
 }
 
 }  // namespace
