@@ -1,5 +1,93 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
 
 #include "Commands.h"
+#include "Exit.h"
+#include "Output.h"
+#include "PlotGnuplot.h"
+#include "PlotPicture.h"
 
-void AddPlot(CLI::App& /*program*/, int& /*exitStatus*/) {}
+namespace {
+
+struct Options
+{
+    Stimulator stimulator;
+    Input input;
+    std::string output;
+};
+
+bool EndsWith(const std::string& text, const std::string& end)
+{
+    return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+PlotFormat FormatOf(const std::string& path)
+{
+    if (path.empty()) return PlotFormat::Text;
+    if (EndsWith(path, ".svg")) return PlotFormat::Svg;
+    if (EndsWith(path, ".png")) return PlotFormat::Png;
+    if (EndsWith(path, ".pdf")) return PlotFormat::Pdf;
+    throw Fault("cannot tell how to draw " + path + ": its name must end in .svg, .png or .pdf");
+}
+
+// The lines of a drawing without the blanks that fill them up, and without empty lines.
+std::string WithoutBlankEnds(const std::string& drawing)
+{
+    std::string text;
+    for (std::size_t begin = 0; begin < drawing.size();) {
+        const std::size_t end = std::min(drawing.find('\n', begin), drawing.size());
+        std::string line = drawing.substr(begin, end - begin);
+        line.erase(line.find_last_not_of(" \f\r") + 1);
+        if (!line.empty()) text += line + "\n";
+        begin = end + 1;
+    }
+    return text;
+}
+
+int Plot(const Options& options)
+{
+    const PlotFormat format = FormatOf(options.output);
+    const bool toFile = format != PlotFormat::Text;
+    Output messages;
+    Reader reader(options.stimulator);
+    int status = ExitDone;
+    std::string drawing;
+    ForEachText(
+        options.input, [&messages] { messages.Flush(); },
+        [&](const Place& place, std::string_view text) {
+            const Reading& reading = reader.Read(place, text);
+            SayMessages(messages, reading);
+            if (!reading.Encoded()) status = ExitFailed;
+            if (!reading.Encoded()) return;
+            if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
+            const PlotPicture picture = PictureOf(options.stimulator, reading);
+            drawing = RunGnuplot(GnuplotScript(picture, format));
+            if (toFile) return;
+            messages.Write(place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
+            drawing.clear();
+        });
+    messages.Finish();
+    if (drawing.empty()) return status;
+    Output file(options.output);
+    file.Write(drawing);
+    file.Finish();
+    return status;
+}
+
+}  // namespace
+
+void AddPlot(CLI::App& program, int& exitStatus)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        *program.add_subcommand("plot", "Draw one cycle as asked and as played, long pauses shortened");
+    AddInputOptions(command, options->input, "SPEC");
+    AddStimulatorOptions(command, options->stimulator);
+    command
+        .add_option("-o,--output", options->output,
+                    "Draw to FILE.svg, FILE.png or FILE.pdf; to the terminal as text without it")
+        ->option_text("FILE");
+    command.footer("Draws with gnuplot (Debian package gnuplot-nox).");
+    command.callback([options, &exitStatus] { exitStatus = Plot(*options); });
+}
