@@ -102,7 +102,7 @@ void Allocate(std::size_t bytes)
 {
     void* memory = ::operator new(bytes);
     asm volatile("" : : "r"(memory) : "memory");
-    ::operator delete(memory, bytes);
+    ::operator delete(memory);
 }
 
 }  // namespace bench
