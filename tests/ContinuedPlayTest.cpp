@@ -112,6 +112,14 @@ TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
     EXPECT_EQ(play.m_nextMsec, 0);
     EXPECT_EQ(WordIn(0), 0U);
 
+    slot = &pattern;
+    pattern.m_phases = Listed("-1,0");
+    pattern.UpdateWordArray();
+    pattern.m_arrayChangeCount = pattern.m_changeCount;
+    EXPECT_EQ(play.ContinueCmds(3, buf), 0) << "an array without words";
+    EXPECT_EQ(play.m_remCycles, 905);
+
+    slot = nullptr;
     for (StimPattern** empty : {&slot, static_cast<StimPattern**>(nullptr)}) {
         ContinuedItemPlay none({1, empty}, -5, 0);
         EXPECT_EQ(none.RemCycles(), 0);

@@ -1,5 +1,6 @@
 #include <exception>
 #include <iterator>
+#include <tuple>
 
 #include "MonoPattern.h"
 #include "PatternHelper.h"
@@ -51,15 +52,25 @@ TEST(PatternRecord, FamilyKeepsTheArgumentsAndTellsItsKind)
     EXPECT_EQ(lilly.TypeID(nullptr), -1);
 }
 
+using Plain = Completed<StimPattern>;
+
+auto Members(const Plain& p)
+{
+    const Words words(std::begin(p.m_wordArray), std::end(p.m_wordArray));
+    return std::tuple(std::vector{p.m_timeStepUsec, p.m_param2, p.m_param3, p.m_ampStepSize, p.m_ampMax},
+                      p.m_trainLengthUsec,
+                      std::vector{p.m_roundCyclesDown, p.m_reserved, p.m_maxCmdCount, p.m_wordCount,
+                                  p.m_changeCount, p.m_updateCount, p.m_arrayChangeCount},
+                      p.m_label, words, p.m_cmdOverride, p.m_cmdOverrideValue, p.m_phases);
+}
+
 TEST(PatternRecord, NewPatternIsEmptyAndWasNeverBuilt)
 {
-    const HostPattern p;
-    EXPECT_EQ(p.Phases(), PhaseList());
+    const Plain p(7, 2, 3, 4, 5, -6);
+    EXPECT_EQ(Members(p),
+              std::tuple(std::vector<float>{2, 3, 4, 5, -6}, 0.0f, std::vector{1, 0, 7, 0, 0, 0, -1},
+                         std::string(), Words(1024), false, 0, PhaseList()));
     EXPECT_EQ(p.Label(), "");
-    EXPECT_EQ(p.TrainLength(), 0);
-    EXPECT_EQ(Words(std::begin(p.m_wordArray), std::end(p.m_wordArray)), Words(1024));
-    EXPECT_EQ((std::vector{p.m_roundCyclesDown, p.m_reserved, p.m_arrayChangeCount}),
-              (std::vector{1, 0, -1}));
     EXPECT_EQ((std::vector{p.WordCount(), p.ChangeCount(), p.UpdateCount()}), (std::vector{0, 0, 0}));
     EXPECT_FALSE(p.ArrayIsCurrent());
 }
@@ -102,23 +113,28 @@ TEST(PatternRecord, PhasesAreEqualAsFloats)
 
 TEST(PatternRecord, CopyHoldsEverythingAndIsIndependent)
 {
-    LillyHost original(ThirdStep, 10, 101, 2);
+    Plain original(7, 20, 3, 4, 5, 600);
+    original.m_roundCyclesDown = 0;
+    original.m_reserved = 8;
     original.SetLabel("a");
+    original.AppendPhase(100, 10);
+    original.SetCycleCount(9);
     original.SetCmdOverride(true, 0x1234);
-    const std::string words = Array(original);
-    LillyHost copy = original;
-    EXPECT_TRUE(copy.ArrayIsCurrent());
-    EXPECT_EQ(Array(copy), words);
-    EXPECT_EQ((std::vector{copy.UpdateCount(), copy.ChangeCount(), copy.BalanceMode()}),
-              (std::vector{1, 1, 2}));
-
+    const auto members = Members(original);
+    Plain copy = original, assigned(9, 1, 1, 1, 1, 1);
+    assigned = original;
+    EXPECT_EQ(Members(copy), members);
+    EXPECT_EQ(Members(assigned), members);
+    EXPECT_EQ(Array(copy), "00000009 00051234");
+    EXPECT_EQ(copy.UpdateCount(), 1);
     copy.SetLabel("b");
-    copy.SetCycleCount(3);
-    EXPECT_NE(Array(copy), words);
-    EXPECT_EQ(Array(original), words);
-    EXPECT_EQ(original.Label(), "a");
-    copy = original;
-    EXPECT_EQ(Array(copy), words);
+    copy.AppendPhase(100, 10);
+    EXPECT_EQ(Array(copy), "00000005 00051234 00051234");
+    EXPECT_EQ(Members(original), members);
+
+    LillyHost lilly(ThirdStep, 10, 101, 2), other;
+    other = lilly;
+    EXPECT_EQ(other.BalanceMode(), 2);
 }
 
 TEST(PatternRecord, CountersStartAgainAfterTheLargestInt)

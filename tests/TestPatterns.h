@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -37,48 +38,53 @@ inline bool operator==(const phase& a, const phase& b)
 
 inline void PrintTo(const phase& p, std::ostream* out)
 {
-    *out << '(' << p.len << ',' << p.amp << ')';
+    *out << p.len << ',' << p.amp;
 }
 
-// A pattern of any number of phases that repairs nothing, with every member in sight.
-class HostPattern : public StimPattern
+// "5,0 7,-10" -> {{5, 0}, {7, -10}}
+inline PhaseList Listed(const char* text)
+{
+    PhaseList phases;
+    while (*text != '\0') {
+        char* end = nullptr;
+        const float len = std::strtof(text, &end);
+        phases.push_back({len, std::strtof(end + 1, &end)});
+        text = end;
+    }
+    return phases;
+}
+
+// A host's completion of a pattern kind: any number of phases, and no repair.
+template <typename Kind>
+class Completed : public Kind
 {
  public:
-    explicit HostPattern(PhaseList phases = {}, float timeStepUsec = 1, float ampStepUa = 1, int budget = 101,
-                         float ampMaxUa = 1000)
-        : StimPattern(budget, timeStepUsec, 0, 0, ampStepUa, ampMaxUa)
-    {
-        m_phases = std::move(phases);
-    }
+    using Kind::Kind;
 
-    float SetPeriod(float /*periodMsec*/) override { return Period(); }
+    float SetPeriod(float /*periodMsec*/) override { return this->Period(); }
     void Defaults() override {}
     bool PhaseCountFixed() override { return false; }
     bool AutoAdjustEnabled() override { return false; }
     bool AdjustPhases(PhaseList& /*current*/, PhaseList& proposed, int maxCmds) override
     {
-        return PhasesValid(proposed, maxCmds);
+        return this->ListValid(proposed, maxCmds);
     }
 
-    using StimPattern::ListValid;
-    using StimPattern::m_ampMax;
-    using StimPattern::m_ampStepSize;
-    using StimPattern::m_arrayChangeCount;
-    using StimPattern::m_changeCount;
-    using StimPattern::m_cmdOverride;
-    using StimPattern::m_cmdOverrideValue;
-    using StimPattern::m_label;
-    using StimPattern::m_maxCmdCount;
-    using StimPattern::m_param2;
-    using StimPattern::m_param3;
-    using StimPattern::m_phases;
-    using StimPattern::m_reserved;
-    using StimPattern::m_roundCyclesDown;
-    using StimPattern::m_timeStepUsec;
-    using StimPattern::m_trainLengthUsec;
-    using StimPattern::m_updateCount;
-    using StimPattern::m_wordArray;
-    using StimPattern::m_wordCount;
+    using Kind::ListValid, Kind::m_ampMax, Kind::m_ampStepSize, Kind::m_arrayChangeCount, Kind::m_changeCount,
+        Kind::m_cmdOverride, Kind::m_cmdOverrideValue, Kind::m_label, Kind::m_maxCmdCount, Kind::m_param2,
+        Kind::m_param3, Kind::m_phases, Kind::m_reserved, Kind::m_roundCyclesDown, Kind::m_timeStepUsec,
+        Kind::m_trainLengthUsec, Kind::m_updateCount, Kind::m_wordArray, Kind::m_wordCount;
+};
+
+class HostPattern : public Completed<StimPattern>
+{
+ public:
+    explicit HostPattern(PhaseList phases = {}, float timeStepUsec = 1, float ampStepUa = 1, int budget = 101,
+                         float ampMaxUa = 1000)
+        : Completed(budget, timeStepUsec, 0, 0, ampStepUa, ampMaxUa)
+    {
+        m_phases = std::move(phases);
+    }
 };
 
 // A pattern that records what the library asks of it, reworks what it is told to and answers as told.
@@ -89,8 +95,7 @@ class RecordingPattern : public HostPattern
 
     struct Offer
     {
-        PhaseList current;
-        PhaseList proposed;
+        PhaseList current, proposed;
         int maxCmds;
         bool own;        // current is the pattern's own list
         bool sameLists;  // current and proposed are the same object
@@ -124,21 +129,18 @@ class LillyHost : public LillyPattern
         : LillyPattern(budget, timeStepUsec, 0, 0, ampStepUa, balanceMode, 1000)
     {}
 
-    using LillyPattern::m_autoAdjust;
-    using LillyPattern::m_changeCount;
-    using LillyPattern::m_phases;
-    using LillyPattern::m_roundCyclesDown;
-    using LillyPattern::m_timeStepUsec;
-    using LillyPattern::m_trainLengthUsec;
+    using LillyPattern::m_autoAdjust, LillyPattern::m_phases, LillyPattern::m_roundCyclesDown,
+        LillyPattern::m_timeStepUsec, LillyPattern::m_trainLengthUsec;
 };
 
-constexpr unsigned int Untouched = 0xDEADBEEF;
-
-// The words of one cycle; none when the writer refuses. Nothing may be written beyond them or the limit.
-inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = StimPattern::MaxWords)
+// Calls write with a buffer of capacity words; the words written, or none when it is refused. Nothing may be
+// written beyond them or beyond the capacity.
+template <typename Write>
+std::optional<Words> Collected(int capacity, Write write)
 {
-    Words words(static_cast<std::size_t>(std::max(maxWords, 0)) + 1, Untouched);
-    const int count = pattern.WriteStimCmds(words.data(), maxWords);
+    constexpr unsigned int Untouched = 0xDEADBEEF;
+    Words words(static_cast<std::size_t>(std::max(capacity, 0)) + 1, Untouched);
+    const int count = write(words.data());
     EXPECT_EQ(words.back(), Untouched);
     if (count < 0) return std::nullopt;
     EXPECT_EQ(words[static_cast<std::size_t>(count)], Untouched);
@@ -146,15 +148,29 @@ inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = S
     return words;
 }
 
-// The word array of a pattern, word 0 first; none when there is none.
-inline std::optional<Words> Array(StimPattern& pattern)
+inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = StimPattern::MaxWords)
 {
-    Words words(StimPattern::MaxWords + 1, Untouched);
-    const int count = pattern.WordArray(words.data(), 1);
-    EXPECT_EQ(words[static_cast<std::size_t>(std::max(count, 0))], Untouched);
-    if (count < 0) return std::nullopt;
-    words.resize(static_cast<std::size_t>(count));
-    return words;
+    return Collected(maxWords, [&](unsigned int* words) { return pattern.WriteStimCmds(words, maxWords); });
+}
+
+// The words of one cycle in hexadecimal, "00030000 0006A01E", or "refused".
+inline std::string Hex(const std::optional<Words>& words)
+{
+    if (!words) return "refused";
+    std::string text;
+    for (const unsigned int word : *words) {
+        char digits[10];
+        std::snprintf(digits, sizeof digits, "%s%08X", text.empty() ? "" : " ", word);
+        text += digits;
+    }
+    return text;
+}
+
+// The word array of a pattern, word 0 first, likewise.
+inline std::string Array(StimPattern& pattern)
+{
+    return Hex(
+        Collected(StimPattern::MaxWords, [&](unsigned int* words) { return pattern.WordArray(words, 1); }));
 }
 
 // Fixed seeds give the same numbers with every standard library.
