@@ -15,7 +15,7 @@ struct Options
     Stimulator stimulator;
     Input input;
     Limits limits;
-    bool json = false;
+    std::string format = "table";
 };
 
 int Check(const Options& options)
@@ -30,8 +30,10 @@ int Check(const Options& options)
             SayMessages(output, reading);
             const CheckReport report = ReportOn(options.stimulator, reading, options.limits);
             if (!report.Good()) status = ExitFailed;
-            output.Buffer() += options.json ? AsJson(report) : AsTable(report);
-            output.Written();
+            if (options.format == "json")
+                PrintJson(output, report);
+            else
+                PrintTable(output, report);
         });
     output.Finish();
     return status;
@@ -62,12 +64,7 @@ void AddCheck(CLI::App& program, int& exitStatus)
         command, "--max-error", options->limits.errorUsec, "USEC",
         "Exit with 1 when a phase starts farther from where it was asked to; the period's own error does "
         "not count [no limit]");
-    command
-        .add_option_function<std::string>(
-            "--format", [options](const std::string& format) { options->json = format == "json"; },
-            "table, or json: one object a line [table]")
-        ->option_text("FORMAT")
-        ->check(CLI::IsMember({"table", "json"}));
+    AddFormatOption(command, options->format, {"table", "json"});
     command.footer(
         "Exit status: 0 as asked within the limits, 1 a limit is exceeded or a pattern is refused, "
         "2 the request\ncannot be carried out.");

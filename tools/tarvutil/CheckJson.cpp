@@ -1,12 +1,9 @@
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "CheckReport.h"
-#include "Figures.h"
+#include "Json.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // A number computed from others, to the millionth: its further digits are those of the computation.
 Json Figure(double value)
@@ -25,7 +22,7 @@ Json PhaseNumber(int phase)
 
 Json Stage(const phase& p)
 {
-    return {{"length_us", ShortestDouble(p.len)}, {"amplitude_ua", ShortestDouble(p.amp)}};
+    return {{"length_us", JsonNumber(p.len)}, {"amplitude_ua", JsonNumber(p.amp)}};
 }
 
 Json Stages(const std::vector<phase>& phases)
@@ -115,15 +112,12 @@ void PutRefusal(Json& object, const Refusal& refusal)
 
 }  // namespace
 
-std::string AsJson(const CheckReport& report)
+void PrintJson(Output& output, const CheckReport& report)
 {
-    const Reading& reading = report.reading;
-    Json object{{"place", reading.place.Text()},
-                {"text", std::string(reading.text)},
-                {"encoded", reading.Encoded()},
-                {"errors", reading.errors},
-                {"warnings", reading.warnings}};
+    Json object = JsonOf(report.reading);
+    object["text"] = std::string(report.reading.text);
+    object["encoded"] = report.reading.Encoded();
     if (report.deviations) PutDeviations(object, report);
     if (report.refusal) PutRefusal(object, *report.refusal);
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    PrintLine(output, object);
 }

@@ -27,13 +27,13 @@ struct CheckReport
 
 CheckReport ReportOn(const Stimulator& stimulator, const Reading& reading, const Limits& limits);
 
-std::string AsTable(const CheckReport& report);
+void PrintTable(Output& output, const CheckReport& report);
 
 // One line, an object with these keys; numbers that are infinite or unknown are null.
 //
 //     place, text                        where the specification string stands, and the string
+//     errors, warnings                   messages, arrays; absent when there are none
 //     encoded                            it gives words
-//     errors, warnings                   messages of the text reader, arrays
 //
 // when encoded:
 //     words, budget_words                word 0 included
@@ -55,4 +55,4 @@ std::string AsTable(const CheckReport& report);
 // otherwise:
 //     refusal     object: text, phase, meets_phase, carried_us; null where it is not a meeting of phases
 //     adjusted    of a Lilly pattern that holds the list: fits, phases, text; absent for plain patterns
-std::string AsJson(const CheckReport& report);
+void PrintJson(Output& output, const CheckReport& report);

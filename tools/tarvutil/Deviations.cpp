@@ -17,12 +17,6 @@ constexpr double UsecPerMsec = 1000;
 constexpr double NcPerUaUsec = 1e-3;
 constexpr double Infinite = std::numeric_limits<double>::infinity();
 
-const StimPattern& PatternOf(const Reading& reading)
-{
-    return std::visit([](const StimPattern& pattern) -> const StimPattern& { return pattern; },
-                      reading.pattern);
-}
-
 std::string Usec(double usec)
 {
     return Rounded(usec) + " us";
@@ -81,7 +75,7 @@ class Comparison
         : m_stimulator(stimulator),
           m_scale(stimulator.Scale()),
           m_reading(reading),
-          m_pattern(PatternOf(reading)),
+          m_pattern(Base(reading.pattern)),
           m_asked(AskedBy(reading.text))
     {}
 
@@ -251,7 +245,7 @@ class Comparison
               std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec))
             return;
         std::string text = Rounded(cycles.played);
-        if (cycles.played < cycles.asked) text += " of " + Rounded(std::ceil(cycles.asked));
+        if (std::round(cycles.asked) > cycles.played) text += " of " + Rounded(std::round(cycles.asked));
         text += " cycles are played: the train of " + Rounded(m_asked.trainMsec) + " ms is " +
                 Rounded(cycles.asked) + " periods";
         m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec, 0, std::move(text)});

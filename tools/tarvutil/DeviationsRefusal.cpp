@@ -71,8 +71,7 @@ Refusal RefusalOf(const Stimulator& stimulator, const Reading& reading)
     Refusal refusal;
     refusal.text = reading.failure;
     if (!reading.errors.empty() || reading.phases.empty()) return refusal;
-    AnyPattern asked = reading.pattern;
-    const StimPattern& pattern = Base(asked);
+    const StimPattern& pattern = Base(reading.pattern);
     const bool valid = pattern.PhasesValid(reading.phases, pattern.MaxCmds());
     const std::vector<phase> phases = valid ? pattern.Phases() : reading.phases;
     refusal.failing = FirstRefused(pattern, phases);

@@ -81,15 +81,11 @@ bool WordsMayDeviate(const playback::Scale& scale, const Reading& reading, const
 
 bool MayDeviate(const Stimulator& stimulator, const Reading& reading)
 {
-    const auto* lilly = std::get_if<LillyPattern>(&reading.pattern);
-    const StimPattern& pattern =
-        lilly != nullptr ? static_cast<const StimPattern&>(*lilly) : std::get<PlainPattern>(reading.pattern);
-    return !AsWritten(reading) || WordsMayDeviate(stimulator.Scale(), reading, pattern);
+    return !AsWritten(reading) || WordsMayDeviate(stimulator.Scale(), reading, Base(reading.pattern));
 }
 
 void SayDeviations(Output& output, const Stimulator& stimulator, const Reading& reading)
 {
-    if (!MayDeviate(stimulator, reading)) return;
     for (const Finding& finding : DeviationsOf(stimulator, reading).findings)
         if (finding.cause != Cause::AmplitudeRead && finding.Notable(stimulator))
             Say(output, reading.place, "warning: " + finding.text);
