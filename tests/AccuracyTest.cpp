@@ -97,8 +97,9 @@ Bounds BoundsOf(const PhaseList& phases, double T)
 class ListMaker
 {
  public:
-    ListMaker(Random& random, double T, double ampStep)
+    ListMaker(Random& random, double T, double ampStep, bool wholeUsec = false)
         : m_random(random),
+          m_wholeUsec(wholeUsec),
           m_T(T),
           m_ampStep(ampStep),
           m_mood(m_random.Below(Aims)),
@@ -157,6 +158,7 @@ class ListMaker
         if (Chance(0.01)) steps += std::floor(std::pow(10, 1 + Upto(5)) / m_T);
         double len = Chance(0.02) ? 0 : steps * m_T + Leftover(aim) - m_carried;
         if (len < 0) len += m_T;
+        if (m_wholeUsec) len = std::round(len);
         const double left = std::fmod(m_carried + len, m_T);
         m_nearThreshold = std::min(std::fabs(left - 0.5), std::fabs(left - 0.985 * m_T)) < 1e-4;
         m_carried = left > 0.5 && left < 0.985 * m_T ? left : 0;
@@ -174,6 +176,7 @@ class ListMaker
     }
 
     Random& m_random;
+    const bool m_wholeUsec;
     const double m_T;
     const double m_ampStep;
     const int m_mood;
@@ -350,6 +353,14 @@ class Comparison
     std::vector<Played> m_played;
 };
 
+// The words of a pattern, word 0 first; empty when it has none.
+Words WordsOf(StimPattern& pattern)
+{
+    Words words(StimPattern::MaxWords);
+    words.resize(static_cast<std::size_t>(std::max(pattern.WordArray(words.data(), 0), 0)));
+    return words;
+}
+
 TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
 {
     const char* const wish = std::getenv("TARVUTIL_ACCURACY_PATTERNS");
@@ -366,19 +377,33 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
         LillyHost lilly(TimeSteps[row], ampStep, StimPattern::MaxWords);
         const bool repaired = random.Below(8) == 0;
         (repaired ? lilly.m_phases : plain.m_phases) = repaired ? maker.Lilly() : maker.Plain();
-        StimPattern& pattern = repaired ? static_cast<StimPattern&>(lilly) : plain;
-        Words words(StimPattern::MaxWords);
-        const int count = pattern.WordArray(words.data(), 0);
-        if (count <= 0) continue;
+        const Words words = repaired ? WordsOf(lilly) : WordsOf(plain);
+        if (words.empty()) continue;
         ++encoded;
-        words.resize(static_cast<std::size_t>(count));
-        const PhaseList asked = pattern.Phases();
+        const PhaseList asked = repaired ? lilly.Phases() : plain.Phases();
         const Comparison comparison(asked, words, {TimeSteps[row], ampStep});
         comparison.Hold((comparison.ClearAndFitting() ? clear : others)[row]);
     }
     for (std::size_t row = 0; wish != nullptr && row < TimeSteps.size(); ++row) {
         clear[row].Print(TimeSteps[row], "clear of the thresholds, all split points fit");
         others[row].Print(TimeSteps[row], "others");
+    }
+}
+
+TEST(AccuracyTest, WholeMicrosecondsAreExactOnPowersOfTwo)
+{
+    Random random(1);
+    for (const float timeStep : {1.0f, 2.0f, 4.0f, 8.0f, 16.0f, 32.0f}) {
+        Tally tally;
+        while (tally.patterns < 500) {
+            HostPattern pattern(ListMaker(random, timeStep, 1, true).Plain(), timeStep, 1,
+                                StimPattern::MaxWords);
+            const Words words = WordsOf(pattern);
+            if (!words.empty()) Comparison(pattern.m_phases, words, {timeStep, 1}).Hold(tally);
+        }
+        for (const Tally::Worst& worst : {tally.worst[Boundary][0], tally.worst[Boundary][1],
+                                          tally.worst[Length][0], tally.worst[Length][1]})
+            EXPECT_EQ(worst.error, 0) << "time step " << timeStep;
     }
 }
 
