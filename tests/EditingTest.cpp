@@ -12,12 +12,7 @@ const phase Other{10, 10};
 TEST(Editing, OnlyWhatIsMeantToRaisesTheChangeCount)
 {
     const PhaseList one = {Other}, invalid = {{-1, 0}};
-    const struct
-    {
-        const char* name;
-        Edit run;
-        int raises;
-    } edits[] = {
+    const std::tuple<const char*, Edit, int> edits[] = {
         {"Touch", [](auto& p) { p.Touch(); }, 1},
         {"label, another", [](auto& p) { p.SetLabel("b"); }, 1},
         {"label, the same", [](auto& p) { p.SetLabel("a"); }, 0},
@@ -49,36 +44,33 @@ TEST(Editing, OnlyWhatIsMeantToRaisesTheChangeCount)
         {"a repair", [&](auto& p) { p.m_phases = invalid, p.rework = one, p.Update(); }, 0},
         {"frequency", [](auto& p) { p.SetFrequency(5); }, 0},
     };
-    for (const auto& edit : edits) {
+    for (const auto& [name, run, raises] : edits) {
         RecordingPattern p(Three);
         p.m_label = "a";
         p.m_trainLengthUsec = 500;
         p.m_changeCount = 10;
-        edit.run(p);
-        EXPECT_EQ(p.ChangeCount(), 10 + edit.raises) << edit.name;
+        run(p);
+        EXPECT_EQ(p.ChangeCount(), 10 + raises) << name;
     }
 }
 
 TEST(Editing, SinglePhaseEditsAreOfferedToTheRepair)
 {
-    const struct
-    {
-        std::function<bool(RecordingPattern&)> edit;
-        phase offered;
-    } rows[] = {{[](auto& p) { return p.SetPhaseLen(1, 7.5f); }, {7.5f, 0}},
-                {[](auto& p) { return p.SetPhaseLen(1, 0); }, {0, 0}},
-                {[](auto& p) { return p.SetPhaseAmp(1, 3.3f); }, {50, 3.3f}},
-                {[](auto& p) { return p.SetPhaseAmp(1, 1500); }, {50, 1000}},
-                {[](auto& p) { return p.SetPhaseAmp(1, -2500); }, {50, -1000}},
-                {[](auto& p) {
-                     return p.SetPhase(1, phase{-8, 1001});
-                 },
-                 {-8, 1000}}};
-    for (const auto& row : rows) {
+    const std::tuple<std::function<bool(RecordingPattern&)>, phase> rows[] = {
+        {[](auto& p) { return p.SetPhaseLen(1, 7.5f); }, {7.5f, 0}},
+        {[](auto& p) { return p.SetPhaseLen(1, 0); }, {0, 0}},
+        {[](auto& p) { return p.SetPhaseAmp(1, 3.3f); }, {50, 3.3f}},
+        {[](auto& p) { return p.SetPhaseAmp(1, 1500); }, {50, 1000}},
+        {[](auto& p) { return p.SetPhaseAmp(1, -2500); }, {50, -1000}},
+        {[](auto& p) {
+             return p.SetPhase(1, phase{-8, 1001});
+         },
+         {-8, 1000}}};
+    for (const auto& [edit, offered] : rows) {
         RecordingPattern p(Three, 1, 1, 20);
-        EXPECT_TRUE(row.edit(p));
+        EXPECT_TRUE(edit(p));
         ASSERT_EQ(p.offers.size(), 1U);
-        const PhaseList edited = {Three[0], row.offered, Three[2]};
+        const PhaseList edited = {Three[0], offered, Three[2]};
         EXPECT_EQ(p.offers[0].current, Three);
         EXPECT_EQ(p.offers[0].proposed, edited);
         EXPECT_EQ(p.offers[0].maxCmds, 19);
@@ -87,10 +79,10 @@ TEST(Editing, SinglePhaseEditsAreOfferedToTheRepair)
 
         p.rework = Listed("1,2 3,4");
         p.accept = false;
-        EXPECT_FALSE(row.edit(p));
+        EXPECT_FALSE(edit(p));
         EXPECT_EQ(p.Phases(), edited);
         p.accept = true;
-        EXPECT_TRUE(row.edit(p));
+        EXPECT_TRUE(edit(p));
         EXPECT_EQ(p.Phases(), p.rework);
     }
 }
@@ -109,20 +101,17 @@ TEST(Editing, EditsOfNoPhaseOrNoLengthAreRefusedUnasked)
 
 TEST(Editing, WholeListIsValidatedAsOfferedThenClamped)
 {
-    const struct
-    {
-        const char *offered, *after;
-        float ampMax;
-    } rows[] = {{"100,5 100,0 100,-5", "100,10 50,0 100,-10", 1000},  // counts 6 words of 4
-                {"100,2000 100,-2000", "100,1000 100,-1000", 1000},
-                {"100,10 50,0", "100,10 50,0", 1000},
-                {"", "", 1000},
-                {"15,5 15,-5", "100,10 50,0 100,-10", 0},  // only its clamped form is valid
-                {"15,5", "15,0", 0}};
-    for (const auto& row : rows) {
-        RecordingPattern p(Three, 10, 1, 5, row.ampMax);
-        p.SetPhases(Listed(row.offered));
-        EXPECT_EQ(p.Phases(), Listed(row.after)) << row.offered;
+    const std::tuple<const char*, const char*, float> rows[] = {
+        {"100,5 100,0 100,-5", "100,10 50,0 100,-10", 1000},  // counts 6 words of 4
+        {"100,2000 100,-2000", "100,1000 100,-1000", 1000},
+        {"100,10 50,0", "100,10 50,0", 1000},
+        {"", "", 1000},
+        {"15,5 15,-5", "100,10 50,0 100,-10", 0},  // only its clamped form is valid
+        {"15,5", "15,0", 0}};
+    for (const auto& [offered, after, ampMax] : rows) {
+        RecordingPattern p(Three, 10, 1, 5, ampMax);
+        p.SetPhases(Listed(offered));
+        EXPECT_EQ(p.Phases(), Listed(after)) << offered;
         EXPECT_TRUE(p.offers.empty());
     }
     HostPattern p(Three);
@@ -132,23 +121,20 @@ TEST(Editing, WholeListIsValidatedAsOfferedThenClamped)
 
 TEST(Editing, RawEditsTakeWhatTheyAreGiven)
 {
-    const struct
-    {
-        int index;
-        const char *inserted, *removed;
-    } rows[] = {{0, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"},
-                {2, "100,10 50,0 -7,5000 100,-10", "100,10 50,0"},
-                {3, "100,10 50,0 100,-10", "100,10 50,0 100,-10"},
-                {LargestInt, "100,10 50,0 100,-10", "100,10 50,0 100,-10"},
-                {-1, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"},
-                {SmallestInt, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"}};
-    for (const auto& row : rows) {
+    const std::tuple<int, const char*, const char*> rows[] = {
+        {0, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"},
+        {2, "100,10 50,0 -7,5000 100,-10", "100,10 50,0"},
+        {3, "100,10 50,0 100,-10", "100,10 50,0 100,-10"},
+        {LargestInt, "100,10 50,0 100,-10", "100,10 50,0 100,-10"},
+        {-1, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"},
+        {SmallestInt, "-7,5000 100,10 50,0 100,-10", "50,0 100,-10"}};
+    for (const auto& [index, inserted, removed] : rows) {
         HostPattern inserting(Three), removing(Three);
-        const int more = inserting.InsertPhase(row.index, -7, 5000);
-        const int fewer = removing.RemovePhase(row.index);
+        const int more = inserting.InsertPhase(index, -7, 5000);
+        const int fewer = removing.RemovePhase(index);
         EXPECT_EQ((std::vector{more, fewer}), (std::vector{inserting.PhaseCount(), removing.PhaseCount()}));
-        EXPECT_EQ(inserting.Phases(), Listed(row.inserted)) << row.index;
-        EXPECT_EQ(removing.Phases(), Listed(row.removed)) << row.index;
+        EXPECT_EQ(inserting.Phases(), Listed(inserted)) << index;
+        EXPECT_EQ(removing.Phases(), Listed(removed)) << index;
     }
     HostPattern p(Three);
     EXPECT_EQ(p.AppendPhase(-7, 5000), 4);
@@ -160,19 +146,15 @@ TEST(Editing, RawEditsTakeWhatTheyAreGiven)
 
 TEST(Editing, ActivePhasesAreThoseNotExactlyZero)
 {
-    const struct
-    {
-        const char* phases;
-        int first, last;
-    } rows[] = {{"", -1, -1},
-                {"1,0 1,-0", -1, -1},
-                {"1,0 1,0 1,5 1,0 1,-5 1,0", 2, 4},
-                {"1,1e-40 1,0", 0, 0},
-                {"1,0 1,nan", 1, 1}};
-    for (const auto& row : rows) {
-        const HostPattern p(Listed(row.phases));
-        EXPECT_EQ(p.FirstActivePhase(), row.first) << row.phases;
-        EXPECT_EQ(p.LastActivePhase(), row.last) << row.phases;
+    const std::tuple<const char*, int, int> rows[] = {{"", -1, -1},
+                                                      {"1,0 1,-0", -1, -1},
+                                                      {"1,0 1,0 1,5 1,0 1,-5 1,0", 2, 4},
+                                                      {"1,1e-40 1,0", 0, 0},
+                                                      {"1,0 1,nan", 1, 1}};
+    for (const auto& [phases, first, last] : rows) {
+        const HostPattern p(Listed(phases));
+        EXPECT_EQ(p.FirstActivePhase(), first) << phases;
+        EXPECT_EQ(p.LastActivePhase(), last) << phases;
     }
 }
 

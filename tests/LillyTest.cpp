@@ -124,28 +124,24 @@ TEST(Lilly, Phase2FollowsPhase1WhileBalanced)
 
 TEST(Lilly, BalanceModeRebuildsPhase2)
 {
-    const struct
-    {
-        int mode, inEffect, multiplier;
-        const char* after;
-    } rows[] = {{1, 1, 1, Default},
-                {2, 2, 0, "0,0 100,-30 100,0 150,20 99650,0"},
-                {3, 3, 0, "0,0 100,-30 100,0 300,10 99500,0"},
-                {4, 4, 0, "0,0 100,-30 100,0 300,10 99500,0"},
-                {5, 0, 0, Default},
-                {-1, 0, 0, Default},
-                {0, 0, 0, Default}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.mode);
+    const std::tuple<int, int, int, const char*> rows[] = {{1, 1, 1, Default},
+                                                           {2, 2, 0, "0,0 100,-30 100,0 150,20 99650,0"},
+                                                           {3, 3, 0, "0,0 100,-30 100,0 300,10 99500,0"},
+                                                           {4, 4, 0, "0,0 100,-30 100,0 300,10 99500,0"},
+                                                           {5, 0, 0, Default},
+                                                           {-1, 0, 0, Default},
+                                                           {0, 0, 0, Default}};
+    for (const auto& [mode, inEffect, multiplier, after] : rows) {
+        SCOPED_TRACE(mode);
         LillyHost lilly;
-        lilly.SetChargeBalanceMode(row.mode);
-        ExpectPhases(lilly, row.after);
-        EXPECT_EQ(lilly.BalanceMode(), row.inEffect);
-        EXPECT_EQ(lilly.BalanceEnabled(), row.inEffect != 0);
-        EXPECT_EQ(lilly.ChargeBalMult(), row.multiplier);
+        lilly.SetChargeBalanceMode(mode);
+        ExpectPhases(lilly, after);
+        EXPECT_EQ(lilly.BalanceMode(), inEffect);
+        EXPECT_EQ(lilly.BalanceEnabled(), inEffect != 0);
+        EXPECT_EQ(lilly.ChargeBalMult(), multiplier);
 
         lilly.m_phases[3] = {7, 7};
-        lilly.SetChargeBalanceMode(row.mode);
+        lilly.SetChargeBalanceMode(mode);
         lilly.SetChargeBalanceMode(0);
         EXPECT_EQ(lilly.m_phases[3], (phase{7, 7})) << "neither the mode in effect nor 0 balances";
         EXPECT_EQ(lilly.BalanceMode(), 0);
@@ -166,13 +162,7 @@ TEST(Lilly, TrainIsNeverShorterThanThePeriod)
 TEST(Lilly, PolarityExchangesThePulses)
 {
     const auto neither = static_cast<Stim::Polarity>(2);
-    const struct
-    {
-        const char* before;
-        Stim::Polarity polarity;
-        const char* after;
-        Stim::Polarity now;
-    } rows[] = {
+    const std::tuple<const char*, Stim::Polarity, const char*, Stim::Polarity> rows[] = {
         {"0,0 50,-30 100,0 100,15 750,0", Stim::PositiveFirst, "0,0 100,15 100,0 50,-30 750,0",
          Stim::PositiveFirst},
         {"0,0 50,30 100,0 100,-15 750,0", Stim::NegativeFirst, "0,0 100,-15 100,0 50,30 750,0",
@@ -185,12 +175,12 @@ TEST(Lilly, PolarityExchangesThePulses)
         {"0,0 50,0 100,0 100,15 750,0", Stim::PositiveFirst, nullptr, Stim::PositiveFirst},
         {"0,0 50,-30", Stim::PositiveFirst, nullptr, Stim::NegativeFirst},
     };
-    for (const auto& row : rows) {
+    for (const auto& [before, polarity, after, now] : rows) {
         LillyHost lilly(50);
-        lilly.m_phases = Listed(row.before);
-        lilly.SetPolarity(row.polarity);
-        EXPECT_EQ(lilly.m_phases, Listed(row.after == nullptr ? row.before : row.after));
-        EXPECT_EQ(lilly.Polarity(), row.now) << row.before;
+        lilly.m_phases = Listed(before);
+        lilly.SetPolarity(polarity);
+        EXPECT_EQ(lilly.m_phases, Listed(after == nullptr ? before : after));
+        EXPECT_EQ(lilly.Polarity(), now) << before;
     }
 }
 
@@ -246,37 +236,32 @@ TEST(Lilly, RandomSettersHoldTheirPromises)
 TEST(Lilly, TextHoldsTheBalanceMode)
 {
     const std::string start = "h:(0,0)(100,-30)(100,0)(100,30)(9700,0):DurationMsec=[500]";
-    const struct
-    {
-        std::string field;
-        bool taken;
-        int mode;
-    } rows[] = {{"", true, 3},
-                {"ChargeBalanceIdx=[2]", true, 2},
-                {"x[ 2]]:x[1]", true, 2},
-                {"x[7]", true, 4},
-                {"x[99999999999]", true, 4},
-                {"x[-1]", true, 3},
-                {"x[-99999999999]", true, 3},
-                {"x[abc]", true, 0},
-                {"x[]", true, 0},
-                {"x[1.9]", true, 1},
-                {"x[+4x", true, 4},
-                {"ChargeBalanceIdx=2", false, 3},
-                {"[2]", false, 3},
-                {"x[2[", true, 2},
-                {"x[2[1]", false, 3},
-                {std::string(3000, 'x'), false, 3}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.field);
+    const std::tuple<std::string, bool, int> rows[] = {{"", true, 3},
+                                                       {"ChargeBalanceIdx=[2]", true, 2},
+                                                       {"x[ 2]]:x[1]", true, 2},
+                                                       {"x[7]", true, 4},
+                                                       {"x[99999999999]", true, 4},
+                                                       {"x[-1]", true, 3},
+                                                       {"x[-99999999999]", true, 3},
+                                                       {"x[abc]", true, 0},
+                                                       {"x[]", true, 0},
+                                                       {"x[1.9]", true, 1},
+                                                       {"x[+4x", true, 4},
+                                                       {"ChargeBalanceIdx=2", false, 3},
+                                                       {"[2]", false, 3},
+                                                       {"x[2[", true, 2},
+                                                       {"x[2[1]", false, 3},
+                                                       {std::string(3000, 'x'), false, 3}};
+    for (const auto& [field, taken, mode] : rows) {
+        SCOPED_TRACE(field);
         LillyHost lilly(ThirdStep, 10, 101, 3);
         Texts errors, warnings;
-        EXPECT_EQ(lilly.FromString(start + ":" + row.field, 10, errors, warnings), row.taken);
-        const Texts fault = {"invalid charge balance specification string [" + row.field + "]."};
-        EXPECT_EQ(errors, row.taken ? Texts() : fault);
-        EXPECT_EQ(lilly.BalanceMode(), row.mode);
+        EXPECT_EQ(lilly.FromString(start + ":" + field, 10, errors, warnings), taken);
+        const Texts fault = {"invalid charge balance specification string [" + field + "]."};
+        EXPECT_EQ(errors, taken ? Texts() : fault);
+        EXPECT_EQ(lilly.BalanceMode(), mode);
         EXPECT_EQ(lilly.TrainLength(), 500);
-        EXPECT_EQ(lilly.Phase2Len(), row.mode == 2 ? 150 : row.mode == 4 ? 300 : 100);
+        EXPECT_EQ(lilly.Phase2Len(), mode == 2 ? 150 : mode == 4 ? 300 : 100);
     }
     LillyHost lilly, copy;
     Texts errors, warnings;

@@ -90,24 +90,20 @@ TEST(PatternRecord, PhasesAreReadByIndex)
 
 TEST(PatternRecord, PhasesAreEqualAsFloats)
 {
-    const struct
-    {
-        const char *one, *other;
-        bool equal;
-    } rows[] = {{"100,1 200,-2", "100,1 200,-2", true},
-                {"100,1 200,-2", "100,1 201,-2", false},
-                {"100,1 200,-2", "100,2 200,-2", false},
-                {"100,1 200,-2", "100,1", false},
-                {"100,1", "100,1 200,-2", false},
-                {"", "", true},
-                {"100,0", "100,-0", true},
-                {"100,nan", "100,nan", false},
-                {"nan,0", "nan,0", false}};
-    for (const auto& row : rows) {
-        HostPattern other(Listed(row.other), 20, 5, 9, 7);
+    const std::tuple<const char*, const char*, bool> rows[] = {{"100,1 200,-2", "100,1 200,-2", true},
+                                                               {"100,1 200,-2", "100,1 201,-2", false},
+                                                               {"100,1 200,-2", "100,2 200,-2", false},
+                                                               {"100,1 200,-2", "100,1", false},
+                                                               {"100,1", "100,1 200,-2", false},
+                                                               {"", "", true},
+                                                               {"100,0", "100,-0", true},
+                                                               {"100,nan", "100,nan", false},
+                                                               {"nan,0", "nan,0", false}};
+    for (const auto& [one, two, equal] : rows) {
+        HostPattern other(Listed(two), 20, 5, 9, 7);
         other.SetLabel("other");
         other.SetCycleCount(9);
-        EXPECT_EQ(HostPattern(Listed(row.one)) == other, row.equal) << row.one << " and " << row.other;
+        EXPECT_EQ(HostPattern(Listed(one)) == other, equal) << one << " and " << two;
     }
 }
 

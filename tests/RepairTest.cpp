@@ -100,29 +100,27 @@ TEST(Repair, BudgetCutsTheListOff)
 TEST(Repair, IPIMovesTheWayTheEditDid)
 {
     // Phase 2 begins at 7 us of its step and lasts 2: the IPI grows by 1 to fill the step, or shrinks by 7.
-    const struct
-    {
-        const char *current, *proposed, *repaired;
-    } edits[] = {// The IPI itself was edited.
-                 {"5,0 7,-9 13,0 2,9 202,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 16,0 2,9 199,0"},
-                 {"5,0 7,-9 17,0 2,9 198,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 8,0 2,9 207,0"},
-                 {"5,0 15,-9 9,0 2,9 198,0", "5,0 15,-9 7,0 2,9 200,0", "5,0 15,-9 0,0 2,9 207,0"},
-                 {"5,0 10,-9 9,0 2,9 200,0", "5,0 10,-9 2,0 2,9 200,0", "5,0 10,-9 5,0 2,9 197,0"},
-                 // Another phase: back from one step on, or from one and a half when it was shortened.
-                 {"4,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"},
-                 {"8,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
-                 {"6.9,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"},
-                 {"7,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 8,0 2,9 207,0"},
-                 {"5,0 11,-9 10,0 2,9 200,0", "5,0 12,-9 10,0 2,9 200,0", "5,0 12,-9 3,0 2,9 207,0"},
-                 {"5,0 11,-9 9,0 2,9 200,0", "5,0 13,-9 9,0 2,9 200,0", "5,0 13,-9 10,0 2,9 199,0"},
-                 {"6,0 7,-9 14,0 3,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
-                 {"6,0 7,-9 14,0 2,9 201,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
-                 {"6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"}};
-    for (const auto& edit : edits) {
-        PhaseList current = Listed(edit.current), proposed = Listed(edit.proposed);
-        EXPECT_TRUE(Holding(edit.current).AdjustPhases(current, proposed, 20)) << edit.current;
-        EXPECT_EQ(proposed, Listed(edit.repaired)) << edit.current;
-        EXPECT_EQ(current, Listed(edit.current));
+    const std::tuple<const char*, const char*, const char*> edits[] = {
+        // The IPI itself was edited.
+        {"5,0 7,-9 13,0 2,9 202,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 16,0 2,9 199,0"},
+        {"5,0 7,-9 17,0 2,9 198,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 8,0 2,9 207,0"},
+        {"5,0 15,-9 9,0 2,9 198,0", "5,0 15,-9 7,0 2,9 200,0", "5,0 15,-9 0,0 2,9 207,0"},
+        {"5,0 10,-9 9,0 2,9 200,0", "5,0 10,-9 2,0 2,9 200,0", "5,0 10,-9 5,0 2,9 197,0"},
+        // Another phase: back from one step on, or from one and a half when it was shortened.
+        {"4,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"},
+        {"8,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
+        {"6.9,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"},
+        {"7,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 15,0 2,9 200,0", "5,0 7,-9 8,0 2,9 207,0"},
+        {"5,0 11,-9 10,0 2,9 200,0", "5,0 12,-9 10,0 2,9 200,0", "5,0 12,-9 3,0 2,9 207,0"},
+        {"5,0 11,-9 9,0 2,9 200,0", "5,0 13,-9 9,0 2,9 200,0", "5,0 13,-9 10,0 2,9 199,0"},
+        {"6,0 7,-9 14,0 3,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
+        {"6,0 7,-9 14,0 2,9 201,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 15,0 2,9 199,0"},
+        {"6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 14,0 2,9 200,0", "6,0 7,-9 7,0 2,9 207,0"}};
+    for (const auto& [before, edited, repaired] : edits) {
+        PhaseList current = Listed(before), proposed = Listed(edited);
+        EXPECT_TRUE(Holding(before).AdjustPhases(current, proposed, 20)) << before;
+        EXPECT_EQ(proposed, Listed(repaired)) << before;
+        EXPECT_EQ(current, Listed(before));
     }
 }
 
@@ -170,14 +168,7 @@ TEST(Repair, LengthIsTakenFromTheSilence)
 {
     const char* const own = "5,0 7,-10 3,0 10,20 81,0";
     const char* const shortEnd = "50,0 7,-10 3,0 10,20 4,0";
-    const struct
-    {
-        const char *own, *before;
-        int index;
-        float delta;
-        bool keepCharge, result;
-        const char* after;
-    } changes[] = {
+    const std::tuple<const char*, const char*, int, float, bool, bool, const char*> changes[] = {
         {own, own, 3, 5, true, true, "5,0 7,-10 3,0 15,13.333333 76,0"},
         {own, own, 3, 5, false, true, "5,0 7,-10 3,0 15,20 76,0"},
         {own, own, 0, 81, false, true, "86,0 7,-10 3,0 10,20 0,0"},
@@ -200,28 +191,24 @@ TEST(Repair, LengthIsTakenFromTheSilence)
         {shortEnd, own, 1, 53, false, true, "5,0 60,-10 3,0 10,20 28,0"},
         {shortEnd, own, 1, 55, false, false, own},
     };
-    for (const auto& change : changes) {
-        SCOPED_TRACE(std::to_string(change.index) + " by " + std::to_string(change.delta));
-        PhaseList phases = Listed(change.before);
-        LillyHost lilly = Holding(change.own);
-        EXPECT_EQ(lilly.AdjustPhaseLen(phases, change.index, change.delta, change.keepCharge), change.result);
-        EXPECT_EQ(phases, Listed(change.after));
+    for (const auto& [held, before, index, delta, keepCharge, result, after] : changes) {
+        SCOPED_TRACE(std::to_string(index) + " by " + std::to_string(delta));
+        PhaseList phases = Listed(before);
+        LillyHost lilly = Holding(held);
+        EXPECT_EQ(lilly.AdjustPhaseLen(phases, index, delta, keepCharge), result);
+        EXPECT_EQ(phases, Listed(after));
     }
 }
 
 TEST(Repair, ShiftMayNotPutPhase1InsideAStep)
 {
-    const struct
-    {
-        float offset, len, shift;
-        bool ok;
-    } shifts[] = {{3, 4, 1, false},    {3, 4, 7, true},     {3, 11, 1, true},  {3, 4, 4, true},
-                  {3, 4, -2, true},    {3, 4, 2.9f, false}, {13, 4, 1, false}, {1.25f, 8.5f, 0, false},
-                  {9, -8.5f, 0, true}, {3, 10, 0, true}};
-    for (const auto& shift : shifts) {
-        PhaseList phases = {{shift.offset, 0}, {shift.len, 10}};
-        EXPECT_EQ(Holding("").OffsetShiftOk(phases, shift.shift), shift.ok)
-            << shift.offset << ' ' << shift.shift;
+    const std::tuple<float, float, float, bool> shifts[] = {
+        {3, 4, 1, false},    {3, 4, 7, true},     {3, 11, 1, true},  {3, 4, 4, true},
+        {3, 4, -2, true},    {3, 4, 2.9f, false}, {13, 4, 1, false}, {1.25f, 8.5f, 0, false},
+        {9, -8.5f, 0, true}, {3, 10, 0, true}};
+    for (const auto& [offset, len, shift, ok] : shifts) {
+        PhaseList phases = {{offset, 0}, {len, 10}};
+        EXPECT_EQ(Holding("").OffsetShiftOk(phases, shift), ok) << offset << ' ' << shift;
     }
 }
 

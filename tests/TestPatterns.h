@@ -10,6 +10,7 @@
 #include <ostream>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -42,16 +43,29 @@ inline void PrintTo(const phase& p, std::ostream* out)
 }
 
 // "5,0 7,-10" -> {{5, 0}, {7, -10}}
-inline PhaseList Listed(const char* text)
+inline PhaseList Listed(const std::string& text)
 {
     PhaseList phases;
-    while (*text != '\0') {
+    for (const char* at = text.c_str(); *at != '\0';) {
         char* end = nullptr;
-        const float len = std::strtof(text, &end);
+        const float len = std::strtof(at, &end);
         phases.push_back({len, std::strtof(end + 1, &end)});
-        text = end;
+        at = end;
     }
     return phases;
+}
+
+// A table in text: "a = b | c = d" -> {{"a", "b"}, {"c", "d"}}
+inline std::vector<std::pair<std::string, std::string>> Cases(const std::string& text)
+{
+    std::vector<std::pair<std::string, std::string>> cases;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t middle = text.find(" = ", at);
+        const std::size_t end = std::min(text.find(" | ", middle), text.size());
+        cases.emplace_back(text.substr(at, middle - at), text.substr(middle + 3, end - middle - 3));
+        at = end + 3;
+    }
+    return cases;
 }
 
 // A host's completion of a pattern kind: any number of phases, and no repair.

@@ -8,21 +8,17 @@ namespace {
 
 TEST(Text, SplitCutsAtTheDelimiterAndTrimsNothing)
 {
-    const struct
-    {
-        const char* text;
-        Texts filled, all;
-    } rows[] = {{"a,b", {"a", "b"}, {"a", "b"}},
-                {"a,,b", {"a", "b"}, {"a", "", "b"}},
-                {",a", {"a"}, {"", "a"}},
-                {"a,", {"a"}, {"a"}},
-                {",", {}, {""}},
-                {"", {}, {}},
-                {" a , b ", {" a ", " b "}, {" a ", " b "}}};
+    const std::tuple<const char*, Texts, Texts> rows[] = {{"a,b", {"a", "b"}, {"a", "b"}},
+                                                          {"a,,b", {"a", "b"}, {"a", "", "b"}},
+                                                          {",a", {"a"}, {"", "a"}},
+                                                          {"a,", {"a"}, {"a"}},
+                                                          {",", {}, {""}},
+                                                          {"", {}, {}},
+                                                          {" a , b ", {" a ", " b "}, {" a ", " b "}}};
     const HostPattern p;
-    for (const auto& row : rows) {
-        EXPECT_EQ(p.Split(row.text, ',', false), row.filled) << row.text;
-        EXPECT_EQ(p.Split(row.text, ',', true), row.all) << row.text;
+    for (const auto& [text, filled, all] : rows) {
+        EXPECT_EQ(p.Split(text, ',', false), filled) << text;
+        EXPECT_EQ(p.Split(text, ',', true), all) << text;
     }
     Texts tokens = {"a,b"};
     EXPECT_EQ(&p.Split(tokens[0], ',', tokens, false), &tokens);
@@ -32,39 +28,34 @@ TEST(Text, SplitCutsAtTheDelimiterAndTrimsNothing)
 
 TEST(Text, DurationFields)
 {
-    const struct
-    {
-        std::string field;
-        float msec;
-    } rows[] = {{"DurationMsec=[250]", 250},
-                {"DurationMsec=[ 250 ]", 250},
-                {"DurationMsec=[250", 250},
-                {"DurationMsec=[250]ms", 250},
-                {"DurationMsec=[]]2]5]", 2},
-                {"DurationMsec=[inf]", LargestFloat},
-                {"DurationMsec=[-INF]", LargestFloat},
-                {"DurationMsec=[5 till infinity]", LargestFloat},
-                {"DurationMsec=[Inf]", Inf},
-                {"DurationMsec=[-Inf]", -Inf},
-                {"DurationMsec=[1e3]", 1000},
-                {"DurationMsec=[abc]", 0},
-                {"DurationMsec=[-5]", -5},
-                {"DurationMsec=[]", 0},
-                {"DurationMsec=[", 0},
-                {"DurationMsec=250", 0},
-                {"[250]", 0},
-                {"x[[250]", 250},
-                {"DurationMsec=[2[50]", 0},
-                {"", 0},
-                {"x[" + std::string(3000, ' ') + "-1]", -1},
-                {std::string("x[2\0005]", 6), 2},
-                {std::string("x[\0005]", 5), 0}};
+    const std::tuple<std::string, float> rows[] = {{"DurationMsec=[250]", 250},
+                                                   {"DurationMsec=[ 250 ]", 250},
+                                                   {"DurationMsec=[250", 250},
+                                                   {"DurationMsec=[250]ms", 250},
+                                                   {"DurationMsec=[]]2]5]", 2},
+                                                   {"DurationMsec=[inf]", LargestFloat},
+                                                   {"DurationMsec=[-INF]", LargestFloat},
+                                                   {"DurationMsec=[5 till infinity]", LargestFloat},
+                                                   {"DurationMsec=[Inf]", Inf},
+                                                   {"DurationMsec=[-Inf]", -Inf},
+                                                   {"DurationMsec=[1e3]", 1000},
+                                                   {"DurationMsec=[abc]", 0},
+                                                   {"DurationMsec=[-5]", -5},
+                                                   {"DurationMsec=[]", 0},
+                                                   {"DurationMsec=[", 0},
+                                                   {"DurationMsec=250", 0},
+                                                   {"[250]", 0},
+                                                   {"x[[250]", 250},
+                                                   {"DurationMsec=[2[50]", 0},
+                                                   {"", 0},
+                                                   {"x[" + std::string(3000, ' ') + "-1]", -1},
+                                                   {std::string("x[2\0005]", 6), 2},
+                                                   {std::string("x[\0005]", 5), 0}};
     const HostPattern p;
     Texts errors, expected;
-    for (const auto& row : rows) {
-        EXPECT_EQ(p.DurationFromStr(row.field, errors), row.msec) << row.field;
-        if (!(row.msec > 0))
-            expected.push_back("invalid train duration specification string [" + row.field + "]");
+    for (const auto& [field, msec] : rows) {
+        EXPECT_EQ(p.DurationFromStr(field, errors), msec) << field;
+        if (!(msec > 0)) expected.push_back("invalid train duration specification string [" + field + "]");
         EXPECT_EQ(errors, expected);
     }
     EXPECT_TRUE(std::isnan(p.DurationFromStr("x[nan]", errors)));
@@ -172,14 +163,7 @@ std::string Changed(int index, float from, float to)
 
 TEST(Text, PhaseItems)
 {
-    const struct
-    {
-        std::string field;
-        float ampStep;
-        const char* phases;
-        Texts warnings;
-        std::size_t faults;
-    } rows[] = {
+    const std::tuple<std::string, float, const char*, Texts, std::size_t> rows[] = {
         {"(100,50)(100,-50)", 1, "100,50 100,-50", {}, 0},
         {"(99.5,0)(99.4,-0)(-99.5,0)(0.4,0)", 1, "100,0 99,0 -100,0 0,0", {}, 0},
         {"(1,3)", 10, "1,10", {Changed(0, 3, 10)}, 0},
@@ -210,12 +194,12 @@ TEST(Text, PhaseItems)
         {"(1,0)", Inf, "", {}, 1},
         {"(1," + std::string(3000, '7') + ")", 1, "", {}, 1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.field);
+    for (const auto& [field, ampStep, phases, warned, faults] : rows) {
+        SCOPED_TRACE(field);
         Texts errors, warnings;
-        EXPECT_EQ(HostPattern().PhasesFromStr(row.field, row.ampStep, errors, warnings), Listed(row.phases));
-        EXPECT_EQ(errors, Texts(row.faults, Invalid(row.field)));
-        EXPECT_EQ(warnings, row.warnings);
+        EXPECT_EQ(HostPattern().PhasesFromStr(field, ampStep, errors, warnings), Listed(phases));
+        EXPECT_EQ(errors, Texts(faults, Invalid(field)));
+        EXPECT_EQ(warnings, warned);
     }
 }
 
@@ -223,30 +207,26 @@ TEST(Text, SpecificationStrings)
 {
     const std::string missing = "Invalid pattern specification string: [";
     const std::string duration = "invalid train duration specification string [";
-    const struct
-    {
-        std::string spec;
-        bool taken;
-        Texts errors;
-    } rows[] = {{"Head:(100,50)(100,-50):DurationMsec=[1000]", true, {}},
-                {"::Head:::(100,50)(100,-50):DurationMsec=[1000]::", true, {}},
-                {"Head:(100,50)(100,-50):x[1000:more:fields", true, {}},
-                {"(100,50)(100,-50):x[1000]", false, {missing + "(100,50)(100,-50):x[1000]]"}},
-                {std::string("a\0:b", 4), false, {missing + std::string("a\0:b]", 5)}},
-                {std::string(5000, 'x'), false, {missing + std::string(5000, 'x') + "]"}},
-                {"Head:(100)(7,7):x[0]", false, {Invalid("(100)(7,7)"), duration + "x[0]]"}},
-                {"Head:(100,50) :x[1000]", false, {Invalid("(100,50) ")}},
-                {"Head:(100,50):x[nan]", false, {duration + "x[nan]]"}},
-                {"Head:)):x[1000]", false, {}}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.spec);
+    const std::tuple<std::string, bool, Texts> rows[] = {
+        {"Head:(100,50)(100,-50):DurationMsec=[1000]", true, {}},
+        {"::Head:::(100,50)(100,-50):DurationMsec=[1000]::", true, {}},
+        {"Head:(100,50)(100,-50):x[1000:more:fields", true, {}},
+        {"(100,50)(100,-50):x[1000]", false, {missing + "(100,50)(100,-50):x[1000]]"}},
+        {std::string("a\0:b", 4), false, {missing + std::string("a\0:b]", 5)}},
+        {std::string(5000, 'x'), false, {missing + std::string(5000, 'x') + "]"}},
+        {"Head:(100)(7,7):x[0]", false, {Invalid("(100)(7,7)"), duration + "x[0]]"}},
+        {"Head:(100,50) :x[1000]", false, {Invalid("(100,50) ")}},
+        {"Head:(100,50):x[nan]", false, {duration + "x[nan]]"}},
+        {"Head:)):x[1000]", false, {}}};
+    for (const auto& [spec, taken, faults] : rows) {
+        SCOPED_TRACE(spec);
         HostPattern p(Listed("7,7"));
         Texts errors = {"before"}, warnings;
-        EXPECT_EQ(p.FromString(row.spec, 1, errors, warnings), row.taken);
-        EXPECT_EQ(Texts(errors.begin() + 1, errors.end()), row.errors);
-        EXPECT_EQ(p.ChangeCount(), row.taken ? 2 : 0);
-        EXPECT_EQ(p.Phases(), Listed(row.taken ? "100,50 100,-50" : "7,7"));
-        EXPECT_EQ(p.TrainLength(), row.taken ? 1000 : 0);
+        EXPECT_EQ(p.FromString(spec, 1, errors, warnings), taken);
+        EXPECT_EQ(Texts(errors.begin() + 1, errors.end()), faults);
+        EXPECT_EQ(p.ChangeCount(), taken ? 2 : 0);
+        EXPECT_EQ(p.Phases(), Listed(taken ? "100,50 100,-50" : "7,7"));
+        EXPECT_EQ(p.TrainLength(), taken ? 1000 : 0);
     }
 }
 

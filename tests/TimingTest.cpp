@@ -19,34 +19,29 @@ TEST(Timing, PeriodAndFrequencyAreTheSumOfThePhases)
 
 TEST(Timing, TrainCountsItsCyclesAndMismatch)
 {
-    const struct
-    {
-        float trainMsec;
-        int down, up;
-        float mismatchMsec;
-    } rows[] = {{10, 1, 1, 0},
-                {20, 2, 2, 0},
-                {25, 2, 3, 5},
-                {29.95f, 3, 3, -0.05f},
-                {30.05f, 3, 3, 0.05f},
-                {29.8f, 2, 3, 9.8f},
-                {30.2f, 3, 4, 0.2f},
-                {29.91f, 3, 3, -0.09f},
-                {30.11f, 3, 4, 0.11f},
-                {29.89f, 2, 3, 9.89f},
-                {1e6f, 100000, 100000, 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.trainMsec);
+    const std::tuple<float, int, int, float> rows[] = {{10, 1, 1, 0},
+                                                       {20, 2, 2, 0},
+                                                       {25, 2, 3, 5},
+                                                       {29.95f, 3, 3, -0.05f},
+                                                       {30.05f, 3, 3, 0.05f},
+                                                       {29.8f, 2, 3, 9.8f},
+                                                       {30.2f, 3, 4, 0.2f},
+                                                       {29.91f, 3, 3, -0.09f},
+                                                       {30.11f, 3, 4, 0.11f},
+                                                       {29.89f, 2, 3, 9.89f},
+                                                       {1e6f, 100000, 100000, 0}};
+    for (const auto& [trainMsec, down, up, mismatchMsec] : rows) {
+        SCOPED_TRACE(trainMsec);
         HostPattern p(TenMsec);
-        EXPECT_EQ(p.SetTrainLength(row.trainMsec), row.trainMsec * 1000);
-        EXPECT_FLOAT_EQ(p.TrainLength(), row.trainMsec);
-        EXPECT_EQ(p.CycleCount(), row.down);
+        EXPECT_EQ(p.SetTrainLength(trainMsec), trainMsec * 1000);
+        EXPECT_FLOAT_EQ(p.TrainLength(), trainMsec);
+        EXPECT_EQ(p.CycleCount(), down);
         for (const auto how : {Stim::WithSign, static_cast<Stim::ReturnSign>(3)})
-            EXPECT_NEAR(p.TrainPeriodMismatch(how), row.mismatchMsec, 1e-4);
-        EXPECT_NEAR(p.TrainPeriodMismatch(Stim::Magnitude), std::fabs(row.mismatchMsec), 1e-4);
-        EXPECT_NEAR(p.TrainPeriodMismatchPct(), std::fabs(row.mismatchMsec) / row.trainMsec, 1e-5);
+            EXPECT_NEAR(p.TrainPeriodMismatch(how), mismatchMsec, 1e-4);
+        EXPECT_NEAR(p.TrainPeriodMismatch(Stim::Magnitude), std::fabs(mismatchMsec), 1e-4);
+        EXPECT_NEAR(p.TrainPeriodMismatchPct(), std::fabs(mismatchMsec) / trainMsec, 1e-5);
         p.m_roundCyclesDown = 0;
-        EXPECT_EQ(p.CycleCount(), row.up);
+        EXPECT_EQ(p.CycleCount(), up);
     }
 }
 
@@ -92,27 +87,22 @@ TEST(Timing, CycleCountReadsBack)
 
 TEST(Timing, TrainsWithoutAnEndAreContinuous)
 {
-    const struct
-    {
-        const char* phases;
-        float trainUsec;
-        bool continuous;
-    } rows[] = {{"10000,5", LargestFloat, true},
-                {"10000,5", Inf, true},
-                {"10000,5", NaN, true},
-                {"10000,5", 3e13f, true},
-                {"10000,5", 1e13f, false},
-                {"3.4028235e38,0", LargestFloat, true},
-                {"nan,0", 1000, true},
-                {"-10,0", 1000, false},
-                {"", 0, true},
-                {"", 1000, true}};
-    for (const auto& row : rows) {
-        HostPattern p(Listed(row.phases));
-        p.m_trainLengthUsec = row.trainUsec;
-        EXPECT_EQ(p.CycleCount() == LargestInt, row.continuous) << row.phases << ' ' << row.trainUsec;
-        EXPECT_EQ(p.IsContinuous(), row.continuous);
-        EXPECT_TRUE(!row.continuous || p.TrainPeriodMismatch(Stim::WithSign) == 0);
+    const std::tuple<const char*, float, bool> rows[] = {{"10000,5", LargestFloat, true},
+                                                         {"10000,5", Inf, true},
+                                                         {"10000,5", NaN, true},
+                                                         {"10000,5", 3e13f, true},
+                                                         {"10000,5", 1e13f, false},
+                                                         {"3.4028235e38,0", LargestFloat, true},
+                                                         {"nan,0", 1000, true},
+                                                         {"-10,0", 1000, false},
+                                                         {"", 0, true},
+                                                         {"", 1000, true}};
+    for (const auto& [phases, trainUsec, continuous] : rows) {
+        HostPattern p(Listed(phases));
+        p.m_trainLengthUsec = trainUsec;
+        EXPECT_EQ(p.CycleCount() == LargestInt, continuous) << phases << ' ' << trainUsec;
+        EXPECT_EQ(p.IsContinuous(), continuous);
+        EXPECT_TRUE(!continuous || p.TrainPeriodMismatch(Stim::WithSign) == 0);
     }
     HostPattern p(TenMsec);
     p.SetTrainLength(LargestFloat);
@@ -126,18 +116,14 @@ TEST(Timing, PeriodIsTrimmedOfItsSilence)
     const char* const pulse = "0,0 100,10 100,0 100,-10 500,0";
     const char* const padded = "1,0 2,0 4,0 8,5 16,0 32,0 64,0";
     const char* const silent = "100,0 200,0 400,0";
-    const struct
-    {
-        const char* phases;
-        int maxTrim;
-        float usec;
-    } rows[] = {{pulse, -1, 300}, {pulse, 0, 800},  {pulse, 1, 300},          {padded, -1, 8},
-                {padded, 7, 8},   {padded, 0, 126}, {padded, 1, 60},          {padded, 2, 24},
-                {padded, 3, 8},   {padded, 6, 8},   {silent, -1, 0},          {silent, 0, 600},
-                {silent, 1, 400}, {silent, 2, 0},   {silent, SmallestInt, 0}, {"", -1, 0}};
-    for (const auto& row : rows)
-        EXPECT_EQ(HostPattern(Listed(row.phases)).PeriodTrimmed(row.maxTrim), row.usec / 1000)
-            << row.phases << " to " << row.maxTrim;
+    const std::tuple<const char*, int, float> rows[] = {
+        {pulse, -1, 300}, {pulse, 0, 800},  {pulse, 1, 300},          {padded, -1, 8},
+        {padded, 7, 8},   {padded, 0, 126}, {padded, 1, 60},          {padded, 2, 24},
+        {padded, 3, 8},   {padded, 6, 8},   {silent, -1, 0},          {silent, 0, 600},
+        {silent, 1, 400}, {silent, 2, 0},   {silent, SmallestInt, 0}, {"", -1, 0}};
+    for (const auto& [phases, maxTrim, usec] : rows)
+        EXPECT_EQ(HostPattern(Listed(phases)).PeriodTrimmed(maxTrim), usec / 1000)
+            << phases << " to " << maxTrim;
 }
 
 TEST(Timing, PhasesStartWhereTheOnesBeforeEnd)
@@ -153,23 +139,17 @@ TEST(Timing, PhasesStartWhereTheOnesBeforeEnd)
 
 TEST(Timing, EqualsComparesTheTrainToo)
 {
-    const struct
-    {
-        const char* phases;
-        float trainUsec;
-        int roundCyclesDown;
-        bool equal;
-    } rows[] = {{"4000,10 6000,0", 105000, 1, true},
-                {"4000,10 6000,1", 105000, 1, false},
-                {"4000,10 6000,0", 105001, 1, false},
-                {"4000,10 6000,0", 105000, 0, false}};
+    const std::tuple<const char*, float, int, bool> rows[] = {{"4000,10 6000,0", 105000, 1, true},
+                                                              {"4000,10 6000,1", 105000, 1, false},
+                                                              {"4000,10 6000,0", 105001, 1, false},
+                                                              {"4000,10 6000,0", 105000, 0, false}};
     HostPattern p(Listed("4000,10 6000,0"));
     p.m_trainLengthUsec = 105000;
-    for (const auto& row : rows) {
-        HostPattern other(Listed(row.phases));
-        other.m_trainLengthUsec = row.trainUsec;
-        other.m_roundCyclesDown = row.roundCyclesDown;
-        EXPECT_EQ(p.Equals(&other), row.equal) << row.phases << ' ' << row.trainUsec;
+    for (const auto& [phases, trainUsec, roundCyclesDown, equal] : rows) {
+        HostPattern other(Listed(phases));
+        other.m_trainLengthUsec = trainUsec;
+        other.m_roundCyclesDown = roundCyclesDown;
+        EXPECT_EQ(p.Equals(&other), equal) << phases << ' ' << trainUsec;
     }
     EXPECT_FALSE(p.Equals(nullptr));
     p.m_phases[0].amp = NaN;
