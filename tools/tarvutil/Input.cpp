@@ -54,6 +54,7 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
     // "Extra" arguments in brackets would be cut at their commas; as ones still to come they stay whole.
     constexpr int AnyNumber = CLI::detail::expected_max_vector_size;
     command.add_option(name, input.arguments, "What to read, each argument one line")
+        ->type_name("")
         ->expected(AnyNumber, AnyNumber)
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);

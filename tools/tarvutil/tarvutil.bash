@@ -1,0 +1,38 @@
+# Completion of tarvutil for bash.
+
+_tarvutil() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local command=${COMP_WORDS[1]}
+    local stimulator='--pattern --time-step --amp-step --amp-max --budget'
+    local -A options=(
+        [encode]="--file $stimulator --format --output"
+        [decode]='--file --time-step --amp-step --format'
+        [check]="--file $stimulator --max-net-charge --max-error --format"
+        [plot]="--file $stimulator --output"
+        [play]="--file $stimulator --poll --blocks --format"
+        [design]="--amplitude --phase1 --ipi --frequency --train --balance --polarity --offset --phase2
+            --amplitude2 $stimulator"
+    )
+    COMPREPLY=()
+    if [ "$COMP_CWORD" -eq 1 ]; then
+        mapfile -t COMPREPLY < <(compgen -W "${!options[*]} --help --version" -- "$current")
+        return
+    fi
+    local words
+    case $previous in
+        -f | --file | -o | --output)
+            compopt -o filenames
+            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            return
+            ;;
+        --pattern) words='lilly plain' ;;
+        --polarity) words='negative positive' ;;
+        --format) [ "$command" = encode ] && words='table hex json binary' || words='table json' ;;
+        --balance) words='0 1 2 3 4' ;;
+        --time-step | --amp-step | --amp-max | --budget | --max-* | --poll | --blocks) return ;;
+        --amplitude | --amplitude2 | --phase1 | --phase2 | --ipi | --frequency | --train | --offset) return ;;
+        *) words="${options[$command]} --help" ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+complete -F _tarvutil tarvutil
