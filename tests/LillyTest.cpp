@@ -124,21 +124,17 @@ TEST(Lilly, Phase2FollowsPhase1WhileBalanced)
 
 TEST(Lilly, BalanceModeRebuildsPhase2)
 {
-    const std::tuple<int, int, int, const char*> rows[] = {{1, 1, 1, Default},
-                                                           {2, 2, 0, "0,0 100,-30 100,0 150,20 99650,0"},
-                                                           {3, 3, 0, "0,0 100,-30 100,0 300,10 99500,0"},
-                                                           {4, 4, 0, "0,0 100,-30 100,0 300,10 99500,0"},
-                                                           {5, 0, 0, Default},
-                                                           {-1, 0, 0, Default},
-                                                           {0, 0, 0, Default}};
-    for (const auto& [mode, inEffect, multiplier, after] : rows) {
+    const char* const afterMode[] = {Default, Default, "0,0 100,-30 100,0 150,20 99650,0",
+                                     "0,0 100,-30 100,0 300,10 99500,0", "0,0 100,-30 100,0 300,10 99500,0"};
+    for (const int mode : {0, 1, 2, 3, 4, 5, -1}) {
         SCOPED_TRACE(mode);
+        const int inEffect = mode < 0 || mode > 4 ? 0 : mode;
         LillyHost lilly;
         lilly.SetChargeBalanceMode(mode);
-        ExpectPhases(lilly, after);
+        ExpectPhases(lilly, afterMode[inEffect]);
         EXPECT_EQ(lilly.BalanceMode(), inEffect);
         EXPECT_EQ(lilly.BalanceEnabled(), inEffect != 0);
-        EXPECT_EQ(lilly.ChargeBalMult(), multiplier);
+        EXPECT_EQ(lilly.ChargeBalMult(), inEffect == 1 ? 1 : 0);
 
         lilly.m_phases[3] = {7, 7};
         lilly.SetChargeBalanceMode(mode);
@@ -159,29 +155,30 @@ TEST(Lilly, TrainIsNeverShorterThanThePeriod)
     }
 }
 
-TEST(Lilly, PolarityExchangesThePulses)
+void ExpectPolarity(int polarity, const std::string& table)
 {
-    const auto neither = static_cast<Stim::Polarity>(2);
-    const std::tuple<const char*, Stim::Polarity, const char*, Stim::Polarity> rows[] = {
-        {"0,0 50,-30 100,0 100,15 750,0", Stim::PositiveFirst, "0,0 100,15 100,0 50,-30 750,0",
-         Stim::PositiveFirst},
-        {"0,0 50,30 100,0 100,-15 750,0", Stim::NegativeFirst, "0,0 100,-15 100,0 50,30 750,0",
-         Stim::NegativeFirst},
-        {"0,0 50,-30 100,0 100,15 750,0", Stim::NegativeFirst, nullptr, Stim::NegativeFirst},
-        {"0,0 50,30 100,0 100,-15 750,0", Stim::PositiveFirst, nullptr, Stim::PositiveFirst},
-        {"0,0 50,30 100,0 100,-15 750,0", neither, nullptr, Stim::PositiveFirst},
-        {"0,0 50,-30 100,0 100,15 750,0", neither, nullptr, Stim::NegativeFirst},
-        {"0,0 50,0 100,0 100,15 750,0", Stim::NegativeFirst, nullptr, Stim::PositiveFirst},
-        {"0,0 50,0 100,0 100,15 750,0", Stim::PositiveFirst, nullptr, Stim::PositiveFirst},
-        {"0,0 50,-30", Stim::PositiveFirst, nullptr, Stim::NegativeFirst},
-    };
-    for (const auto& [before, polarity, after, now] : rows) {
+    for (const auto& [before, after] : Cases(table)) {
         LillyHost lilly(50);
         lilly.m_phases = Listed(before);
-        lilly.SetPolarity(polarity);
-        EXPECT_EQ(lilly.m_phases, Listed(after == nullptr ? before : after));
-        EXPECT_EQ(lilly.Polarity(), now) << before;
+        lilly.SetPolarity(static_cast<Stim::Polarity>(polarity));
+        EXPECT_EQ(lilly.m_phases, Listed(after));
+        EXPECT_EQ(lilly.Polarity(), lilly.m_phases[1].amp < 0 ? Stim::NegativeFirst : Stim::PositiveFirst);
     }
+}
+
+TEST(Lilly, PolarityExchangesThePulses)
+{
+    ExpectPolarity(Stim::PositiveFirst,
+                   "0,0 50,-30 100,0 100,15 750,0 = 0,0 100,15 100,0 50,-30 750,0 | "
+                   "0,0 50,30 100,0 100,-15 750,0 = 0,0 50,30 100,0 100,-15 750,0 | "
+                   "0,0 50,0 100,0 100,15 750,0 = 0,0 50,0 100,0 100,15 750,0 | 0,0 50,-30 = 0,0 50,-30");
+    ExpectPolarity(Stim::NegativeFirst,
+                   "0,0 50,30 100,0 100,-15 750,0 = 0,0 100,-15 100,0 50,30 750,0 | "
+                   "0,0 50,-30 100,0 100,15 750,0 = 0,0 50,-30 100,0 100,15 750,0 | "
+                   "0,0 50,0 100,0 100,15 750,0 = 0,0 50,0 100,0 100,15 750,0");
+    ExpectPolarity(2,
+                   "0,0 50,30 100,0 100,-15 750,0 = 0,0 50,30 100,0 100,-15 750,0 | "
+                   "0,0 50,-30 100,0 100,15 750,0 = 0,0 50,-30 100,0 100,15 750,0");
 }
 
 TEST(Lilly, PairThatFillsThePeriodToItsMinimumEndFits)
@@ -236,32 +233,21 @@ TEST(Lilly, RandomSettersHoldTheirPromises)
 TEST(Lilly, TextHoldsTheBalanceMode)
 {
     const std::string start = "h:(0,0)(100,-30)(100,0)(100,30)(9700,0):DurationMsec=[500]";
-    const std::tuple<std::string, bool, int> rows[] = {{"", true, 3},
-                                                       {"ChargeBalanceIdx=[2]", true, 2},
-                                                       {"x[ 2]]:x[1]", true, 2},
-                                                       {"x[7]", true, 4},
-                                                       {"x[99999999999]", true, 4},
-                                                       {"x[-1]", true, 3},
-                                                       {"x[-99999999999]", true, 3},
-                                                       {"x[abc]", true, 0},
-                                                       {"x[]", true, 0},
-                                                       {"x[1.9]", true, 1},
-                                                       {"x[+4x", true, 4},
-                                                       {"ChargeBalanceIdx=2", false, 3},
-                                                       {"[2]", false, 3},
-                                                       {"x[2[", true, 2},
-                                                       {"x[2[1]", false, 3},
-                                                       {std::string(3000, 'x'), false, 3}};
-    for (const auto& [field, taken, mode] : rows) {
+    for (const auto& [field, mode] :
+         Cases(" = 3 | ChargeBalanceIdx=[2] = 2 | x[ 2]]:x[1] = 2 | x[7] = 4 | x[99999999999] = 4 | x[-1] = "
+               "3 | "
+               "x[-99999999999] = 3 | x[abc] = 0 | x[] = 0 | x[1.9] = 1 | x[+4x = 4 | x[2[ = 2 | "
+               "ChargeBalanceIdx=2 = fault | [2] = fault | x[2[1] = fault")) {
         SCOPED_TRACE(field);
         LillyHost lilly(ThirdStep, 10, 101, 3);
         Texts errors, warnings;
-        EXPECT_EQ(lilly.FromString(start + ":" + field, 10, errors, warnings), taken);
+        const bool taken = lilly.FromString(start + ":" + field, 10, errors, warnings);
         const Texts fault = {"invalid charge balance specification string [" + field + "]."};
         EXPECT_EQ(errors, taken ? Texts() : fault);
-        EXPECT_EQ(lilly.BalanceMode(), mode);
+        EXPECT_EQ(std::to_string(lilly.BalanceMode()), taken ? mode : "3");
+        EXPECT_EQ(taken, mode != "fault");
         EXPECT_EQ(lilly.TrainLength(), 500);
-        EXPECT_EQ(lilly.Phase2Len(), mode == 2 ? 150 : mode == 4 ? 300 : 100);
+        EXPECT_EQ(lilly.Phase2Len(), mode == "2" ? 150 : mode == "4" ? 300 : 100);
     }
     LillyHost lilly, copy;
     Texts errors, warnings;

@@ -17,37 +17,32 @@ TEST(Timing, PeriodAndFrequencyAreTheSumOfThePhases)
     EXPECT_EQ(p.periods, (std::vector<float>{5}));
 }
 
+// A table of values: train = cycles when rounded down, when rounded up, mismatch; milliseconds.
 TEST(Timing, TrainCountsItsCyclesAndMismatch)
 {
-    const std::tuple<float, int, int, float> rows[] = {{10, 1, 1, 0},
-                                                       {20, 2, 2, 0},
-                                                       {25, 2, 3, 5},
-                                                       {29.95f, 3, 3, -0.05f},
-                                                       {30.05f, 3, 3, 0.05f},
-                                                       {29.8f, 2, 3, 9.8f},
-                                                       {30.2f, 3, 4, 0.2f},
-                                                       {29.91f, 3, 3, -0.09f},
-                                                       {30.11f, 3, 4, 0.11f},
-                                                       {29.89f, 2, 3, 9.89f},
-                                                       {1e6f, 100000, 100000, 0}};
-    for (const auto& [trainMsec, down, up, mismatchMsec] : rows) {
-        SCOPED_TRACE(trainMsec);
+    for (const auto& [train, counts] : Cases(
+             "10 = 1 1 0 | 20 = 2 2 0 | 25 = 2 3 5 | 29.95 = 3 3 -0.05 | 30.05 = 3 3 0.05 | 29.8 = 2 3 9.8 | "
+             "30.2 = 3 4 0.2 | 29.91 = 3 3 -0.09 | 30.11 = 3 4 0.11 | 29.89 = 2 3 9.89 | 1e6 = 100000 100000 "
+             "0")) {
+        SCOPED_TRACE(train);
         HostPattern p(TenMsec);
-        EXPECT_EQ(p.SetTrainLength(trainMsec), trainMsec * 1000);
-        EXPECT_FLOAT_EQ(p.TrainLength(), trainMsec);
-        EXPECT_EQ(p.CycleCount(), down);
+        const Texts expected = p.Split(counts, ' ', false);
+        const float msec = std::stof(train), mismatch = std::stof(expected[2]);
+        EXPECT_EQ(p.SetTrainLength(msec), msec * 1000);
+        EXPECT_FLOAT_EQ(p.TrainLength(), msec);
+        EXPECT_EQ(p.CycleCount(), std::stoi(expected[0]));
         for (const auto how : {Stim::WithSign, static_cast<Stim::ReturnSign>(3)})
-            EXPECT_NEAR(p.TrainPeriodMismatch(how), mismatchMsec, 1e-4);
-        EXPECT_NEAR(p.TrainPeriodMismatch(Stim::Magnitude), std::fabs(mismatchMsec), 1e-4);
-        EXPECT_NEAR(p.TrainPeriodMismatchPct(), std::fabs(mismatchMsec) / trainMsec, 1e-5);
+            EXPECT_NEAR(p.TrainPeriodMismatch(how), mismatch, 1e-4);
+        EXPECT_NEAR(p.TrainPeriodMismatch(Stim::Magnitude), std::fabs(mismatch), 1e-4);
+        EXPECT_NEAR(p.TrainPeriodMismatchPct(), std::fabs(mismatch) / msec, 1e-5);
         p.m_roundCyclesDown = 0;
-        EXPECT_EQ(p.CycleCount(), up);
+        EXPECT_EQ(p.CycleCount(), std::stoi(expected[1]));
     }
 }
 
-TEST(Timing, TrainIsAtLeastOnePeriod)
+TEST(Timing, TrainIsAtLeastOnePeriodAndFollowsItOnlyWhenSet)
 {
-    HostPattern p(TenMsec), none;
+    HostPattern p(TenMsec), odd(Listed("173775,0")), none;
     EXPECT_EQ(p.CycleCount(), 1);
     const std::pair<float, float> trains[] = {{5, 10000}, {-5, 10000}, {10.5f, 10500}};
     for (const auto& [msec, usec] : trains) EXPECT_EQ(p.SetTrainLength(msec), usec);
@@ -59,17 +54,11 @@ TEST(Timing, TrainIsAtLeastOnePeriod)
     EXPECT_EQ(p.CycleCount(), 1);
     none.SetCycleCount(4);
     EXPECT_EQ(none.m_trainLengthUsec, 0);
-}
-
-TEST(Timing, TrainFollowsThePeriodOnlyWhenItIsSet)
-{
-    HostPattern p(Listed("173775,0"));
-    p.SetCycleCount(437);
-    EXPECT_EQ(p.m_trainLengthUsec, 75939672);
-    EXPECT_EQ(p.CycleCount(), 437);
-    p.AppendPhase(173775, 0);
-    EXPECT_EQ(p.m_trainLengthUsec, 75939672);
-    EXPECT_EQ(p.CycleCount(), 218);
+    odd.SetCycleCount(437);
+    EXPECT_EQ(odd.CycleCount(), 437);
+    odd.AppendPhase(173775, 0);
+    EXPECT_EQ(odd.m_trainLengthUsec, 75939672);
+    EXPECT_EQ(odd.CycleCount(), 218);
 }
 
 TEST(Timing, CycleCountReadsBack)
@@ -87,43 +76,43 @@ TEST(Timing, CycleCountReadsBack)
 
 TEST(Timing, TrainsWithoutAnEndAreContinuous)
 {
-    const std::tuple<const char*, float, bool> rows[] = {{"10000,5", LargestFloat, true},
-                                                         {"10000,5", Inf, true},
-                                                         {"10000,5", NaN, true},
-                                                         {"10000,5", 3e13f, true},
-                                                         {"10000,5", 1e13f, false},
-                                                         {"3.4028235e38,0", LargestFloat, true},
-                                                         {"nan,0", 1000, true},
-                                                         {"-10,0", 1000, false},
-                                                         {"", 0, true},
-                                                         {"", 1000, true}};
-    for (const auto& [phases, trainUsec, continuous] : rows) {
+    // A list, and its train in microseconds.
+    for (const auto& [phases, train] :
+         Cases("10000,5 = 3.4028235e38 | 10000,5 = inf | 10000,5 = nan | 10000,5 = 3e13 | "
+               "3.4028235e38,0 = 3.4028235e38 | nan,0 = 1000 |  = 0 |  = 1000")) {
         HostPattern p(Listed(phases));
-        p.m_trainLengthUsec = trainUsec;
-        EXPECT_EQ(p.CycleCount() == LargestInt, continuous) << phases << ' ' << trainUsec;
-        EXPECT_EQ(p.IsContinuous(), continuous);
-        EXPECT_TRUE(!continuous || p.TrainPeriodMismatch(Stim::WithSign) == 0);
+        p.m_trainLengthUsec = std::stof(train);
+        EXPECT_EQ(p.CycleCount(), LargestInt) << phases << ' ' << train;
+        EXPECT_TRUE(p.IsContinuous());
+        EXPECT_EQ(p.TrainPeriodMismatch(Stim::WithSign), 0);
     }
-    HostPattern p(TenMsec);
+    HostPattern p(TenMsec), turned(Listed("-10,0"));
+    p.SetTrainLength(1e10f);
+    EXPECT_FALSE(p.IsContinuous());
     p.SetTrainLength(LargestFloat);
     EXPECT_EQ(p.m_trainLengthUsec, Inf);
     p.SetCycleCount(LargestInt);
     EXPECT_TRUE(p.IsContinuous());
+    turned.m_trainLengthUsec = 1000;
+    EXPECT_EQ(turned.CycleCount(), 1);
 }
 
+// What is left with a maxTrim of -1, 0, 1 and so on.
 TEST(Timing, PeriodIsTrimmedOfItsSilence)
 {
     const char* const pulse = "0,0 100,10 100,0 100,-10 500,0";
     const char* const padded = "1,0 2,0 4,0 8,5 16,0 32,0 64,0";
     const char* const silent = "100,0 200,0 400,0";
-    const std::tuple<const char*, int, float> rows[] = {
-        {pulse, -1, 300}, {pulse, 0, 800},  {pulse, 1, 300},          {padded, -1, 8},
-        {padded, 7, 8},   {padded, 0, 126}, {padded, 1, 60},          {padded, 2, 24},
-        {padded, 3, 8},   {padded, 6, 8},   {silent, -1, 0},          {silent, 0, 600},
-        {silent, 1, 400}, {silent, 2, 0},   {silent, SmallestInt, 0}, {"", -1, 0}};
-    for (const auto& [phases, maxTrim, usec] : rows)
-        EXPECT_EQ(HostPattern(Listed(phases)).PeriodTrimmed(maxTrim), usec / 1000)
-            << phases << " to " << maxTrim;
+    const std::tuple<const char*, std::vector<float>> rows[] = {{pulse, {300, 800, 300, 300}},
+                                                                {padded, {8, 126, 60, 24, 8, 8, 8, 8, 8}},
+                                                                {silent, {0, 600, 400, 0, 0}},
+                                                                {"", {0, 0}}};
+    for (const auto& [phases, usec] : rows)
+        for (int i = 0; i < static_cast<int>(usec.size()); ++i)
+            EXPECT_EQ(HostPattern(Listed(phases)).PeriodTrimmed(i - 1),
+                      usec[static_cast<std::size_t>(i)] / 1000)
+                << phases << " to " << i - 1;
+    EXPECT_EQ(HostPattern(Listed(silent)).PeriodTrimmed(SmallestInt), 0);
 }
 
 TEST(Timing, PhasesStartWhereTheOnesBeforeEnd)
@@ -139,19 +128,15 @@ TEST(Timing, PhasesStartWhereTheOnesBeforeEnd)
 
 TEST(Timing, EqualsComparesTheTrainToo)
 {
-    const std::tuple<const char*, float, int, bool> rows[] = {{"4000,10 6000,0", 105000, 1, true},
-                                                              {"4000,10 6000,1", 105000, 1, false},
-                                                              {"4000,10 6000,0", 105001, 1, false},
-                                                              {"4000,10 6000,0", 105000, 0, false}};
-    HostPattern p(Listed("4000,10 6000,0"));
+    HostPattern p(TenMsec);
     p.m_trainLengthUsec = 105000;
-    for (const auto& [phases, trainUsec, roundCyclesDown, equal] : rows) {
-        HostPattern other(Listed(phases));
-        other.m_trainLengthUsec = trainUsec;
-        other.m_roundCyclesDown = roundCyclesDown;
-        EXPECT_EQ(p.Equals(&other), equal) << phases << ' ' << trainUsec;
-    }
-    EXPECT_FALSE(p.Equals(nullptr));
+    HostPattern same = p, otherPhases = p, otherTrain = p, otherCycles = p;
+    otherPhases.m_phases[2].amp = 7;
+    otherTrain.m_trainLengthUsec = 105001;
+    otherCycles.m_roundCyclesDown = 0;
+    EXPECT_TRUE(p.Equals(&same));
+    for (HostPattern* other : {&otherPhases, &otherTrain, &otherCycles, static_cast<HostPattern*>(nullptr)})
+        EXPECT_FALSE(p.Equals(other));
     p.m_phases[0].amp = NaN;
     EXPECT_TRUE(p.Equals(&p)) << "its own phases are not compared";
     p.m_trainLengthUsec = NaN;
