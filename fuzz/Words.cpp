@@ -66,8 +66,11 @@ void CheckPlayback(const std::vector<unsigned int>& words, const playback::Scale
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     fuzz::Bytes in(data, size);
-    const bool likely = in.Bool();
-    const playback::Scale scale{likely ? 33.333332 : in.Raw<double>(), likely ? 10.0 : in.Raw<double>()};
+    static constexpr double TimeSteps[] = {33.333332, 20, 5,
+                                           1};  // a split point may lie beyond the short ones
+    const int choice = in.Below(5);
+    const playback::Scale scale{choice < 4 ? TimeSteps[choice] : in.Raw<double>(),
+                                choice < 4 ? 10.0 : in.Raw<double>()};
     std::vector<unsigned int> words;
     while (!in.Empty() && words.size() < 2048) words.push_back(in.Raw<unsigned int>());
     for (const unsigned int word : words) CheckUnpack(word);
