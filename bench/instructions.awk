@@ -1,0 +1,25 @@
+# The instructions of one run of each operation, from the files that callgrind wrote: "OPERATION | PATTERN", a tab,
+# the number. Counted is what the library, the program and libstdc++ execute, not the C library and its maths: they
+# choose at run time among variants for the processor.
+#
+#     awk -v runs=N -f instructions.awk FILE...
+
+FNR == 1 { Finish(); name = ""; counted = 1; called = 0; sum = 0 }
+/^desc: Trigger: Client Request: / { name = substr($0, 32) }
+/^ob=/ {
+    match($0, /\([0-9]+\)/)
+    id = substr($0, RSTART, RLENGTH)
+    if (RSTART + RLENGTH <= length($0)) object[FILENAME, id] = substr($0, RSTART + RLENGTH + 1)
+    counted = object[FILENAME, id] !~ /\/(libc|libm|ld-linux[^\/]*)[.]so/
+}
+# The line behind "calls=" holds what the called function took: it stands there by itself, too.
+/^calls=/ { called = 1; next }
+/^[+*0-9-]/ {
+    if (!called && counted) sum += $2
+    called = 0
+}
+END { Finish() }
+
+function Finish() {
+    if (name != "") printf "%s\t%d\n", name, sum / runs
+}
