@@ -38,8 +38,8 @@ class TARVUTIL_EXPORT ContinuedItemPlay
     // already. The cycles left are CycleCount() - cyclesStarted (limited to the range of int), the largest
     // int for a continuous pattern, and 0 when there is no pattern.
     ContinuedItemPlay(StimItem item, int cyclesStarted, long nowMsec);
-    ContinuedItemPlay(const ContinuedItemPlay& other);
-    ContinuedItemPlay& operator=(const ContinuedItemPlay& other);
+    ContinuedItemPlay(const ContinuedItemPlay& other);             // all five members
+    ContinuedItemPlay& operator=(const ContinuedItemPlay& other);  // all five members
 
     // The same play: equal channel, slot (as a pointer) and start time. Cycles left and due time do not
     // count.

@@ -48,8 +48,8 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // The phase that a balancing call concerns; the values are phase indices.
     enum LillyPhase : int
     {
-        Phase1 = 1,
-        Phase2 = 3,
+        Phase1 = 1,  // the master: phase 2 follows it
+        Phase2 = 3,  // derived from phase 1 while a balance mode is set
     };
 
     // What the value of a balancing call is.
@@ -74,8 +74,8 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // given, without balancing; the other arguments and the refusal are StimPattern's.
     LillyPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                  int balanceMode, float ampMax);
-    LillyPattern(const LillyPattern& other) = default;
-    LillyPattern& operator=(const LillyPattern& other) = default;
+    LillyPattern(const LillyPattern& other) = default;             // as StimPattern's, with mode and repairs
+    LillyPattern& operator=(const LillyPattern& other) = default;  // as StimPattern's, with mode and repairs
     ~LillyPattern() override;
 
     // As StimPattern's, with an optional fourth field, the charge-balance mode:
@@ -125,15 +125,15 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
 
     // --- Parameters ---
 
-    float Offset();     // offset, milliseconds
-    float MaxOffset();  // the offset that leaves the end phase at its minimum, microseconds
-    float IPI();        // inter-phase interval, microseconds
-    float Phase1Len();  // microseconds
-    float Phase2Len();  // microseconds
-    float Phase1Amp();  // microamperes
-    float Phase2Amp();  // microamperes
-    float EndLen();     // rest of the period, microseconds
-    Stim::Polarity Polarity();
+    float Offset();             // offset, milliseconds
+    float MaxOffset();          // the offset that leaves the end phase at its minimum, microseconds
+    float IPI();                // inter-phase interval, microseconds
+    float Phase1Len();          // microseconds
+    float Phase2Len();          // microseconds
+    float Phase1Amp();          // microamperes
+    float Phase2Amp();          // microamperes
+    float EndLen();             // rest of the period, microseconds
+    Stim::Polarity Polarity();  // the sign of phase 1; an amplitude of 0 counts as positive
 
     // Set a length and keep the period, the end phase taking up the difference; a negative request counts as
     // 0. A request that does not leave the minimum end phase changes nothing, unless extendPeriod lets the
@@ -142,15 +142,15 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // SetPhase2Len changes nothing. Return the length in effect: SetOffset takes and returns milliseconds,
     // the others microseconds.
     float SetOffset(float offsetMsec, bool extendPeriod);
-    float SetIPI(float ipiUsec, bool extendPeriod);
-    float SetPhase1Len(float lenUsec, bool extendPeriod);
-    float SetPhase2Len(float lenUsec, bool extendPeriod);
+    float SetIPI(float ipiUsec, bool extendPeriod);        // as SetOffset, in microseconds
+    float SetPhase1Len(float lenUsec, bool extendPeriod);  // as SetOffset, in microseconds
+    float SetPhase2Len(float lenUsec, bool extendPeriod);  // as SetOffset, in microseconds
 
     // Set an amplitude, microamperes, rounded by NearestAmplitude and clamped to AmpMax. While a balance mode
     // is set, SetPhase1Amp rebuilds phase 2 as well, each phase clamped for itself, and SetPhase2Amp changes
     // nothing.
     void SetPhase1Amp(float ampUa);
-    void SetPhase2Amp(float ampUa);
+    void SetPhase2Amp(float ampUa);  // as SetPhase1Amp; nothing while a balance mode is set
 
     // Exchanges phases 1 and 2, lengths and amplitudes, when phase 1 has the other sign; any other value of
     // polarity and a phase 1 of amplitude 0 change nothing. Two guarded edits: when the second is refused,
@@ -164,7 +164,7 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
     // from it. A pair that does not fit the period is left as it was, under the new mode all the same. Other
     // modes and the mode that is set already change nothing.
     void SetChargeBalanceMode(int mode);
-    int BalanceMode() const;
+    int BalanceMode() const;  // the charge-balance mode, 0 off
     // True when the mode is not 0.
     bool BalanceEnabled() const;
     // 1 in mode 1, 0 in every other mode.

@@ -11,7 +11,7 @@ class TARVUTIL_EXPORT MonoPattern : public StimPattern
     // Arguments, refusal and the state left behind are those of StimPattern's constructor.
     MonoPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
-    MonoPattern(const MonoPattern& other) = default;
-    MonoPattern& operator=(const MonoPattern& other) = default;
+    MonoPattern(const MonoPattern& other) = default;             // as StimPattern's
+    MonoPattern& operator=(const MonoPattern& other) = default;  // as StimPattern's
     ~MonoPattern() override;
 };

@@ -11,7 +11,7 @@ class TARVUTIL_EXPORT PausePattern : public StimPattern
  public:
     // As StimPattern's constructor, with an ampMax of 0.
     PausePattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize);
-    PausePattern(const PausePattern& other) = default;
-    PausePattern& operator=(const PausePattern& other) = default;
+    PausePattern(const PausePattern& other) = default;             // as StimPattern's
+    PausePattern& operator=(const PausePattern& other) = default;  // as StimPattern's
     ~PausePattern() override;
 };

@@ -11,7 +11,7 @@ class TARVUTIL_EXPORT SinePattern : public StimPattern
     // Arguments, refusal and the state left behind are those of StimPattern's constructor.
     SinePattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
-    SinePattern(const SinePattern& other) = default;
-    SinePattern& operator=(const SinePattern& other) = default;
+    SinePattern(const SinePattern& other) = default;             // as StimPattern's
+    SinePattern& operator=(const SinePattern& other) = default;  // as StimPattern's
     ~SinePattern() override;
 };

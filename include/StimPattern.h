@@ -14,6 +14,7 @@ struct phase
     float amp;  // amplitude, microamperes; the sign is the direction of the current, 0 is a pause
 };
 
+// The enumerations that hosts share with the patterns.
 namespace Stim {
 // The sign of TrainPeriodMismatch's result; any other value behaves as WithSign.
 enum ReturnSign : int
@@ -81,13 +82,13 @@ class TARVUTIL_EXPORT StimPattern
     // Throws std::exception, and makes no object, when maxCmdCount lies outside 1..1024.
     StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
-    StimPattern(const StimPattern& other) = default;
+    StimPattern(const StimPattern& other) = default;  // everything, word array and counters included
     // All or nothing: when a copy cannot be allocated the pattern stays as it was.
     StimPattern& operator=(const StimPattern& other);
 
     // --- Virtual interface, in the order of its slots ---
 
-    virtual ~StimPattern();
+    virtual ~StimPattern();  // words that were copied out stay the host's
 
     // Reads phases and train from a specification string: fields cut at ':', empty ones dropped; a head field
     // that is not examined, the phases, the train duration in milliseconds, further fields for subclasses.
@@ -139,12 +140,11 @@ class TARVUTIL_EXPORT StimPattern
 
     // Names the pattern; count +1 when the text differs.
     void SetLabel(std::string label);
-    std::string Label() const;
+    std::string Label() const;  // empty until it is set
 
-    int PhaseCount() const;
-    // Length (microseconds) and amplitude (microamperes) of phase i; 0 when there is no phase i.
-    float PhaseLen(int i) const;
-    float PhaseAmp(int i) const;
+    int PhaseCount() const;       // phases in the list
+    float PhaseLen(int i) const;  // length of phase i, microseconds; 0 when there is no phase i
+    float PhaseAmp(int i) const;  // amplitude of phase i, microamperes; 0 when there is no phase i
     // Phase i inside the list, valid until the list changes; null when there is no phase i.
     const phase* Phase(int i) const;
     // A copy of the list, in playing order.
@@ -172,10 +172,10 @@ class TARVUTIL_EXPORT StimPattern
     //
     //     step 1 -> 2, rescale:  3.4 -> 6,  -2.5 -> -6
     void SetAmpStepSize(float stepSize, bool rescale);
-    float AmpStepSize() const;
+    float AmpStepSize() const;  // amplitude step, microamperes
     // Stores the magnitude of ampMax, microamperes, and clamps every phase to it.
     void SetAmpMax(float ampMax);
-    float AmpMax() const;
+    float AmpMax() const;  // largest amplitude magnitude, microamperes
     // Turns every phase into a pause of the same length. The words follow when the change count next moves.
     void SetAmpsToZero();
 
@@ -197,9 +197,8 @@ class TARVUTIL_EXPORT StimPattern
 
     // --- Timing ---
 
-    // The period is the sum of the phase lengths: microseconds and milliseconds.
-    float PeriodUsec() const;
-    float Period() const;
+    float PeriodUsec() const;  // the period is the sum of the phase lengths, microseconds
+    float Period() const;      // the period in milliseconds
     // Cycles a second; infinite without phases.
     float Frequency() const;
     // Asks the virtual SetPeriod for 1000 / hz milliseconds; returns the frequency then in force.
@@ -220,7 +219,7 @@ class TARVUTIL_EXPORT StimPattern
     //
     //     period 10 ms:  train 25 -> 2,  29.8 -> 2,  29.95 -> 3,  30.05 -> 3
     int CycleCount() const;
-    bool IsContinuous() const;
+    bool IsContinuous() const;  // CycleCount() is the largest int
 
     // By how much the train exceeds its last whole period, milliseconds; negative when it falls short of the
     // next one by less than 0.01 of a period; 0 when continuous.
@@ -250,8 +249,8 @@ class TARVUTIL_EXPORT StimPattern
     // clamped to AmpMax, not rounded to steps; lengths are taken as they are.
     // May throw what AdjustPhases throws, and std::bad_alloc for the one copy; the list is then unchanged.
     bool SetPhaseLen(int i, float len);
-    bool SetPhaseAmp(int i, float amp);
-    bool SetPhase(int i, phase p);
+    bool SetPhaseAmp(int i, float amp);  // as SetPhaseLen, for the amplitude
+    bool SetPhase(int i, phase p);       // as SetPhaseLen, for both
 
     // Replaces the whole list when PhasesValid(phases, MaxCmds()) holds for it as offered and it differs from
     // the present one; the amplitudes are clamped afterwards; count +1. Otherwise silently changes nothing:
@@ -260,19 +259,15 @@ class TARVUTIL_EXPORT StimPattern
 
     // Raw edits: neither clamped nor validated, for laying out a pattern; a list that does not fit shows when
     // words are asked for. A negative index counts as 0. Return the new number of phases.
-    // Inserts before phase i; with i past the list nothing is inserted. Count +1 in either case.
+    // InsertPhase inserts before phase i; with i past the list nothing is inserted. Count +1 in either case.
     int InsertPhase(int i, float len, float amp);
-    // Count +1 when there was a phase to remove.
-    int RemovePhase(int i);
-    // Count +1 when the list was not empty.
-    void ClearPhases();
-    // Count +1.
-    int AppendPhase(float len, float amp);
+    int RemovePhase(int i);                 // raw as InsertPhase; count +1 when there was a phase to remove
+    void ClearPhases();                     // raw as InsertPhase; count +1 when the list was not empty
+    int AppendPhase(float len, float amp);  // raw as InsertPhase, behind the last phase; count +1
 
-    // Index of the first and last phase whose amplitude is not exactly 0 (a NaN is not); -1 when there is
-    // none.
+    // Index of the first phase whose amplitude is not exactly 0 (a NaN is not); -1 when there is none.
     int FirstActivePhase() const;
-    int LastActivePhase() const;
+    int LastActivePhase() const;  // the last such phase; -1 when there is none
 
     // --- Validation ---
 
@@ -365,6 +360,7 @@ class TARVUTIL_EXPORT StimPattern
     //     "a,,b" -> a b       with keepEmpty: a "" b        "a," -> a
     std::vector<std::string>& Split(const std::string& text, char delimiter, std::vector<std::string>& tokens,
                                     bool keepEmpty) const;
+    // As the other Split, from an empty list.
     std::vector<std::string> Split(const std::string& text, char delimiter, bool keepEmpty) const;
 
     // The train duration in milliseconds from a field "name[value]": infinite trains ("inf" or "INF" in the
