@@ -288,8 +288,8 @@ MakeWork PrintFloor(const Subject& subject)
 
 std::string NameOf(FloorKind kind)
 {
-    static constexpr const char* Names[] = {"chain", "chain, predicted", "copy", "numbers read", "numbers printed",
-                                            "clear", "allocation"};
+    static constexpr const char* Names[] = {
+        "chain", "chain, predicted", "copy", "numbers read", "numbers printed", "clear", "allocation"};
     return Names[static_cast<int>(kind)];
 }
 
