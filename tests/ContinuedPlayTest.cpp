@@ -103,13 +103,6 @@ TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
     EXPECT_EQ(play.m_nextMsec, 0);
     EXPECT_EQ(WordIn(0), 0U);
 
-    slot = &pattern;
-    pattern.m_phases = Listed("-1,0");
-    pattern.UpdateWordArray();
-    pattern.m_arrayChangeCount = pattern.m_changeCount;
-    EXPECT_EQ(play.ContinueCmds(3, buf), 0) << "an array without words";
-    EXPECT_EQ(play.m_remCycles, 905);
-
     slot = nullptr;
     for (StimPattern** empty : {&slot, static_cast<StimPattern**>(nullptr)}) {
         ContinuedItemPlay none({1, empty}, -5, 0);
@@ -117,6 +110,21 @@ TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
         EXPECT_EQ(none.Pattern(), nullptr);
         EXPECT_EQ(none.ContinuePeriodMsec(), 0);
         EXPECT_EQ(none.ContinueCmds(3, buf), -1);
+    }
+}
+
+// A hook that accepts any list can leave an array without words, and a period without bounds.
+TEST_F(ContinuedPlay, DueTimesSaturateWhenTheArrayHasNoWords)
+{
+    pattern.SetTrainLength(Inf);
+    for (const float usec : {1e30f, -1e30f}) {
+        pattern.m_phases = {{usec, 0}};
+        pattern.UpdateWordArray();
+        pattern.m_arrayChangeCount = pattern.m_changeCount;
+        ContinuedItemPlay play = Record(0, usec < 0 ? -9 : 9);
+        EXPECT_EQ(play.ContinueCmds(20, buf), 0);
+        using Limits = std::numeric_limits<std::int64_t>;
+        EXPECT_EQ(play.m_nextMsec, usec < 0 ? Limits::min() : Limits::max());
     }
 }
 

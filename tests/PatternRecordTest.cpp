@@ -6,6 +6,7 @@
 #include "PatternHelper.h"
 #include "PausePattern.h"
 #include "SinePattern.h"
+#include "StimTrain.h"
 #include "TestPatterns.h"
 
 namespace {
@@ -45,6 +46,7 @@ TEST(PatternRecord, FamilyKeepsTheArgumentsAndTellsItsKind)
     EXPECT_EQ(pause.Phases(), Listed("100,0"));
 
     LillyHost lilly;
+    StimTrain();
     PatternHelper helper;
     EXPECT_EQ(lilly.TypeID(&helper), 1);
     EXPECT_EQ(lilly.TypeID(nullptr), -1);
@@ -117,6 +119,7 @@ TEST(PatternRecord, CopyHoldsEverythingAndIsIndependent)
     EXPECT_EQ(Array(copy), "00000009 00051234");
     EXPECT_EQ(copy.UpdateCount(), 1);
     copy.SetLabel("b");
+    EXPECT_EQ(copy.Label(), "b");
     copy.AppendPhase(100, 10);
     EXPECT_EQ(Array(copy), "00000005 00051234 00051234");
     EXPECT_EQ(Members(original), members);
