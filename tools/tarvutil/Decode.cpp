@@ -112,7 +112,10 @@ class Decoder
 
     std::string ReadJson(std::string_view line, Record& record) const
     {
-        const Json json = Json::parse(line, nullptr, false);
+        // Nothing that is looked for lies deeper; what does is left out, so that it costs no memory.
+        constexpr int Depth = 2;
+        const auto keep = [](int depth, Json::parse_event_t, const Json&) { return depth <= Depth; };
+        const Json json = Json::parse(line, keep, false);
         if (!json.is_object()) return "no JSON object: " + std::string(line);
         const auto words = json.find("words");
         if (words == json.end() || !words->is_array()) return "the JSON object holds no array \"words\"";

@@ -136,9 +136,9 @@ bool Reader::TakePhases()
         if (!m_reading.failure.empty()) m_reading.errors.push_back(m_reading.failure);
         if (!m_reading.failure.empty()) return false;
     }
-    m_scratch.clear();
+    std::vector<std::string> toldLater;
     m_reading.phases =
-        pattern.PhasesFromStr(std::string(field), m_stimulator.ampStepUa, m_scratch, m_scratch);
+        pattern.PhasesFromStr(std::string(field), m_stimulator.ampStepUa, toldLater, toldLater);
     if (m_reading.phases.empty() || pattern.PhasesValid(m_reading.phases, pattern.MaxCmds())) return true;
     m_reading.failure = WhyNotValid(pattern, m_reading.phases);
     return false;
@@ -255,5 +255,10 @@ void SayMessages(Output& output, const Reading& reading)
             Say(output, reading.place, reading.errors[i]);
     if (!reading.failure.empty() && (reading.errors.empty() || reading.errors.back() != reading.failure))
         Say(output, reading.place, reading.failure);
-    for (const std::string& warning : reading.warnings) Say(output, reading.place, "warning: " + warning);
+    constexpr std::size_t MaxWarnings = 20;
+    const std::size_t said = std::min(reading.warnings.size(), MaxWarnings);
+    for (std::size_t i = 0; i < said; ++i) Say(output, reading.place, "warning: " + reading.warnings[i]);
+    if (said != reading.warnings.size())
+        Say(output, reading.place,
+            "warning: and " + std::to_string(reading.warnings.size() - said) + " more of that kind");
 }

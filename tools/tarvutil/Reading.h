@@ -44,7 +44,6 @@ class Reader
     const Stimulator m_stimulator;
     const AnyPattern m_fresh;
     Reading m_reading;
-    std::vector<std::string> m_scratch;  // messages that are asked for again
 };
 
 // What a specification string asks for: the numbers as written, before any rounding. Only for a text that the
