@@ -140,8 +140,9 @@ TEST(Editing, RawEditsTakeWhatTheyAreGiven)
 
 TEST(Editing, ActivePhasesAreThoseNotExactlyZero)
 {
-    for (const auto& [phases, ends] : Cases(" = -1 -1 | 1,0 1,-0 = -1 -1 | 1,0 1,0 1,5 1,0 1,-5 1,0 = 2 4 | "
-                                            "1,1e-40 1,0 = 0 0 | 1,0 1,nan = 1 1")) {
+    for (const auto& [phases, ends] :
+         Cases(" = -1 -1 | 1,0 1,-0 = -1 -1 | 1,0 1,0 1,5 1,0 1,-5 1,0 = 2 4 | 1,1e-40 1,0 = 0 0 | "
+               "1,0 1,nan = 1 1")) {
         const HostPattern p(Listed(phases));
         EXPECT_EQ(std::to_string(p.FirstActivePhase()) + " " + std::to_string(p.LastActivePhase()), ends)
             << phases;

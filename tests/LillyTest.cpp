@@ -234,10 +234,9 @@ TEST(Lilly, TextHoldsTheBalanceMode)
 {
     const std::string start = "h:(0,0)(100,-30)(100,0)(100,30)(9700,0):DurationMsec=[500]";
     for (const auto& [field, mode] :
-         Cases(" = 3 | ChargeBalanceIdx=[2] = 2 | x[ 2]]:x[1] = 2 | x[7] = 4 | x[99999999999] = 4 | x[-1] = "
-               "3 | "
-               "x[-99999999999] = 3 | x[abc] = 0 | x[] = 0 | x[1.9] = 1 | x[+4x = 4 | x[2[ = 2 | "
-               "ChargeBalanceIdx=2 = fault | [2] = fault | x[2[1] = fault")) {
+         Cases(" = 3 | ChargeBalanceIdx=[2] = 2 | x[ 2]]:x[1] = 2 | x[7] = 4 | x[99999999999] = 4 | "
+               "x[-1] = 3 | x[-99999999999] = 3 | x[abc] = 0 | x[] = 0 | x[1.9] = 1 | x[+4x = 4 | "
+               "x[2[ = 2 | ChargeBalanceIdx=2 = fault | [2] = fault | x[2[1] = fault")) {
         SCOPED_TRACE(field);
         LillyHost lilly(ThirdStep, 10, 101, 3);
         Texts errors, warnings;

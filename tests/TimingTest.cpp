@@ -20,10 +20,10 @@ TEST(Timing, PeriodAndFrequencyAreTheSumOfThePhases)
 // A table of values: train = cycles when rounded down, when rounded up, mismatch; milliseconds.
 TEST(Timing, TrainCountsItsCyclesAndMismatch)
 {
-    for (const auto& [train, counts] : Cases(
-             "10 = 1 1 0 | 20 = 2 2 0 | 25 = 2 3 5 | 29.95 = 3 3 -0.05 | 30.05 = 3 3 0.05 | 29.8 = 2 3 9.8 | "
-             "30.2 = 3 4 0.2 | 29.91 = 3 3 -0.09 | 30.11 = 3 4 0.11 | 29.89 = 2 3 9.89 | 1e6 = 100000 100000 "
-             "0")) {
+    for (const auto& [train, counts] :
+         Cases("10 = 1 1 0 | 20 = 2 2 0 | 25 = 2 3 5 | 29.95 = 3 3 -0.05 | 30.05 = 3 3 0.05 | "
+               "29.8 = 2 3 9.8 | 30.2 = 3 4 0.2 | 29.91 = 3 3 -0.09 | 30.11 = 3 4 0.11 | "
+               "29.89 = 2 3 9.89 | 1e6 = 100000 100000 0")) {
         SCOPED_TRACE(train);
         HostPattern p(TenMsec);
         const Texts expected = p.Split(counts, ' ', false);
