@@ -97,11 +97,21 @@ bool Balanced(LillyPattern& pattern)
     return !pattern.BalanceEnabled() || std::fabs(net) <= Tolerance * std::fabs(charge);
 }
 
+// Puts a pattern back to what it was when it was made, but for its counters. A copy of a fresh one would move the
+// whole of its word array.
+void MakeFresh(AnyPattern& pattern)
+{
+    Base(pattern).Defaults();
+    if (auto* lilly = std::get_if<LillyPattern>(&pattern))
+        lilly->SetChargeBalanceMode(0);
+    else
+        Base(pattern).SetTrainLength(0);
+}
+
 }  // namespace
 
 Reader::Reader(const Stimulator& stimulator)
-    : m_stimulator(stimulator), m_fresh(MakePattern(stimulator)), m_reading{{}, {}, {},      {},
-                                                                            {}, {}, m_fresh, {}}
+    : m_stimulator(stimulator), m_reading{{}, {}, {}, {}, {}, {}, MakePattern(stimulator), {}}
 {}
 
 const Reading& Reader::Read(const Place& place, std::string_view text)
@@ -113,7 +123,7 @@ const Reading& Reader::Read(const Place& place, std::string_view text)
     m_reading.warnings.clear();
     m_reading.failure.clear();
     m_reading.words.clear();
-    m_reading.pattern = m_fresh;
+    MakeFresh(m_reading.pattern);
     try {
         if (TakePhases() && TakeText()) Encode();
     } catch (const std::out_of_range&) {

@@ -42,7 +42,6 @@ class Reader
     void Encode();
 
     const Stimulator m_stimulator;
-    const AnyPattern m_fresh;
     Reading m_reading;
 };
 

@@ -7,12 +7,13 @@ namespace {
 
 constexpr int HexDigits = 8;
 
-void AppendWord(std::string& text, unsigned int word)
+// Writes "0x" and eight digits.
+void PutWord(char* out, unsigned int word)
 {
     static constexpr char Digits[] = "0123456789ABCDEF";
-    char hex[2 + HexDigits] = {'0', 'x'};
-    for (int i = 1 + HexDigits; i >= 2; --i, word >>= 4) hex[i] = Digits[word & 15U];
-    text.append(hex, sizeof hex);
+    out[0] = '0';
+    out[1] = 'x';
+    for (int i = 1 + HexDigits; i >= 2; --i, word >>= 4) out[i] = Digits[word & 15U];
 }
 
 bool ReadWord(std::string_view text, unsigned int& word)
@@ -27,17 +28,22 @@ bool ReadWord(std::string_view text, unsigned int& word)
 
 void AppendWords(std::string& line, const std::vector<unsigned int>& words)
 {
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i != 0) line += ' ';
-        AppendWord(line, words[i]);
+    // With the blank behind it.
+    constexpr std::size_t Width = 2 + HexDigits + 1;
+    std::size_t at = line.size();
+    line.resize(at + Width * words.size(), ' ');
+    for (const unsigned int word : words) {
+        PutWord(&line[at], word);
+        at += Width;
     }
+    if (!words.empty()) line.pop_back();
     line += '\n';
 }
 
 std::string WordText(unsigned int word)
 {
-    std::string text;
-    AppendWord(text, word);
+    std::string text(2 + HexDigits, ' ');
+    PutWord(text.data(), word);
     return text;
 }
 
