@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr double NotableUsec = 0.5;
+constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
 // Below this a time is no deviation but the last digit of a time step such as 33.333332.
 constexpr double NoiseUsec = 1e-3;
 constexpr double UsecPerMsec = 1000;
@@ -143,21 +143,22 @@ class Comparison
         const std::size_t count =
             std::min(m_result.phases.size(), static_cast<std::size_t>(m_pattern.PhaseCount()));
         double end = 0;
+        std::vector<bool> lost(count);
         for (std::size_t i = 0; i < count; ++i) {
             Placement at;
             if (!replay.Take(m_result.phases[i].balanced, i + 1 == count, at)) return TellForeign(i);
             PhaseDeviation& p = m_result.phases[i];
             p.startUsec.played = at.startUsec;
-            if (i > 0) EndPhase(i - 1, at.startUsec);
             p.played.ampUa = at.ampSteps * m_scale.ampStepUa;
             p.gainedUsec = at.gainedUsec;
+            lost[i] = at.lost;
             (at.gainedUsec < 0 ? dropped : roundedUp).Add(i, at.gainedUsec);
             TellAmplitude(i, p);
             TellPlace(i, at);
             end = at.tail.word != 0 && at.ampSteps != 0 ? at.tail.changeUsec : replay.PlayedUsec();
         }
         if (!replay.AllWordsTaken()) return TellForeign(count);
-        if (count > 0) EndPhase(count - 1, end);
+        SetLengths(lost, end);
         dropped.Tell(Cause::LeftoversDropped,
                      "what is left of a time step, at most half a microsecond, is dropped",
                      m_result.findings);
@@ -165,12 +166,17 @@ class Comparison
                        "a length within 1.5 % below whole time steps gets the whole step", m_result.findings);
     }
 
-    // A phase that the next one has swallowed has neither length nor current.
-    void EndPhase(std::size_t i, double usec)
+    // From the last phase, which ends at usec, to the first. One that is lost, or that the next one has taken
+    // whole, has neither length nor current.
+    void SetLengths(const std::vector<bool>& lost, double usec)
     {
-        PhaseDeviation& p = m_result.phases[i];
-        p.played.lenUsec = std::max(usec - p.startUsec.played, 0.0);
-        if (p.played.lenUsec == 0) p.played.ampUa = 0;
+        for (std::size_t i = lost.size(); i-- > 0;) {
+            PhaseDeviation& p = m_result.phases[i];
+            if (lost[i]) p.startUsec.played = usec;
+            p.played.lenUsec = std::max(usec - p.startUsec.played, 0.0);
+            if (p.played.lenUsec == 0) p.played.ampUa = 0;
+            usec = p.startUsec.played;
+        }
     }
 
     void TellForeign(std::size_t i)
@@ -322,6 +328,11 @@ bool PhaseDeviation::PlayChanges() const
 {
     return std::fabs(played.lenUsec - static_cast<double>(balanced.len)) >= NoiseUsec ||
            static_cast<float>(played.ampUa) != balanced.amp;
+}
+
+bool Deviations::Notable() const
+{
+    return std::fabs(LargestErrorUsec()) >= NotableUsec || std::fabs(periodUsec.Error()) >= NotableUsec;
 }
 
 int Deviations::LargestError() const

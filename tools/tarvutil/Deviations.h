@@ -83,6 +83,8 @@ struct Deviations
     playback::Charge playedNc;
     std::vector<Finding> findings;
 
+    // A phase starts, or the cycle ends, half a microsecond or more from where it was asked to.
+    bool Notable() const;
     // The phase that starts farthest from where it was asked to, and how far; -1 and 0 without phases.
     int LargestError() const;
     double LargestErrorUsec() const;
@@ -96,7 +98,8 @@ Deviations DeviationsOf(const Stimulator& stimulator, const Reading& reading);
 // without an allocation.
 bool MayDeviate(const Stimulator& stimulator, const Reading& reading);
 
-// Warns of each notable deviation, at the place of the reading; the text reader has told its own.
+// Warns of each notable deviation at the place of the reading, and where only several small ones together are
+// notable, of what they come to. The text reader has told its own.
 void SayDeviations(Output& output, const Stimulator& stimulator, const Reading& reading);
 
 // Why a list of phases gives no words, and what a pattern that repairs makes of it.

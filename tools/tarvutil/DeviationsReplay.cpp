@@ -35,23 +35,25 @@ bool WordReplay::Take(const phase& p, bool last, Placement& at)
     constexpr int MaxSteps = static_cast<int>(StimAtom::MaxAmpSteps);
     at = {};
     at.ampSteps = std::clamp(ampSteps, -MaxSteps, MaxSteps);
-    at.startUsec = PlayedUsec();
-    const double before = PlayedUsec() + CarriedUsec();
+    const double start = PlayedUsec();
+    const double carried = CarriedUsec();
+    at.startUsec = start;
 
     float time = m_carried + p.len;
     if (m_carried > 0 && time < std::floor(m_timeStep)) return false;
-    if (JunctionDue(active, time)) {
-        if (!TakeJunction(p, ampSteps, active, time, at)) return false;
-    } else {
-        at.takenUsec = CarriedUsec();
-        if (p.len > 0) m_lastSteps = ampSteps;
-    }
+    const bool junction = JunctionDue(active, time);
+    if (junction && !TakeJunction(p, ampSteps, active, time, at)) return false;
+    if (!junction && p.len > 0) m_lastSteps = ampSteps;
     if (!TakeSteps(time, ampSteps, active)) return false;
-    at.gainedUsec =
-        PlayedUsec() + CarriedUsec() - at.junction.lengthenedUsec - before - static_cast<double>(p.len);
-    if (!last || !(m_carried > 0)) return true;
-    at.paddedUsec = m_scale.timeStepUsec - CarriedUsec();
-    return TakeShared(ampSteps, true, at.tail);
+    at.gainedUsec = PlayedUsec() - start + CarriedUsec() - carried - at.junction.lengthenedUsec -
+                    static_cast<double>(p.len);
+    const bool tail = last && m_carried > 0;
+    if (carried > 0 && !junction) {
+        at.lost = !(p.len > 0) && PlayedUsec() == start && !tail;
+        at.takenUsec = at.lost ? 0 : carried;
+    }
+    at.paddedUsec = tail ? m_scale.timeStepUsec - CarriedUsec() : 0;
+    return !tail || TakeShared(ampSteps, true, at.tail);
 }
 
 bool WordReplay::JunctionDue(bool active, float time) const

@@ -22,7 +22,8 @@ struct SharedStep
 // Where the words put a phase of the list that they were written from.
 struct Placement
 {
-    double startUsec = 0;   // within the cycle as played
+    double startUsec = 0;   // within the cycle as played,
+    bool lost = false;      // or where the next phase starts: it has no length and no word
     int ampSteps = 0;       // what the words hold of its amplitude
     SharedStep junction;    // with the phase before
     SharedStep tail;        // of the last phase

@@ -58,8 +58,10 @@ int Plot(const Options& options)
         [&](const Place& place, std::string_view text) {
             const Reading& reading = reader.Read(place, text);
             SayMessages(messages, reading);
-            if (!reading.Encoded()) status = ExitFailed;
-            if (!reading.Encoded()) return;
+            if (!reading.Encoded()) {
+                status = ExitFailed;
+                return;
+            }
             if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
             const PlotPicture picture = PictureOf(options.stimulator, reading);
             drawing = RunGnuplot(GnuplotScript(picture, format));
