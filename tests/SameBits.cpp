@@ -15,6 +15,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ContinuedItemPlay.h"
@@ -108,7 +109,7 @@ class Generator
  private:
     static float FromBits(std::uint32_t bits)
     {
-        float value;
+        float value = 0;
         std::memcpy(&value, &bits, sizeof value);
         return value;
     }
@@ -152,10 +153,11 @@ class Life
         m_ampStep = m_random.Of(AmpSteps);
         if (m_random.Bool()) {
             const int mode = m_random.Below(5);
-            m_lilly = new LillyPattern(budget, timeStep, 0, 0, m_ampStep, mode, 1000);
-            m_pattern.reset(m_lilly);
+            auto lilly = std::make_unique<LillyPattern>(budget, timeStep, 0, 0, m_ampStep, mode, 1000);
+            m_lilly = lilly.get();
+            m_pattern = std::move(lilly);
         } else {
-            m_pattern.reset(new PlainPattern(budget, timeStep, 0, 0, m_ampStep, 1000));
+            m_pattern = std::make_unique<PlainPattern>(budget, timeStep, 0, 0, m_ampStep, 1000);
             for (int count = m_random.Below(8); count > 0; --count) {
                 const float len = m_random.Length();
                 const float amp = m_random.Amplitude();

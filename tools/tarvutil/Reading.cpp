@@ -138,7 +138,7 @@ const Reading& Reader::Read(const Place& place, std::string_view text)
 // default phases; so the list is read and asked about before.
 bool Reader::TakePhases()
 {
-    StimPattern& pattern = Base(m_reading.pattern);
+    const StimPattern& pattern = Base(m_reading.pattern);
     const std::string_view field = Field(m_reading.text, PhaseField);
     constexpr std::size_t LongField = 8192;
     if (field.size() > LongField) {
