@@ -114,6 +114,11 @@ TEST(Lilly, Phase2FollowsPhase1WhileBalanced)
         {[](auto& p) { return p.SetPhase1Amp(0), p.Phase2Amp(); }, 0, "0,0 100,0 100,0 200,0 99600,0"},
         {[](auto& p) { return p.SetPhase2Len(500, true); }, 150, "0,0 100,-30 100,0 150,20 99650,0"},
         {[](auto& p) { return p.SetPhase2Amp(50), p.Phase2Amp(); }, 20, "0,0 100,-30 100,0 150,20 99650,0"},
+        // Three edits of the mode, and three that write the phases back and set the period again.
+        {[](auto& p) { return p.SetPhase2Amp(9), static_cast<float>(p.ChangeCount()); }, 6,
+         "0,0 100,-30 100,0 150,20 99650,0"},
+        {[](auto& p) { return p.SetPhase2Len(9, 0), static_cast<float>(p.ChangeCount()); }, 6,
+         "0,0 100,-30 100,0 150,20 99650,0"},
         {[](auto& p) { return p.SetOffset(90, 0), p.SetPhase1Len(5000, 0); }, 100,
          "90000,0 100,-30 100,0 150,20 9650,0"},
         {balance(7, LillyPattern::Len, 200), 200, "0,0 200,-30 100,0 200,30 99500,0"},

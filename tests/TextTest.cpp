@@ -32,8 +32,8 @@ TEST(Text, DurationFields)
          Cases("DurationMsec=[250] = 250 | DurationMsec=[ 250 ] = 250 | DurationMsec=[250 = 250 | "
                "x[250]ms = 250 | x[]]2]5] = 2 | x[inf] = 3.4028235e38 | x[-INF] = 3.4028235e38 | "
                "x[5 till infinity] = 3.4028235e38 | x[Inf] = inf | x[-Inf] = -inf | x[1e3] = 1000 | "
-               "x[abc] = 0 | x[-5] = -5 | x[] = 0 | x[ = 0 | x=250 = 0 | [250] = 0 | x[[250] = 250 | "
-               "x[2[50] = 0 |  = 0 | x[2~5] = 2 | x[~5] = 0 | x[nan] = nan")) {
+               "x[0.5] = 0.5 | x[abc] = 0 | x[-5] = -5 | x[] = 0 | x[ = 0 | x=250 = 0 | [250] = 0 | "
+               "x[[250] = 250 | x[2[50] = 0 |  = 0 | x[2~5] = 2 | x[~5] = 0 | x[nan] = nan")) {
         std::string text = field;
         std::replace(text.begin(), text.end(), '~', '\0');
         const float read = HostPattern().DurationFromStr(text, errors);

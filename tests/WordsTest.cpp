@@ -63,6 +63,8 @@ TEST(Words, PhasesBecomeSteps)
         20, 10,
         "40.5,300 59.5,300 = 0002A09E 0003A09E | 40.5,5 59.5,300 = 0002A000 0003A09E | "
         "40.5,0 59.5,300 = 00020000 0001A09E 0002A09E | 40.5,-5 79.75,0 = 0002A000 0001A000 00030000");
+    // A phase of no length does not take the carried time over.
+    ExpectWords(0.9375f, 1, "8,5 0,9 3,0 = 0008A085 00018085 00020000 00010000");
     // The split point is the carried time, whole microseconds; current stands before or behind it.
     ExpectWords(
         20, 10,
@@ -93,6 +95,8 @@ TEST(Words, BudgetAndBufferLimitTheWords)
     for (int limit = -1; limit < 8; ++limit) EXPECT_EQ(Hex(Written(p, limit)), "refused") << limit;
     EXPECT_EQ(Hex(Written(p, 8)), PulseWords);
     EXPECT_EQ(Hex(Written(HostPattern({}, 20), 0)), "");
+    const HostPattern chunks(Listed("3000000,5"), 20);
+    for (int limit = 0; limit < 3; ++limit) EXPECT_EQ(Hex(Written(chunks, limit)), "refused") << limit;
     EXPECT_EQ(Hex(Written(HostPattern(Pulse, ThirdStep, 10, 11))), PulseWords);
     EXPECT_EQ(Hex(Written(HostPattern(Pulse, ThirdStep, 10, 10))), "refused") << "counts 10 words of 9";
 
@@ -105,9 +109,9 @@ TEST(Words, BudgetAndBufferLimitTheWords)
     full.RemovePhase(0);
     EXPECT_EQ(Array(full).size(), 1024U * 9 - 1);
     // Two words are counted, and there is no room for the third.
-    HostPattern chunks(Listed("3000000,5"), 20, 1, 3);
-    EXPECT_TRUE(chunks.PhasesValid(chunks.Phases(), 2));
-    EXPECT_EQ(Array(chunks), "refused");
+    HostPattern small(Listed("3000000,5"), 20, 1, 3);
+    EXPECT_TRUE(small.PhasesValid(small.Phases(), 2));
+    EXPECT_EQ(Array(small), "refused");
 }
 
 TEST(Words, OverrideReplacesTheLowHalfOfEveryStimulationWord)
