@@ -104,7 +104,7 @@ TEST(Editing, WholeListIsValidatedAsOfferedThenClamped)
         {"100,10 50,0", "100,10 50,0", 1000},
         {"", "", 1000},
         {"15,5 15,-5", "100,10 50,0 100,-10", 0},  // only its clamped form is valid
-        {"15,5", "15,0", 0}};
+        {"15,0.5", "15,0", 0}};
     for (const auto& [offered, after, ampMax] : rows) {
         RecordingPattern p(Three, 10, 1, 5, ampMax);
         p.SetPhases(Listed(offered));

@@ -92,10 +92,10 @@ TEST(Repair, BudgetCutsTheListOff)
     ExpectRepairs("10,0 10,-5 10,0 10,5 60,0", All, false, "10,0 10,-5 10,0 10,5 60,0", 5);
     ExpectRepairs("10,0 10,-5 10,0 10,5 60,0", All, true, "10,0 10,-5 10,0 10,5", 4);
     ExpectRepairs("10,0 10,-5 10,0 10,5 60,0", All, true, "", 0);
-    // Words are 1, 2, 2, 2 and 1: a junction and a whole-step word each where time is carried.
-    const std::size_t kept[] = {0, 1, 2, 2, 3, 3, 4, 4, 5};
+    // Words are 1, 2, 2, 1 and 2: a junction, and a whole-step word where there is a whole step besides.
+    const std::size_t kept[] = {0, 1, 2, 2, 3, 3, 4, 5, 5};
     for (std::size_t budget = 0; budget < 9; ++budget) {
-        LillyHost lilly = Holding("15,0 20,-5 20,0 15,5 30,0");
+        LillyHost lilly = Holding("10.75,0 20,-5 20,0 15,5 30,0");
         lilly.AdjustPhases(lilly.m_phases, lilly.m_phases, static_cast<int>(budget));
         EXPECT_EQ(lilly.m_phases.size(), kept[budget]) << budget;
     }
