@@ -24,6 +24,12 @@ std::string Quoted(const std::string& text)
     return "'" + shown + "'";
 }
 
+// A place in the drawing, with the digits of a float.
+std::string Number(double value)
+{
+    return Shortest(static_cast<float>(value));
+}
+
 std::string Terminal(PlotFormat format)
 {
     switch (format) {
@@ -42,7 +48,7 @@ std::string Terminal(PlotFormat format)
 void AppendCurve(std::string& script, const char* name, const std::vector<PlotPoint>& points)
 {
     script += std::string("$") + name + " << END\n";
-    for (const PlotPoint& point : points) script += Rounded(point.at) + " " + Rounded(point.currentUa) + "\n";
+    for (const PlotPoint& point : points) script += Number(point.at) + " " + Number(point.currentUa) + "\n";
     script += "END\n";
 }
 
@@ -50,18 +56,17 @@ void AppendTicks(std::string& script, const std::vector<PlotTick>& ticks)
 {
     script += "set xtics nomirror (";
     for (std::size_t i = 0; i < ticks.size(); ++i)
-        script += (i == 0 ? "" : ", ") + Quoted(ticks[i].label) + " " + Rounded(ticks[i].at);
+        script += (i == 0 ? "" : ", ") + Quoted(ticks[i].label) + " " + Number(ticks[i].at);
     script += ")\n";
 }
 
 void AppendAxes(std::string& script, const PlotPicture& picture)
 {
     constexpr double Headroom = 0.12;  // of the range of currents, above and below
-    constexpr double SmallestRange = 1e-3;
-    const double range = std::max(picture.maxUa - picture.minUa, SmallestRange);
-    script += "set xrange [0:" + Rounded(std::max(picture.width, SmallestRange)) + "]\n";
-    script += "set yrange [" + Rounded(picture.minUa - Headroom * range) + ":" +
-              Rounded(picture.maxUa + Headroom * range) + "]\n";
+    const double range = picture.maxUa > picture.minUa ? picture.maxUa - picture.minUa : 1;
+    script += "set xrange [0:" + Number(picture.width > 0 ? picture.width : 1) + "]\n";
+    script += "set yrange [" + Number(picture.minUa - Headroom * range) + ":" +
+              Number(picture.maxUa + Headroom * range) + "]\n";
     script += "set xlabel 'time, " + picture.timeUnit + "'\nset ylabel 'current, uA'\n";
     AppendTicks(script, picture.ticks);
 }
@@ -70,17 +75,17 @@ void AppendAxes(std::string& script, const PlotPicture& picture)
 void AppendBreaks(std::string& script, const PlotPicture& picture)
 {
     for (const PlotBreak& gap : picture.breaks) {
-        const std::string from = Rounded(gap.from);
-        const std::string to = Rounded(gap.to);
+        const std::string from = Number(gap.from);
+        const std::string to = Number(gap.to);
         const double middle = (gap.from + gap.to) / 2;
         const bool narrow = gap.to - gap.from < 0.12 * picture.width;
         script += "set object rectangle from " + from + ",graph 0 to " + to +
                   ",graph 1 behind fillcolor '#eeeeee' fillstyle solid noborder\n";
-        script += "set label " + Quoted("pause, " + gap.label) + " at " + Rounded(middle) +
+        script += "set label " + Quoted("pause, " + gap.label) + " at " + Number(middle) +
                   (narrow ? ",graph 0.05 left rotate" : ",graph 0.93 center") + " textcolor '#555555'\n";
         for (const double side : {-0.004, 0.004}) {
-            const std::string foot = Rounded(middle + (side - 0.003) * picture.width);
-            const std::string head = Rounded(middle + (side + 0.003) * picture.width);
+            const std::string foot = Number(middle + (side - 0.003) * picture.width);
+            const std::string head = Number(middle + (side + 0.003) * picture.width);
             script += "set arrow from " + foot + ",graph -0.03 to " + head +
                       ",graph 0.03 nohead front linewidth 1.5 linecolor '#555555'\n";
         }
@@ -91,7 +96,7 @@ void AppendText(std::string& script, const PlotPicture& picture)
 {
     for (const PlotBreak& gap : picture.breaks)
         script += "set label " + Quoted("// " + gap.label + " //") + " at " +
-                  Rounded((gap.from + gap.to) / 2) + ",graph 0.95 center\n";
+                  Number((gap.from + gap.to) / 2) + ",graph 0.95 center\n";
     script += "set key below\nplot $asked with lines title 'asked', $played with lines title 'played'\n";
 }
 
