@@ -147,7 +147,7 @@ class Decoder
     // The place of words in binary is the number of their pattern in the file.
     void DecodeBinary(FileReader& file)
     {
-        Place place{m_options.input.file, 0};
+        Place place{m_options.input.file, 1};
         Record record{{}, m_options.stimulator.timeStepUsec, m_options.stimulator.ampStepUa};
         for (;;) {
             const std::string_view bytes = file.NextBytes(sizeof(unsigned int));
@@ -155,12 +155,12 @@ class Decoder
                 return Refuse(place, "the file ends within a word");
             unsigned int word = 0;
             std::memcpy(&word, bytes.data(), bytes.size());
-            if (bytes.empty() || playback::IsCycleWord(word)) {
-                if (!record.words.empty()) Print(place, record);
-                if (bytes.empty()) return;
+            if (!record.words.empty() && (bytes.empty() || playback::IsCycleWord(word))) {
+                Print(place, record);
                 record.words.clear();
                 ++place.number;
             }
+            if (bytes.empty()) return;
             // One word too many is enough to refuse them.
             if (record.words.size() <= StimPattern::MaxWords) record.words.push_back(word);
         }

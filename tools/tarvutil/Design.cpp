@@ -132,7 +132,8 @@ void AddDesign(CLI::App& program, int& exitStatus)
     number("--frequency", options->frequencyHz, "HZ", "Pulses a second", false)->required();
     command.add_option("--train", options->trainMsec, "Length of the train, milliseconds, or inf")
         ->option_text("MSEC")
-        ->check([](const std::string& text) { return text == "inf" ? std::string() : FloatAbove(false)(text); })
+        ->check(
+            [](const std::string& text) { return text == "inf" ? std::string() : FloatAbove(false)(text); })
         ->required();
     command.add_option("--balance", options->balance, "Balance mode: 0 off, 1 to 4 ratio 1, 2, 4, 8 [1]")
         ->option_text("MODE")
@@ -153,7 +154,8 @@ void AddDesign(CLI::App& program, int& exitStatus)
            "With --balance 0: amplitude of phase 2, microamperes", true);
     AddStimulatorOptions(command, options->stimulator);
     command.callback([options, &exitStatus] {
-        if ((options->balance == 0) != (options->phase2Usec.has_value() && options->amplitude2Ua.has_value()))
+        const bool off = options->balance == 0;
+        if (options->phase2Usec.has_value() != off || options->amplitude2Ua.has_value() != off)
             throw CLI::ValidationError(
                 "--balance 0 needs --phase2 and --amplitude2, another mode takes neither");
         exitStatus = Design(*options);

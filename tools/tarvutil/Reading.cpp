@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <stdexcept>
 
 #include "Figures.h"
 #include "Output.h"
@@ -124,13 +123,7 @@ const Reading& Reader::Read(const Place& place, std::string_view text)
     m_reading.failure.clear();
     m_reading.words.clear();
     MakeFresh(m_reading.pattern);
-    try {
-        if (TakePhases() && TakeText()) Encode();
-    } catch (const std::out_of_range&) {
-        m_reading.words.clear();
-        m_reading.failure = "a list of " + std::to_string(m_reading.phases.size()) +
-                            " phases can be neither balanced nor repaired: a Lilly pattern has five";
-    }
+    if (TakePhases() && TakeText()) Encode();
     return m_reading;
 }
 

@@ -1,7 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
-#include <iostream>
+#include <string>
 
 #include "Commands.h"
 #include "Exit.h"
@@ -30,6 +30,9 @@ int Run(int argc, char** argv)
                      "tarvutil");
     int exitStatus = ExitDone;
     AddCommands(program, exitStatus);
+    const auto isAsked = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+    if (argc > 1 && argv[1][0] != '-' && program.get_subcommands(isAsked).empty())
+        throw Fault("unknown command " + std::string(argv[1]) + "; see tarvutil --help");
     try {
         program.parse(argc, argv);
     } catch (const CLI::Success& request) {  // --help, --version
