@@ -24,16 +24,16 @@ class MemoryFile
 
     void Set(const std::string& text) const
     {
-        Require(ftruncate(m_fd, 0) == 0 && lseek(m_fd, 0, SEEK_SET) == 0, "the file is emptied");
-        Require(write(m_fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-                "the file is filled");
+        const auto size = static_cast<ssize_t>(text.size());
+        Require(ftruncate(m_fd, 0) == 0 && pwrite(m_fd, text.data(), text.size(), 0) == size,
+                "the file is set");
+        lseek(m_fd, 0, SEEK_SET);
     }
 
     std::string Text() const
     {
         std::string text(static_cast<std::size_t>(lseek(m_fd, 0, SEEK_END)), '\0');
-        Require(pread(m_fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()),
-                "the file is read");
+        Require(pread(m_fd, text.data(), text.size(), 0) >= 0, "the file is read");
         return text;
     }
 
@@ -44,26 +44,16 @@ class MemoryFile
     int m_fd;
 };
 
-// Sends what is written to a standard descriptor to a file, while it lives.
-class Redirected
+// Runs with what goes to a standard descriptor sent to a file.
+template <typename Run>
+void Redirected(int descriptor, const MemoryFile& file, Run run)
 {
- public:
-    Redirected(int descriptor, const MemoryFile& file) : m_descriptor(descriptor), m_kept(dup(descriptor))
-    {
-        dup2(file.Descriptor(), descriptor);
-    }
-    ~Redirected()
-    {
-        dup2(m_kept, m_descriptor);
-        close(m_kept);
-    }
-    Redirected(const Redirected&) = delete;
-    Redirected& operator=(const Redirected&) = delete;
-
- private:
-    int m_descriptor;
-    int m_kept;
-};
+    const int kept = dup(descriptor);
+    dup2(file.Descriptor(), descriptor);
+    run();
+    dup2(kept, descriptor);
+    close(kept);
+}
 
 // The exit status; ExitUsage when the command cannot be carried out.
 int Decode(std::vector<std::string> arguments)
@@ -72,10 +62,8 @@ int Decode(std::vector<std::string> arguments)
     int status = ExitDone;
     AddDecode(program, status);
     try {
-        program.parse(arguments);  // takes them from the back
-    } catch (const CLI::ParseError&) {
-        return ExitUsage;
-    } catch (const Fault&) {
+        program.parse(arguments);          // takes them from the back
+    } catch (const std::runtime_error&) {  // CLI::ParseError, Fault
         return ExitUsage;
     }
     return status;
@@ -93,21 +81,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool json = in.Bool();
     const bool fromFile = in.Bool();
     const std::string text = in.Rest();
-    std::vector<std::string> arguments{json ? "--format=json" : "--format=table", "decode"};
-    if (fromFile) {
-        arguments.insert(arguments.begin(), "--file=" + input.Path());
-        input.Set(text);
-    } else {
-        arguments.insert(arguments.begin(), text);
-    }
+    input.Set(text);
     output.Set({});
     messages.Set({});
     int status = ExitUsage;
-    {
-        const Redirected toOutput(STDOUT_FILENO, output);
-        const Redirected toMessages(STDERR_FILENO, messages);
-        status = Decode(arguments);
-    }
+    const auto decode = [&] {
+        status = Decode({fromFile ? "--file=" + input.Path() : text,
+                         json ? "--format=json" : "--format=table", "decode"});
+    };
+    Redirected(STDOUT_FILENO, output, [&] { Redirected(STDERR_FILENO, messages, decode); });
+
     constexpr std::size_t MostPerByte = 300;
     const std::string printed = output.Text();
     Require(printed.size() + messages.Text().size() <= MostPerByte * (size + 10), "the output is bounded");
