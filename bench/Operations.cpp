@@ -60,12 +60,12 @@ MakeWork UnchangedWords(const Subject& subject)
     });
 }
 
-// edit(pattern, turn, zero) changes the pattern another way at each turn, 0 or 1.
-template <typename Edit>
-MakeWork EditedWords(const Subject& subject, Edit edit)
+// make makes the pattern; edit(pattern, turn, zero) changes it another way at each turn, 0 or 1.
+template <typename Make, typename Edit>
+MakeWork EditedWords(Make make, Edit edit)
 {
-    return Repeat([subject, edit] {
-        return [edit, pattern = subject.Make(), out = Words(), turn = 0]() mutable {
+    return Repeat([make, edit] {
+        return [edit, pattern = make(), out = Words(), turn = 0]() mutable {
             turn ^= 1;
             edit(*pattern, turn, out.Zero());
             out.count = pattern->WordArray(out.words, 0);
@@ -77,29 +77,31 @@ MakeWork AmplitudeEdit(const Subject& subject)
 {
     static constexpr float Amps[] = {-3 * AmpStepUa, -4 * AmpStepUa};
     if (subject.lilly)
-        return EditedWords(subject, [](StimPattern& pattern, int turn, float zero) {
-            static_cast<LillyPattern&>(pattern).SetPhase1Amp(Amps[turn] + zero);
-        });
-    return EditedWords(subject, [](StimPattern& pattern, int turn, float zero) {
-        pattern.SetPhaseAmp(1, Amps[turn] + zero);
-    });
+        return EditedWords(
+            [] { return std::make_unique<LillyPattern>(DefaultLilly()); },
+            [](LillyPattern& pattern, int turn, float zero) { pattern.SetPhase1Amp(Amps[turn] + zero); });
+    return EditedWords(
+        [subject] { return subject.Make(); },
+        [](StimPattern& pattern, int turn, float zero) { pattern.SetPhaseAmp(1, Amps[turn] + zero); });
 }
 
 // By three time steps: what the phase leaves of a step stays as it is.
 MakeWork LengthEdit(const Subject& subject)
 {
     const float len = subject.phases[2].len;
-    return EditedWords(subject, [len](StimPattern& pattern, int turn, float zero) {
-        pattern.SetPhaseLen(2, len + 100 * static_cast<float>(turn) + zero);
-    });
+    return EditedWords([subject] { return subject.Make(); },
+                       [len](StimPattern& pattern, int turn, float zero) {
+                           pattern.SetPhaseLen(2, len + 100 * static_cast<float>(turn) + zero);
+                       });
 }
 
 MakeWork PeriodEdit(const Subject& subject)
 {
     const float period = subject.Make()->Period();
-    return EditedWords(subject, [period](StimPattern& pattern, int turn, float zero) {
-        pattern.SetPeriod(period + static_cast<float>(turn) + zero);
-    });
+    return EditedWords([subject] { return subject.Make(); },
+                       [period](StimPattern& pattern, int turn, float zero) {
+                           pattern.SetPeriod(period + static_cast<float>(turn) + zero);
+                       });
 }
 
 // Phase 2 begins while the step still carries the current of phase 1: the repair lengthens the IPI.
@@ -173,7 +175,9 @@ MakeWork Continuation(const Subject& subject)
 MakeWork Construction(const Subject& subject)
 {
     if (subject.lilly)
-        return Repeat([] { return [count = 0]() mutable { count += DefaultLilly().PhaseCount(); }; });
+        return Repeat([] {
+            return [count = 0]() mutable { count = DefaultLilly(count < 0 ? 1.0f : AmpStepUa).PhaseCount(); };
+        });
     return Repeat([subject] {
         return [phases = subject.phases, count = 0]() mutable {
             phases[0].amp = count < 0 ? 1.0f : 0.0f;

@@ -44,9 +44,9 @@ bool PlainPattern::AdjustPhases(std::vector<phase>& /*current*/, std::vector<pha
     return ListValid(proposed, maxCmds);
 }
 
-LillyPattern DefaultLilly()
+LillyPattern DefaultLilly(float ampStepUa)
 {
-    return {LillyBudget, TimeStepUsec, 0, 0, AmpStepUa, 0, 1000};
+    return {LillyBudget, TimeStepUsec, 0, 0, ampStepUa, 0, 1000};
 }
 
 PlainPattern PlainOf(const std::vector<phase>& phases)

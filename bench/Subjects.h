@@ -25,7 +25,7 @@ class PlainPattern final : public StimPattern
     bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) override;
 };
 
-LillyPattern DefaultLilly();
+LillyPattern DefaultLilly(float ampStepUa = AmpStepUa);
 PlainPattern PlainOf(const std::vector<phase>& phases);
 
 struct Subject
