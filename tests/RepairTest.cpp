@@ -51,8 +51,8 @@ TEST(Repair, MovesBoundariesOntoSteps)
     ExpectRepairs(open, All, true, "5,0 7,-10 8,0 10,10 70,0");
     ExpectRepairs(open, Offset, true, "10,0 7,-10 3,0 10,10 70,0");
     ExpectRepairs(open, Phase2, false, open);
-    // Two repairs in one step: the IPI grows by 3, is long enough then, and shrinks by a whole step.
-    ExpectRepairs("10,0 10,-9 9,0 8,9 20,-9", All, true, "10,0 10,-9 2,0 8,9 27,-9");
+    // Two repairs in one step: the IPI grows by 9.25, is long enough then, and shrinks by a whole step.
+    ExpectRepairs("10,0 10,-9 9,0 1.75,9 20,-9", All, true, "10,0 10,-9 8.25,0 1.75,9 20.75,-9");
     // Less than an amplitude step is inactive for the repair, but not for the validation behind it.
     ExpectRepairs(open, All, false, open, 20, 11);
     ExpectRepairs("5,0 7,-11 3,0 10,10 75,0", All, false, "5,0 7,-11 3,0 10,10 75,0", 20, 11);
