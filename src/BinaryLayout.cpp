@@ -1,4 +1,4 @@
-// Holds the layout of the plain classes, which hosts have compiled in: there is nothing to run.
+// Holds what hosts have compiled in: the layout of the plain classes, and values. No build goes through without.
 
 #include <cstddef>
 #include <cstdint>
