@@ -75,7 +75,7 @@ struct Inside : StimPattern
     // As after so many edits that the counts are about to start again at 0.
     static void Age(StimPattern& p, int left)
     {
-        p.*(&Inside::m_arrayChangeCount) = p.ArrayIsCurrent() ? INT_MAX - left : -1;
+        p.*(&Inside::m_arrayChangeCount) = p.ArrayIsCurrent() ? INT_MAX - left : 0;
         p.*(&Inside::m_changeCount) = p.*(&Inside::m_updateCount) = INT_MAX - left;
     }
 
