@@ -84,6 +84,7 @@ TEST(CliTest, EncodesEachPatternAndSaysWhyOneFailed)
          "argument 1: Invalid phase specification string: [(1,2,3)(4)]\n"
          "argument 1: invalid train duration specification string [D=[0]]\n"},
         {hex + "'P:)):D=[1]'", 1, "", "holds no phase"},
+        {hex + "--file /missing" + Quoted(Exact), 2, ExactHex, "tarvutil: cannot read /missing"},
         {hex + "'' x -- -y", 1, "", "argument 3: Invalid pattern specification string: [-y]"},
     });
 }

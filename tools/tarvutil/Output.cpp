@@ -27,11 +27,11 @@ extern "C" void RemoveAndEnd(int number)
 
 void RemoveOnSignal(const std::string& path)
 {
-    for (const int number : EndingSignals) std::signal(number, SIG_DFL);
     removedOnSignal[0] = '\0';
     if (path.empty() || path.size() >= sizeof removedOnSignal) return;
     std::memcpy(removedOnSignal, path.c_str(), path.size() + 1);
-    for (const int number : EndingSignals) std::signal(number, RemoveAndEnd);
+    for (const int number : EndingSignals)
+        if (std::signal(number, RemoveAndEnd) == SIG_IGN) std::signal(number, SIG_IGN);
 }
 
 [[noreturn]] void CannotWrite(const std::string& path, int error)
@@ -123,6 +123,7 @@ Output::Output(const std::string& path) : m_path(path.empty() ? path : Resolved(
 
 Output::~Output()
 {
+    if (m_path.empty() && m_fd == STDOUT_FILENO) WriteAll(m_fd, m_buffer);
     if (m_fd > STDERR_FILENO) close(m_fd);
     if (m_temporary.empty()) return;
     unlink(m_temporary.c_str());

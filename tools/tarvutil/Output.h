@@ -13,7 +13,7 @@ class Output
     // so that nothing half-written is ever found under its name; devices and pipes are written as they are.
     // Throws Fault, as the operations do, when it cannot be written.
     explicit Output(const std::string& path = {});
-    // Removes what Finish has not put in its place.
+    // Removes the file that Finish has not put in its place; to standard output hands on what was collected.
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;

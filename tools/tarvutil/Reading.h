@@ -34,7 +34,6 @@ class Reader
 
     // Valid until the next call.
     const Reading& Read(const Place& place, std::string_view text);
-    const Reading& Last() const { return m_reading; }
 
  private:
     bool TakePhases();
