@@ -76,7 +76,7 @@ class Bytes
     std::string Text(std::size_t size)
     {
         if (size > m_size) size = m_size;
-        const std::string text(m_data, m_data + size);
+        std::string text(m_data, m_data + size);
         m_data += size;
         m_size -= size;
         return text;

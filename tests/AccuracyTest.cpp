@@ -44,7 +44,11 @@ struct Bounds
     double Early() const { return near || large ? Longest() : Cut(); }
     double Late() const { return large ? T - 32 : 0; }
     double Longer() const { return large ? 2 * std::floor(Longest() / 512) * T : 0; }
-    double Gain(int i) const { return std::max(i * Up(), i / 2 * Short() + i % 2 * Up()); }
+    double Gain(int i) const
+    {
+        const int pairs = i / 2;
+        return std::max(i * Up(), pairs * Short() + i % 2 * Up());
+    }
 
     Range Boundary(int i) const
     {

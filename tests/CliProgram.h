@@ -26,7 +26,7 @@ inline Ran Tarvutil(const std::string& arguments, const std::string& environment
     FILE* pipe = popen((environment + " " TARVUTIL_PROGRAM " " + arguments).c_str(), "r");
     if (pipe == nullptr) throw std::runtime_error("cannot run " TARVUTIL_PROGRAM);
     std::string out;
-    std::array<char, 65536> block;
+    std::array<char, 65536> block{};
     for (std::size_t count = 0; (count = std::fread(block.data(), 1, block.size(), pipe)) > 0;)
         out.append(block.data(), count);
     const int status = pclose(pipe);
