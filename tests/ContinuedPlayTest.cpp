@@ -117,14 +117,16 @@ TEST_F(ContinuedPlay, RefusalLeavesRecordAndBufferAlone)
 TEST_F(ContinuedPlay, DueTimesSaturateWhenTheArrayHasNoWords)
 {
     pattern.SetTrainLength(Inf);
-    for (const float usec : {1e30f, -1e30f}) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    const std::tuple<float, long, std::int64_t> rows[] = {
+        {1e30f, 9, Limits::max()}, {-1e30f, -9, Limits::min()}, {-1024000, -9, -9 - 1024 * 4095}};
+    for (const auto& [usec, start, next] : rows) {
         pattern.m_phases = {{usec, 0}};
         pattern.UpdateWordArray();
         pattern.m_arrayChangeCount = pattern.m_changeCount;
-        ContinuedItemPlay play = Record(0, usec < 0 ? -9 : 9);
+        ContinuedItemPlay play = Record(0, start);
         EXPECT_EQ(play.ContinueCmds(20, buf), 0);
-        using Limits = std::numeric_limits<std::int64_t>;
-        EXPECT_EQ(play.m_nextMsec, usec < 0 ? Limits::min() : Limits::max());
+        EXPECT_EQ(play.m_nextMsec, next);
     }
 }
 

@@ -72,6 +72,8 @@ TEST(Lilly, SettersKeepThePeriodAndReturnWhatIsInEffect)
         {[](auto& p) { return p.SetIPI(-5, false); }, 0, "0,0 100,-30 0,0 100,30 99800,0"},
         {[=](auto& p) { return p.SetIPI(room, false); }, room, "0,0 100,-30 99766.664,0 100,30 33.336,0"},
         {[=](auto& p) { return p.SetIPI(room + 0.01f, false); }, 100, Default},
+        {[=](auto& p) { return p.SetIPI(room, true), static_cast<float>(p.ChangeCount()); }, 2,
+         "0,0 100,-30 99766.664,0 100,30 33.336,0"},
         {[](auto& p) { return p.SetIPI(100100, true); }, 100100, "0,0 100,-30 100100,0 100,30 33.336,0"},
         {[](auto& p) { return p.SetOffset(0.2f, false); }, 0.2f, "200,0 100,-30 100,0 100,30 99500,0"},
         {[](auto& p) { return p.SetOffset(-0.2f, true); }, 0, Default},
@@ -122,6 +124,11 @@ TEST(Lilly, Phase2FollowsPhase1WhileBalanced)
         {[](auto& p) { return p.SetOffset(90, 0), p.SetPhase1Len(5000, 0); }, 100,
          "90000,0 100,-30 100,0 150,20 9650,0"},
         {balance(7, LillyPattern::Len, 200), 200, "0,0 200,-30 100,0 200,30 99500,0"},
+        {[](auto& p) { return p.SetPeriod(0), p.SetPhase2Len(9, true); }, 150,
+         "0,0 100,-30 100,0 150,20 0,0"},
+        {[](auto& p) { return p.SetPeriod(0), p.SetPhase2Amp(9), p.IPI(); }, 100,
+         "0,0 100,-30 100,0 150,20 0,0"},
+        {balance(3, LillyPattern::Amp, 161), 400, "0,0 100,160 100,0 400,-40 99400,0"},
         {balance(4, LillyPattern::Amp, 161), 800, "0,0 100,160 100,0 800,-20 99000,0"},
     };
     for (const auto& row : rows) ExpectSetter(row, 2);

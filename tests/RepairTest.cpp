@@ -80,6 +80,7 @@ TEST(Repair, WalksOtherListsByItsOwnThresholds)
     // What a junction leaves of a phase keeps the step open above 0.015 us, although it is not carried.
     ExpectRepairs("3,0 7.25,-10 0,0 10,10 79.75,0 0,0", All, true, "3,0 7.25,-10 10,0 10,10 69.75,0 0,0");
     // A negative length leaves time as well: -3 us are a step back and 7 us.
+    ExpectRepairs("-3,0 20,-9 10,0 10,9 60,0", All, false, "-3,0 20,-9 10,0 10,9 60,0");
     ExpectRepairs("10,0 10,-9 -3,0 2,9 200,0", Phase2, false, "10,0 10,-9 -3,0 3,6 199,0");
     ExpectRepairs("9,0 2,10 7,0 2,5", All, false, "9,0 2,10 7,0 2,5");
     ExpectRepairs("", All, true, "", 0);

@@ -156,6 +156,7 @@ std::optional<Words> Collected(int capacity, Write write)
     Words words(static_cast<std::size_t>(std::max(capacity, 0)) + 1, Untouched);
     const int count = write(words.data());
     EXPECT_EQ(words.back(), Untouched);
+    EXPECT_GE(count, -1);
     if (count < 0) return std::nullopt;
     EXPECT_EQ(words[static_cast<std::size_t>(count)], Untouched);
     words.resize(static_cast<std::size_t>(count));
