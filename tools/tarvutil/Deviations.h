@@ -56,11 +56,11 @@ struct AskedPlayed
 // The stages of a phase on its way from text to current.
 struct PhaseDeviation
 {
-    AskedPhase asked;       // as written
-    phase read;             // rounded by the text reader
-    phase clamped;          // to the largest amplitude
-    phase balanced;         // by the balance mode, and what the pattern finally held
-    AskedPhase played;      // by the words
+    AskedPhase asked{};     // as written
+    phase read{};           // rounded by the text reader
+    phase clamped{};        // to the largest amplitude
+    phase balanced{};       // by the balance mode, and what the pattern finally held
+    AskedPhase played{};    // by the words
     AskedPlayed startUsec;  // within the cycle
     double gainedUsec = 0;  // by counts rounded up, or (below 0) leftovers dropped
 

@@ -15,7 +15,8 @@ namespace {
 
 constexpr int EndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
-// The temporary file, for the handler of a signal that ends the program; at most one at a time.
+// The temporary file, for the handler of a signal that ends the program; at most one at a time. A handler reaches
+// nothing but what is global. NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 char removedOnSignal[4096];
 
 extern "C" void RemoveAndEnd(int number)
@@ -45,7 +46,7 @@ std::string Resolved(const std::string& path)
     char* real = realpath(path.c_str(), nullptr);
     if (real == nullptr) return path;
     std::string resolved(real);
-    std::free(real);
+    std::free(real);  // NOLINT(cppcoreguidelines-no-malloc): realpath took it from malloc
     return resolved;
 }
 
