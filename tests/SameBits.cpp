@@ -132,9 +132,11 @@ class Life
         m_ampStep = m_random.Of(AmpSteps);
         const int mode = m_random.Below(10);
         if (mode < 5)
-            m_pattern.reset(m_lilly = new LillyPattern(budget, timeStep, 0, 0, m_ampStep, mode, 1000));
+            m_pattern =
+                std::make_unique<LillyPattern>(budget, timeStep, 0.0f, 0.0f, m_ampStep, mode, 1000.0f);
         else
             m_pattern = std::make_unique<PlainPattern>(budget, timeStep, m_ampStep, 1000.0f);
+        m_lilly = dynamic_cast<LillyPattern*>(m_pattern.get());
     }
 
     // A repair may find that a phase is missing.
