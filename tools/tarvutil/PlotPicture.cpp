@@ -78,7 +78,10 @@ class Axis
         const double width = Width();
         for (const Run& run : m_runs) {
             if (run.Shortened()) continue;
-            for (double tick = std::ceil(run.from / step) * step; tick <= run.to; tick += step) {
+            const double first = std::ceil(run.from / step);
+            const int further = static_cast<int>(std::floor(run.to / step) - first);
+            for (int i = 0; i <= further; ++i) {
+                const double tick = (first + i) * step;
                 const double at = At(tick);
                 const bool room = ticks.empty() || at - ticks.back().at > Nearest * width;
                 if (room && width - at > Nearest * width) ticks.push_back({at, Rounded(tick / unitUsec)});
