@@ -165,6 +165,10 @@ TEST(Lilly, TrainIsNeverShorterThanThePeriod)
         EXPECT_EQ(lilly.TrainLength(), row[1]);
         EXPECT_EQ(lilly.ChangeCount(), row[2]);
     }
+    // A period longer than the train by less than milliseconds tell apart.
+    lilly.m_trainLengthUsec = 128000.0078f;
+    lilly.SetPeriod(128.0000153f);
+    EXPECT_GT(lilly.PeriodUsec(), lilly.m_trainLengthUsec);
 }
 
 void ExpectPolarity(int polarity, const std::string& table)
