@@ -175,7 +175,7 @@ float LillyPattern::SetPhase1Len(float lenUsec, bool extendPeriod)
 float LillyPattern::SetPhase2Len(float lenUsec, bool extendPeriod)
 {
     if (BalanceEnabled())
-        BalancePhases(m_balanceMode, Phase2, Len, std::max(lenUsec, 0.0f), false);
+        BalancePhases(m_balanceMode, Phase2, Len, lenUsec, false);
     else
         SetLength(Phase2Index, lenUsec, extendPeriod);
     return Phase2Len();
@@ -352,7 +352,7 @@ class LillyRepair
                 const bool closed = CloseOpenStep();
                 if (!FillSharedStep(static_cast<int>(i), len) || !parted || !closed) return false;
             }
-            CountWords(len, steps, i + 1 == m_phases.size());
+            CountWords(len, steps);
         }
         return true;
     }
@@ -423,7 +423,7 @@ class LillyRepair
 
     // Unlike validation this counts a junction word only with carried time, takes a phase for used up by
     // IgnoreFrac, and for active by its whole amplitude steps.
-    void CountWords(float len, int steps, bool last)
+    void CountWords(float len, int steps)
     {
         float time = len + m_carry.time;
         float rest = len;
@@ -442,7 +442,6 @@ class LillyRepair
         if (cut.rest > StimPattern::IgnoreUsec) {
             m_carry.time = cut.rest;
             if (!(m_carry.active && cut.count == 0)) m_carry.active = steps != 0;
-            if (last) ++m_words;
         } else {
             m_carry.time = 0;
             if (cut.count != 0) m_carry.active = false;

@@ -24,7 +24,6 @@ char At(std::string_view text, std::size_t i)
 
 bool TakeSign(std::string_view& text)
 {
-    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
     const char sign = At(text, 0);
     if (sign == '-' || sign == '+') text.remove_prefix(1);
     return sign == '-';
@@ -62,7 +61,7 @@ bool IsOverflow(std::string_view text, bool hex)
     }
     const char marker = At(text, i);
     const bool marked = hex ? marker == 'p' || marker == 'P' : marker == 'e' || marker == 'E';
-    const int exponent = marked && !IsBlank(At(text, i + 1)) ? ReadInt(text.substr(i + 1)) : 0;
+    const int exponent = marked ? ReadInt(text.substr(i + 1)) : 0;
     return place * (hex ? 4 : 1) + exponent > 0;
 }
 
