@@ -1,70 +1,56 @@
 #pragma once
 
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
+#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
-// The built program, run as a user runs it.
-
+// What a command line printed, and how it ended: its exit status, or -1 for a signal.
 struct Ran
 {
     int status;
-    std::string out;
+    std::string out, err;
 };
 
-// arguments stand as they would on a command line of the shell, redirections included.
-inline Ran Tarvutil(const std::string& arguments, const std::string& environment = {})
-{
-    FILE* pipe = popen((environment + " " TARVUTIL_PROGRAM " " + arguments).c_str(), "r");
-    if (pipe == nullptr) throw std::runtime_error("cannot run " TARVUTIL_PROGRAM);
-    std::string out;
-    std::array<char, 65536> block{};
-    for (std::size_t count = 0; (count = std::fread(block.data(), 1, block.size(), pipe)) > 0;)
-        out.append(block.data(), count);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
-}
-
-// The objects that a command prints, one a line.
-inline std::vector<nlohmann::json> TarvutilJson(const std::string& arguments)
-{
-    std::vector<nlohmann::json> objects;
-    const std::string out = Tarvutil(arguments + " --format json 2>/dev/null").out;
-    for (std::size_t begin = 0; begin < out.size();) {
-        const std::size_t end = out.find('\n', begin);
-        objects.push_back(nlohmann::json::parse(out.substr(begin, end - begin)));
-        begin = end + 1;
-    }
-    return objects;
-}
-
-// A directory of its own for the files of one test, removed with everything in it.
-class ScratchDirectory
+// Runs command lines as a user types them, through sh, with the built tarvutil on PATH. The working directory is
+// their own and goes with the object; $PATTERNS are the patterns that come with the program.
+class Shell
 {
  public:
-    ScratchDirectory()
+    Shell()
     {
         if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("cannot make " + m_path);
+        std::filesystem::create_directory(m_path + "/work");
     }
-    ~ScratchDirectory() { static_cast<void>(std::system(("rm -rf " + m_path).c_str())); }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ~Shell() { std::filesystem::remove_all(m_path); }
+    Shell(const Shell&) = delete;
+    Shell& operator=(const Shell&) = delete;
 
-    std::string Path(const std::string& name) const { return m_path + "/" + name; }
-    std::string Write(const std::string& name, const std::string& text) const
+    Ran Run(const std::string& command) const
     {
-        std::ofstream(Path(name), std::ios::binary) << text;
-        return Path(name);
+        Write("../command", command);
+        const int status =
+            std::system(("cd " + m_path +
+                         "/work && PATH=" TARVUTIL_DIRECTORY ":$PATH PATTERNS=" TARVUTIL_PATTERNS
+                         " sh ../command >../out 2>../err </dev/null")
+                            .c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read("../out"), Read("../err")};
+    }
+    void Write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(m_path + "/work/" + name, std::ios::binary) << text;
     }
 
  private:
+    std::string Read(const std::string& name) const
+    {
+        std::ifstream file(m_path + "/work/" + name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
     std::string m_path = "/tmp/tarvutil-test-XXXXXX";
 };
