@@ -1,11 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <iomanip>
-#include <sstream>
-#include <vector>
+#include <iostream>
+#include <map>
 
 #include "Playback.h"
 #include "TestPatterns.h"
@@ -18,8 +16,7 @@ namespace {
 
 struct Range
 {
-    double low = 0;
-    double high = 0;
+    double low = 0, high = 0;
 
     bool Contains(double value) const { return value >= low && value <= high; }
     Range Widened(double by) const { return {low - by, high + by}; }
@@ -44,11 +41,7 @@ struct Bounds
     double Early() const { return near || large ? Longest() : Cut(); }
     double Late() const { return large ? T - 32 : 0; }
     double Longer() const { return large ? 2 * std::floor(Longest() / 512) * T : 0; }
-    double Gain(int i) const
-    {
-        const int pairs = i / 2;
-        return std::max(i * Up(), pairs * Short() + i % 2 * Up());
-    }
+    double Gain(int i) const { return std::max(i * Up(), i / 2 * Short() + i % 2 * Up()); }
 
     Range Boundary(int i) const
     {
@@ -80,8 +73,7 @@ Bounds BoundsOf(const PhaseList& phases, double T)
     if (!bounds.Carries()) return bounds;
     const double longest = bounds.Longest();
     const double lastStart = T == std::floor(T) ? longest : T - 0.5;
-    double carried = 0;
-    double rounding = 0;
+    double carried = 0, rounding = 0;
     for (const phase& p : phases) {
         const double time = carried + p.len;
         const double left = std::fmod(time, T);
@@ -102,12 +94,7 @@ class ListMaker
 {
  public:
     ListMaker(Random& random, double T, double ampStep, bool wholeUsec = false)
-        : m_random(random),
-          m_wholeUsec(wholeUsec),
-          m_T(T),
-          m_ampStep(ampStep),
-          m_mood(m_random.Below(Aims)),
-          m_slot(m_random.Below(Slots))
+        : m_random(random), m_wholeUsec(wholeUsec), m_T(T), m_ampStep(ampStep)
     {}
 
     PhaseList Plain()
@@ -181,11 +168,10 @@ class ListMaker
 
     Random& m_random;
     const bool m_wholeUsec;
-    const double m_T;
-    const double m_ampStep;
-    const int m_mood;
+    const double m_T, m_ampStep;
+    const int m_mood = m_random.Below(Aims);
+    int m_slot = m_random.Below(Slots);
     const bool m_pure = Chance(0.3);  // every phase in the same mood: what adds along the list does
-    int m_slot;
     double m_carried = 0;
     bool m_nearThreshold = false;
 };
@@ -193,168 +179,113 @@ class ListMaker
 constexpr std::array<float, 10> TimeSteps{0.5f, 0.9f, 1, 10.9f, 20, ThirdStep, 40.6f, 50, 100, 1000};
 constexpr std::array<float, 6> AmpSteps{0.1f, 0.3f, 1, 3.3f, 7.5f, 10};
 
-enum Quantity
-{
-    Boundary,
-    Length,
-    Amplitude,
-    Period,
-    NetCharge,
-    Quantities
-};
-constexpr const char* Names[] = {"boundary", "length", "amplitude", "period", "net charge"};
-
 // The worst found on one time step, of each quantity: played less, and played more than asked.
+struct Worst
+{
+    double error = 0, bound = 0;  // the largest, and its bound
+    double share = 0;             // the largest part of a bound that an error reached
+};
+
 struct Tally
 {
-    struct Worst
-    {
-        double error = 0;  // the largest, and its bound
-        double bound = 0;
-        double share = 0;  // the largest part of a bound that an error reached
-    };
-
-    void Take(Quantity quantity, double error, const Range& range)
-    {
-        Worst& entry = worst[quantity][error > 0];
-        const double bound = error > 0 ? range.high : range.low;
-        if (std::fabs(error) > std::fabs(entry.error)) entry = {error, bound, entry.share};
-        if (bound != 0) entry.share = std::max(entry.share, error / bound);
-    }
-
-    void Print(float timeStep, const char* kind) const
-    {
-        std::printf("time step %g, %s: %d patterns\n", static_cast<double>(timeStep), kind, patterns);
-        for (int quantity = 0; quantity < Quantities; ++quantity)
-            for (const Worst& entry : worst[quantity])
-                if (entry.error != 0)
-                    std::printf("  %-10s %12.4f, bound %12.4f; share %.3f\n", Names[quantity], entry.error,
-                                entry.bound, entry.share);
-    }
-
     int patterns = 0;
-    Worst worst[Quantities][2];
+    std::map<std::string, std::array<Worst, 2>> worst;
+};
+
+// What was played of one phase.
+struct Played
+{
+    double startUsec = 0, endUsec = 0;
+    double timeUsec = 0;  // at the phase's current; 0 when nothing of it was played
+    double currentUa = 0;
 };
 
 // One pattern, as asked and as played.
-class Comparison
+struct Comparison
 {
- public:
-    Comparison(const PhaseList& asked, const Words& words, const playback::Scale& scale)
-        : m_asked(asked),
-          m_scale(scale),
-          m_bounds(BoundsOf(asked, scale.timeStepUsec)),
-          m_segments(playback::Segments(words, scale)),
-          m_periodUsec(playback::PeriodUsec(words, scale))
-    {
-        for (const phase& p : asked) {
-            m_start.push_back(m_start.back() + p.len);
-            m_rounding.push_back(m_rounding.back() + Rounding(p.len, scale.timeStepUsec));
-            m_played.push_back(Find(p));
-        }
-    }
+    const PhaseList& asked;
+    const Words& words;
+    const playback::Scale scale;
+    const Bounds bounds = BoundsOf(asked, scale.timeStepUsec);
+    const std::vector<playback::Segment> segments = playback::Segments(words, scale);
+    std::vector<double> start{0};     // of each phase, as asked; the period behind the last
+    std::vector<double> rounding{0};  // that the bound of this start allows
+    std::vector<Played> played{};
 
-    bool ClearAndFitting() const { return !m_bounds.near && !m_bounds.large; }
-
-    void Hold(Tally& tally) const
+    void HoldTo(Tally& tally)
     {
         ++tally.patterns;
+        for (const phase& p : asked) {
+            start.push_back(start.back() + p.len);
+            rounding.push_back(rounding.back() + Rounding(p.len, scale.timeStepUsec));
+            played.push_back(Find(p));
+        }
         Range charge;
-        double chargeUnrounded = 0;
-        double currentUsec = 0;
-        for (std::size_t i = 0; i < m_asked.size(); ++i) {
+        double chargeUnrounded = 0, currentUsec = 0;
+        for (std::size_t i = 0; i < asked.size(); ++i) {
             const double current = HoldPhase(tally, i);
-            const Range length = m_bounds.Length().Widened(m_rounding[i + 1] - m_rounding[i]);
+            const Range length = bounds.Length().Widened(rounding[i + 1] - rounding[i]);
             charge.low += std::min(current * length.low, current * length.high);
             charge.high += std::max(current * length.low, current * length.high);
-            chargeUnrounded += current * m_asked[i].len;
-            currentUsec += m_played[i].timeUsec;
+            chargeUnrounded += current * asked[i].len;
+            currentUsec += played[i].timeUsec;
         }
-        const double chargePc = 1000 * playback::ChargeOf(m_segments).NetNc();
-        Hold(tally, NetCharge, chargePc - chargeUnrounded, charge, 0);
-        Hold(tally, Period, m_periodUsec - m_start.back(), m_bounds.Period(static_cast<int>(m_asked.size())),
-             m_rounding.back());
-        for (const playback::Segment& segment : m_segments)
+        Hold(tally, "net charge", 1000 * playback::ChargeOf(segments).NetNc() - chargeUnrounded, charge, 0);
+        Hold(tally, "period", playback::PeriodUsec(words, scale) - start.back(),
+             bounds.Period(static_cast<int>(asked.size())), rounding.back());
+        for (const playback::Segment& segment : segments)
             if (segment.kind == playback::Kind::Current) currentUsec -= segment.durationUsec;
-        EXPECT_NEAR(currentUsec, 0, 1e-6 + m_rounding.back())
-            << "a current that no phase asked for" << Text();
+        Hold(tally, "current that no phase asked for", currentUsec, Range{-1e-6, 1e-6}, rounding.back());
     }
-
- private:
-    struct Played
-    {
-        double startUsec = 0;
-        double endUsec = 0;
-        double timeUsec = 0;  // at the phase's current; 0 when nothing of it was played
-        double currentUa = 0;
-    };
 
     Played Find(const phase& p) const
     {
-        Played played;
-        for (const playback::Segment& segment : m_segments) {
+        Played found;
+        for (const playback::Segment& segment : segments) {
             const double lost = std::fabs(p.amp) - std::fabs(segment.currentUa);
-            if (segment.currentUa * p.amp <= 0 || !AmplitudeLost(p.amp, m_scale.ampStepUa).Contains(lost))
+            if (segment.currentUa * p.amp <= 0 || !AmplitudeLost(p.amp, scale.ampStepUa).Contains(lost))
                 continue;
-            if (played.timeUsec == 0) played.startUsec = segment.startUsec;
-            played.endUsec = segment.startUsec + segment.durationUsec;
-            played.timeUsec += segment.durationUsec;
-            played.currentUa = segment.currentUa;
+            found = {found.timeUsec == 0 ? segment.startUsec : found.startUsec,
+                     segment.startUsec + segment.durationUsec, found.timeUsec + segment.durationUsec,
+                     segment.currentUa};
         }
-        return played;
+        return found;
     }
 
     // Returns the current at which the phase is played, or would be if any of it were.
     double HoldPhase(Tally& tally, std::size_t i) const
     {
-        const phase& p = m_asked[i];
-        const Played& played = m_played[i];
-        const double ownRounding = m_rounding[i + 1] - m_rounding[i];
-        const bool carriesCurrent = std::fabs(p.amp) > 1.00001 * m_scale.ampStepUa;
-        if (played.timeUsec > 0) {
+        const phase& p = asked[i];
+        const auto& [startUsec, endUsec, timeUsec, currentUa] = played[i];
+        const double ownRounding = rounding[i + 1] - rounding[i];
+        const bool carriesCurrent = std::fabs(p.amp) > 1.00001 * scale.ampStepUa;
+        if (timeUsec > 0) {
             const int index = static_cast<int>(i);
-            Hold(tally, Boundary, played.startUsec - m_start[i], m_bounds.Boundary(index), m_rounding[i]);
-            Hold(tally, Boundary, played.endUsec - m_start[i + 1], m_bounds.Boundary(index + 1),
-                 m_rounding[i + 1]);
-            Hold(tally, Amplitude, std::fabs(p.amp) - std::fabs(played.currentUa),
-                 AmplitudeLost(p.amp, m_scale.ampStepUa), 0);
+            Hold(tally, "boundary", startUsec - start[i], bounds.Boundary(index), rounding[i]);
+            Hold(tally, "boundary", endUsec - start[i + 1], bounds.Boundary(index + 1), rounding[i + 1]);
+            Hold(tally, "amplitude", std::fabs(p.amp) - std::fabs(currentUa),
+                 AmplitudeLost(p.amp, scale.ampStepUa), 0);
         }
-        const bool betweenPlayed =
-            i > 0 && i + 1 < m_asked.size() && m_played[i - 1].timeUsec > 0 && m_played[i + 1].timeUsec > 0;
-        if (played.timeUsec > 0 || carriesCurrent)
-            Hold(tally, Length, played.timeUsec - p.len, m_bounds.Length(), ownRounding);
-        else if (betweenPlayed)
-            Hold(tally, Length, m_played[i + 1].startUsec - m_played[i - 1].endUsec - p.len,
-                 m_bounds.Length(), ownRounding);
-        return played.timeUsec > 0 ? played.currentUa : carriesCurrent ? p.amp : 0;
+        if (timeUsec > 0 || carriesCurrent)
+            Hold(tally, "length", timeUsec - p.len, bounds.Length(), ownRounding);
+        else if (i > 0 && i + 1 < asked.size() && played[i - 1].timeUsec > 0 && played[i + 1].timeUsec > 0)
+            Hold(tally, "length", played[i + 1].startUsec - played[i - 1].endUsec - p.len, bounds.Length(),
+                 ownRounding);
+        return timeUsec > 0 ? currentUa : carriesCurrent ? p.amp : 0;
     }
 
     // The worst is kept of lists that are short enough for the roundings not to count.
-    void Hold(Tally& tally, Quantity quantity, double error, const Range& bound, double rounding) const
+    void Hold(Tally& tally, const char* quantity, double error, const Range& range, double allowed) const
     {
-        if (m_rounding.back() < 0.01) tally.Take(quantity, error, bound);
-        const Range range = bound.Widened(rounding);
-        EXPECT_TRUE(range.Contains(error)) << Names[quantity] << " off by " << error << ", allowed "
-                                           << range.low << " to " << range.high << Text();
+        EXPECT_TRUE(range.Widened(allowed).Contains(error))
+            << quantity << " off by " << error << ", allowed " << range.low << " to " << range.high << ": "
+            << testing::PrintToString(asked) << " at " << scale.timeStepUsec << " and " << scale.ampStepUa;
+        if (rounding.back() >= 0.01) return;
+        Worst& worst = tally.worst[quantity][error > 0];
+        const double bound = error > 0 ? range.high : range.low;
+        if (std::fabs(error) > std::fabs(worst.error)) worst = {error, bound, worst.share};
+        if (bound != 0) worst.share = std::max(worst.share, error / bound);
     }
-
-    std::string Text() const
-    {
-        std::ostringstream text;
-        text << std::setprecision(9) << "\ntime step " << m_scale.timeStepUsec << ", amplitude step "
-             << m_scale.ampStepUa << (m_bounds.near ? ", near" : "") << (m_bounds.large ? ", large: " : ": ");
-        for (const phase& p : m_asked) text << '(' << p.len << ',' << p.amp << ')';
-        return text.str();
-    }
-
-    const PhaseList& m_asked;
-    const playback::Scale m_scale;
-    const Bounds m_bounds;
-    const std::vector<playback::Segment> m_segments;
-    const double m_periodUsec;
-    std::vector<double> m_start{0};     // of each phase, as asked; the period behind the last
-    std::vector<double> m_rounding{0};  // that the bound of this start allows
-    std::vector<Played> m_played;
 };
 
 // The words of a pattern, word 0 first; empty when it has none.
@@ -370,27 +301,32 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
     const char* const wish = std::getenv("TARVUTIL_ACCURACY_PATTERNS");
     const int patterns = wish == nullptr ? 20000 : std::atoi(wish);
     ASSERT_GT(patterns, 0);
-    std::array<Tally, TimeSteps.size()> clear;
-    std::array<Tally, TimeSteps.size()> others;
+    // By what decides the bounds: lists clear of the thresholds whose split points all fit, and others.
+    std::map<std::pair<float, const char*>, Tally> tallies;
     Random random(20240611);
     for (int encoded = 0; encoded < patterns && !HasFailure();) {
-        const std::size_t row = static_cast<std::size_t>(encoded) % TimeSteps.size();
+        const float timeStep = TimeSteps[static_cast<std::size_t>(encoded) % TimeSteps.size()];
         const float ampStep = AmpSteps[static_cast<std::size_t>(random.Below(AmpSteps.size()))];
-        ListMaker maker(random, TimeSteps[row], ampStep);
-        HostPattern plain({}, TimeSteps[row], ampStep, StimPattern::MaxWords);
-        LillyHost lilly(TimeSteps[row], ampStep, StimPattern::MaxWords);
+        ListMaker maker(random, timeStep, ampStep);
+        HostPattern plain({}, timeStep, ampStep, StimPattern::MaxWords);
+        LillyHost lilly(timeStep, ampStep, StimPattern::MaxWords);
         const bool repaired = random.Below(8) == 0;
         (repaired ? lilly.m_phases : plain.m_phases) = repaired ? maker.Lilly() : maker.Plain();
         const Words words = repaired ? WordsOf(lilly) : WordsOf(plain);
         if (words.empty()) continue;
         ++encoded;
-        const PhaseList asked = repaired ? lilly.Phases() : plain.Phases();
-        const Comparison comparison(asked, words, {TimeSteps[row], ampStep});
-        comparison.Hold((comparison.ClearAndFitting() ? clear : others)[row]);
+        Comparison comparison{repaired ? lilly.m_phases : plain.m_phases, words, {timeStep, ampStep}};
+        const bool clear = !comparison.bounds.near && !comparison.bounds.large;
+        comparison.HoldTo(tallies[{timeStep, clear ? "clear of the thresholds" : "others"}]);
     }
-    for (std::size_t row = 0; wish != nullptr && row < TimeSteps.size(); ++row) {
-        clear[row].Print(TimeSteps[row], "clear of the thresholds, all split points fit");
-        others[row].Print(TimeSteps[row], "others");
+    if (wish == nullptr) return;
+    for (const auto& [key, tally] : tallies) {
+        std::cout << "time step " << key.first << ", " << key.second << ": " << tally.patterns
+                  << " patterns\n";
+        for (const auto& [quantity, sides] : tally.worst)
+            for (const auto& [error, bound, share] : sides)
+                std::cout << "  " << quantity << ' ' << error << ", bound " << bound << "; share " << share
+                          << '\n';
     }
 }
 
@@ -403,11 +339,11 @@ TEST(AccuracyTest, WholeMicrosecondsAreExactOnPowersOfTwo)
             HostPattern pattern(ListMaker(random, timeStep, 1, true).Plain(), timeStep, 1,
                                 StimPattern::MaxWords);
             const Words words = WordsOf(pattern);
-            if (!words.empty()) Comparison(pattern.m_phases, words, {timeStep, 1}).Hold(tally);
+            if (!words.empty()) Comparison{pattern.m_phases, words, {timeStep, 1}}.HoldTo(tally);
         }
-        for (const Tally::Worst& worst : {tally.worst[Boundary][0], tally.worst[Boundary][1],
-                                          tally.worst[Length][0], tally.worst[Length][1]})
-            EXPECT_EQ(worst.error, 0) << "time step " << timeStep;
+        for (const char* const quantity : {"boundary", "length"})
+            for (const Worst& worst : tally.worst.at(quantity))
+                EXPECT_EQ(worst.error, 0) << quantity << " at " << timeStep;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <iomanip>
 #include <limits>
 #include <optional>
 #include <ostream>
@@ -39,7 +40,7 @@ inline bool operator==(const phase& a, const phase& b)
 
 inline void PrintTo(const phase& p, std::ostream* out)
 {
-    *out << p.len << ',' << p.amp;
+    *out << std::setprecision(9) << p.len << ',' << p.amp;
 }
 
 // "5,0 7,-10" -> {{5, 0}, {7, -10}}
