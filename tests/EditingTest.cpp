@@ -56,7 +56,7 @@ TEST(Editing, OnlyWhatIsMeantToRaisesTheChangeCount)
 
 TEST(Editing, SinglePhaseEditsAreOfferedToTheRepair)
 {
-    const std::tuple<std::function<bool(RecordingPattern&)>, phase> rows[] = {
+    const std::tuple<bool (*)(RecordingPattern&), phase> rows[] = {
         {[](auto& p) { return p.SetPhaseLen(1, 7.5f); }, {7.5f, 0}},
         {[](auto& p) { return p.SetPhaseLen(1, 0); }, {0, 0}},
         {[](auto& p) { return p.SetPhaseAmp(1, 3.3f); }, {50, 3.3f}},
