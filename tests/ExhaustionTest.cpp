@@ -23,7 +23,8 @@ void* operator new(std::size_t size)
     return memory;
 }
 
-void operator delete(void* memory) noexcept
+// Inlined without its new, it would look to GCC as if it freed what it did not allocate.
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     if (memory == nullptr) return;
     --g_live;
