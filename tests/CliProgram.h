@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,7 @@ class Shell
     {
         if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("cannot make " + m_path);
         std::filesystem::create_directory(m_path + "/work");
+        std::signal(SIGPIPE, SIG_DFL);  // for the commands, also where the caller ignores it
     }
     ~Shell() { std::filesystem::remove_all(m_path); }
     Shell(const Shell&) = delete;
