@@ -325,8 +325,9 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
                   << " patterns\n";
         for (const auto& [quantity, sides] : tally.worst)
             for (const auto& [error, bound, share] : sides)
-                std::cout << "  " << quantity << ' ' << error << ", bound " << bound << "; share " << share
-                          << '\n';
+                if (error != 0)
+                    std::cout << "  " << quantity << ' ' << error << ", bound " << bound << "; share "
+                              << share << '\n';
     }
 }
 
