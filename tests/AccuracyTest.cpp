@@ -170,8 +170,8 @@ class ListMaker
     const bool m_wholeUsec;
     const double m_T, m_ampStep;
     const int m_mood = m_random.Below(Aims);
-    int m_slot = m_random.Below(Slots);
     const bool m_pure = Chance(0.3);  // every phase in the same mood: what adds along the list does
+    int m_slot = m_random.Below(Slots);
     double m_carried = 0;
     bool m_nearThreshold = false;
 };
