@@ -41,7 +41,11 @@ struct Bounds
     double Early() const { return near || large ? Longest() : Cut(); }
     double Late() const { return large ? T - 32 : 0; }
     double Longer() const { return large ? 2 * std::floor(Longest() / 512) * T : 0; }
-    double Gain(int i) const { return std::max(i * Up(), i / 2 * Short() + i % 2 * Up()); }
+    double Gain(int i) const
+    {
+        const int pairs = i / 2;
+        return std::max(i * Up(), pairs * Short() + i % 2 * Up());
+    }
 
     Range Boundary(int i) const
     {
@@ -281,7 +285,7 @@ struct Comparison
             << quantity << " off by " << error << ", allowed " << range.low << " to " << range.high << ": "
             << testing::PrintToString(asked) << " at " << scale.timeStepUsec << " and " << scale.ampStepUa;
         if (rounding.back() >= 0.01) return;
-        Worst& worst = tally.worst[quantity][error > 0];
+        Worst& worst = tally.worst[quantity][error > 0 ? 1 : 0];
         const double bound = error > 0 ? range.high : range.low;
         if (std::fabs(error) > std::fabs(worst.error)) worst = {error, bound, worst.share};
         if (bound != 0) worst.share = std::max(worst.share, error / bound);

@@ -13,7 +13,8 @@ int g_allocationsLeft = NoLimit;
 long g_live = 0;
 }  // namespace
 
-void* operator new(std::size_t size)
+// When only one of new and delete is inlined, GCC sees malloc meet delete, or new meet free.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     if (g_allocationsLeft == 0) throw std::bad_alloc();
     if (g_allocationsLeft > 0) --g_allocationsLeft;
@@ -23,7 +24,6 @@ void* operator new(std::size_t size)
     return memory;
 }
 
-// Inlined without its new, it would look to GCC as if it freed what it did not allocate.
 [[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     if (memory == nullptr) return;
