@@ -65,7 +65,6 @@ template <typename Make, typename Edit>
 MakeWork EditedWords(Make make, Edit edit)
 {
     return Repeat([make, edit] {
-        // The step owns the pattern. NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
         return [edit, pattern = make(), out = Words(), turn = 0]() mutable {
             turn ^= 1;
             edit(*pattern, turn, out.Zero());
