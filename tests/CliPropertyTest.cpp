@@ -1,5 +1,3 @@
-#include <sys/resource.h>
-
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -144,31 +142,6 @@ TEST(CliPropertyTest, ReportsOfCheckAgreeWithTheWordsAndTheWarningsOfEncode)
     }
     EXPECT_GT(encoded, 2000);
     EXPECT_GT(quiet, 100);
-}
-
-// The most memory that any process of a command held, kilobytes; of all that ran before, too.
-long PeakOf(const Shell& shell, const std::string& command)
-{
-    EXPECT_EQ(shell.Run(command).status, 0);
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    return usage.ru_maxrss;
-}
-
-TEST(CliPropertyTest, InputOfAnyLengthTakesTheSameMemory)
-{
-    const Shell shell;
-    const auto through = [](int lines) {
-        return "export ASAN_OPTIONS=$ASAN_OPTIONS:quarantine_size_mb=1; set -e\n"
-               "yes 'P:(0,0)(200,-60)(100,0)(400,30)(9300,0):D=[99]:C=[2]' | head -n " +
-               std::to_string(lines) +
-               " >specs\n"
-               "tarvutil encode -f specs --format json | tarvutil decode -f - >/dev/null\n"
-               "tarvutil check -f specs >/dev/null\n"
-               "tarvutil play -f specs >/dev/null\n";
-    };
-    const long peak = PeakOf(shell, through(100));
-    EXPECT_LT(PeakOf(shell, through(50000)), peak + 1000);
 }
 
 }  // namespace
