@@ -4,7 +4,6 @@
 #include <cctype>
 #include <sstream>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "CliProgram.h"
@@ -23,18 +22,23 @@ struct Step
 
 struct Case
 {
+    std::filesystem::path file;
     std::string heading;
     std::vector<Step> steps;
 };
+
+void PrintTo(const Case& c, std::ostream* out)
+{
+    *out << c.heading;
+}
 
 bool StartsWith(const std::string& text, const std::string& start)
 {
     return text.compare(0, start.size(), start) == 0;
 }
 
-std::vector<Case> CasesOf(const std::string& file)
+void ReadCases(const std::filesystem::path& file, std::vector<Case>& cases)
 {
-    std::vector<Case> cases;
     const auto last = [](auto& list) -> auto&
     {
         return list.at(list.size() - 1);
@@ -44,7 +48,7 @@ std::vector<Case> CasesOf(const std::string& file)
     for (int number = 1; std::getline(in, line); ++number) {
         if (line.empty() || line[0] == '#') continue;
         if (!StartsWith(line, "  "))
-            cases.push_back({line, {}});
+            cases.push_back({file, line, {}});
         else if (StartsWith(line, "  $ "))
             last(cases).steps.push_back({number, line.substr(4), {}});
         else if (StartsWith(line, "  > "))
@@ -52,6 +56,13 @@ std::vector<Case> CasesOf(const std::string& file)
         else
             last(last(cases).steps).expected.push_back(line.substr(2));
     }
+}
+
+std::vector<Case> AllCases()
+{
+    std::vector<Case> cases;
+    for (const auto& entry : std::filesystem::directory_iterator(TARVUTIL_CASES))
+        if (entry.path().extension() == ".cases") ReadCases(entry.path(), cases);
     for (Case& c : cases)
         for (Step& step : c.steps)
             if (step.expected.empty() || !StartsWith(step.expected.back(), "= "))
@@ -89,54 +100,35 @@ std::string Indented(const std::vector<std::string>& lines)
     return text;
 }
 
-class CaseTest : public testing::Test
+class CliTest : public testing::TestWithParam<Case>
 {
- public:
-    CaseTest(std::string file, std::vector<Step> steps) : m_file(std::move(file)), m_steps(std::move(steps))
-    {}
-
-    void TestBody() override
-    {
-        const Shell shell;
-        EXPECT_FALSE(m_steps.empty());
-        for (const Step& step : m_steps) {
-            const std::vector<std::string> shown = Shown(shell.Run(step.command));
-            if (!std::equal(shown.begin(), shown.end(), step.expected.begin(), step.expected.end(), Matches))
-                ADD_FAILURE_AT(m_file.c_str(), step.line) << "$ " << step.command << "\nshows\n"
-                                                          << Indented(shown) << "instead of\n"
-                                                          << Indented(step.expected);
-        }
-    }
-
- private:
-    std::string m_file;
-    std::vector<Step> m_steps;
 };
 
-// "A file, or nothing" -> "AFileOrNothing"
-std::string NameOf(const std::string& heading)
+TEST_P(CliTest, Shows)
 {
-    std::string name;
+    const Shell shell;
+    EXPECT_FALSE(GetParam().steps.empty());
+    for (const Step& step : GetParam().steps) {
+        const std::vector<std::string> shown = Shown(shell.Run(step.command));
+        if (!std::equal(shown.begin(), shown.end(), step.expected.begin(), step.expected.end(), Matches))
+            ADD_FAILURE_AT(GetParam().file.c_str(), step.line) << "$ " << step.command << "\nshows\n"
+                                                               << Indented(shown) << "instead of\n"
+                                                               << Indented(step.expected);
+    }
+}
+
+// "A file, or nothing" in files.cases -> "files_AFileOrNothing"
+std::string NameOf(const testing::TestParamInfo<Case>& info)
+{
+    std::string name = info.param.file.stem().string() + '_';
     char before = ' ';
-    for (const char c : heading) {
+    for (const char c : info.param.heading) {
         if (std::isalnum(c) != 0) name += static_cast<char>(before == ' ' ? std::toupper(c) : c);
         before = c;
     }
     return name;
 }
 
-}  // namespace
+INSTANTIATE_TEST_SUITE_P(Cases, CliTest, testing::ValuesIn(AllCases()), NameOf);
 
-int main(int argc, char** argv)
-{
-    testing::InitGoogleTest(&argc, argv);
-    for (const auto& entry : std::filesystem::directory_iterator(TARVUTIL_CASES)) {
-        const std::string file = entry.path();
-        if (entry.path().extension() != ".cases") continue;
-        for (const Case& c : CasesOf(file))
-            testing::RegisterTest(("Cli_" + entry.path().stem().string()).c_str(), NameOf(c.heading).c_str(),
-                                  nullptr, nullptr, file.c_str(), 0,
-                                  [=]() -> testing::Test* { return new CaseTest(file, c.steps); });
-    }
-    return RUN_ALL_TESTS();
-}
+}  // namespace
