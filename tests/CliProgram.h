@@ -25,7 +25,7 @@ class Shell
     Shell()
     {
         if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("cannot make " + m_path);
-        std::filesystem::create_directory(m_path + "/work");
+        std::filesystem::create_directory(m_path + "/scratch");
         std::signal(SIGPIPE, SIG_DFL);  // for the commands, also where the caller ignores it
     }
     ~Shell() { std::filesystem::remove_all(m_path); }
@@ -37,20 +37,20 @@ class Shell
         Write("../command", command);
         const int status =
             std::system(("cd " + m_path +
-                         "/work && PATH=" TARVUTIL_DIRECTORY ":$PATH PATTERNS=" TARVUTIL_PATTERNS
+                         "/scratch && PATH=" TARVUTIL_DIRECTORY ":$PATH PATTERNS=" TARVUTIL_PATTERNS
                          " sh ../command >../out 2>../err </dev/null")
                             .c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read("../out"), Read("../err")};
     }
     void Write(const std::string& name, const std::string& text) const
     {
-        std::ofstream(m_path + "/work/" + name, std::ios::binary) << text;
+        std::ofstream(m_path + "/scratch/" + name, std::ios::binary) << text;
     }
 
  private:
     std::string Read(const std::string& name) const
     {
-        std::ifstream file(m_path + "/work/" + name, std::ios::binary);
+        std::ifstream file(m_path + "/scratch/" + name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
