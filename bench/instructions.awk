@@ -6,11 +6,12 @@
 
 FNR == 1 { Finish(); name = ""; counted = 1; called = 0; sum = 0 }
 /^desc: Trigger: Client Request: / { name = substr($0, 32) }
-/^ob=/ {
+# A file of code is named where it first stands, also as that of a called function, and has a number from then on.
+/^c?ob=/ {
     match($0, /\([0-9]+\)/)
     id = substr($0, RSTART, RLENGTH)
     if (RSTART + RLENGTH <= length($0)) object[FILENAME, id] = substr($0, RSTART + RLENGTH + 1)
-    counted = object[FILENAME, id] !~ /\/(libc|libm|ld-linux[^\/]*)[.]so/
+    if (/^ob=/) counted = object[FILENAME, id] !~ /\/(libc|libm|ld-linux[^\/]*)[.]so[.0-9]*$/
 }
 # The line behind "calls=" holds what the called function took: it stands there by itself, too.
 /^calls=/ { called = 1; next }
