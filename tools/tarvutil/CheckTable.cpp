@@ -83,7 +83,6 @@ void PrintTable(Output& output, const CheckReport& report)
     std::string text = report.reading.place.Text();
     if (report.deviations) AppendDeviations(text, report);
     if (report.refusal) AppendRefusal(text, *report.refusal);
-    for (const std::string& warning : report.reading.warnings)
-        text += "  warning: " + warning.substr(0, warning.find_last_not_of('\n') + 1) + "\n";
+    for (const std::string& warning : report.reading.warnings) text += "  warning: " + warning + "\n";
     output.Write(text);
 }

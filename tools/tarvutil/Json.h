@@ -20,10 +20,8 @@ inline Json JsonNumber(float value)
 inline Json JsonOf(const Reading& reading)
 {
     Json json{{"place", reading.place.Text()}};
-    std::vector<std::string> errors = reading.errors;
-    if (!reading.failure.empty() && (errors.empty() || errors.back() != reading.failure))
-        errors.push_back(reading.failure);
-    if (!errors.empty()) json["errors"] = errors;
+    const std::vector<std::string> faults = reading.Faults();
+    if (!faults.empty()) json["errors"] = faults;
     if (!reading.warnings.empty()) json["warnings"] = reading.warnings;
     return json;
 }

@@ -88,6 +88,13 @@ std::string FaultyItem(const StimPattern& pattern, std::string_view field, float
     return errors.empty() ? std::string() : errors.front();
 }
 
+// The text reader says the same of a field for each faulty item, and ends some messages with a line feed.
+void Tidy(std::vector<std::string>& messages)
+{
+    for (std::string& message : messages) message.erase(message.find_last_not_of('\n') + 1);
+    messages.erase(std::unique(messages.begin(), messages.end()), messages.end());
+}
+
 bool Balanced(LillyPattern& pattern)
 {
     constexpr float Tolerance = 1e-3f;  // of the charge: what the repairs and roundings may leave
@@ -108,6 +115,13 @@ void MakeFresh(AnyPattern& pattern)
 }
 
 }  // namespace
+
+std::vector<std::string> Reading::Faults() const
+{
+    std::vector<std::string> faults = errors;
+    if (!failure.empty() && (errors.empty() || errors.back() != failure)) faults.push_back(failure);
+    return faults;
+}
 
 Reader::Reader(const Stimulator& stimulator)
     : m_stimulator(stimulator), m_reading{{}, {}, {}, {}, {}, {}, MakePattern(stimulator), {}}
@@ -150,8 +164,11 @@ bool Reader::TakePhases()
 bool Reader::TakeText()
 {
     StimPattern& pattern = Base(m_reading.pattern);
-    if (!pattern.FromString(std::string(m_reading.text), m_stimulator.ampStepUa, m_reading.errors,
-                            m_reading.warnings)) {
+    const bool taken = pattern.FromString(std::string(m_reading.text), m_stimulator.ampStepUa,
+                                          m_reading.errors, m_reading.warnings);
+    Tidy(m_reading.errors);
+    Tidy(m_reading.warnings);
+    if (!taken) {
         m_reading.failure =
             m_reading.errors.empty() ? "the phase-list field holds no phase" : m_reading.errors.back();
         return false;
@@ -253,11 +270,7 @@ std::string WhyNotWritten(const Stimulator& stimulator, const std::vector<phase>
 
 void SayMessages(Output& output, const Reading& reading)
 {
-    for (std::size_t i = 0; i < reading.errors.size(); ++i)
-        if (i == 0 || reading.errors[i] != reading.errors[i - 1])
-            Say(output, reading.place, reading.errors[i]);
-    if (!reading.failure.empty() && (reading.errors.empty() || reading.errors.back() != reading.failure))
-        Say(output, reading.place, reading.failure);
+    for (const std::string& fault : reading.Faults()) Say(output, reading.place, fault);
     constexpr std::size_t MaxWarnings = 20;
     const std::size_t said = std::min(reading.warnings.size(), MaxWarnings);
     for (std::size_t i = 0; i < said; ++i) Say(output, reading.place, "warning: " + reading.warnings[i]);

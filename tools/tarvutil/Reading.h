@@ -14,7 +14,7 @@ struct Reading
     std::string_view text;
 
     std::vector<phase> phases;          // as read: lengths whole, amplitudes whole steps; not yet clamped
-    std::vector<std::string> errors;    // what the text reader refused
+    std::vector<std::string> errors;    // what the text reader refused, each said once
     std::vector<std::string> warnings;  // what it changed
     // Why there are no words; empty when there are. The last of the errors when there are errors.
     std::string failure;
@@ -24,6 +24,8 @@ struct Reading
     std::vector<unsigned int> words;  // word 0 first; empty when refused
 
     bool Encoded() const { return !words.empty(); }
+    // The errors, and the failure where it is none of them.
+    std::vector<std::string> Faults() const;
 };
 
 // Reads specification strings one after the other, each into a fresh pattern, and encodes them.
@@ -68,6 +70,6 @@ std::string WhyNotWritten(const Stimulator& stimulator, const std::vector<phase>
 // "phase 2 (50 us, -30 uA)"
 std::string NameOfPhase(const std::vector<phase>& phases, std::size_t index);
 
-// Prints errors, or the failure, and warnings at the place of the reading.
+// Prints faults and warnings at the place of the reading.
 class Output;
 void SayMessages(Output& output, const Reading& reading);
