@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <limits>
 #include <stdexcept>
 
 #include "Deviations.h"
@@ -7,22 +5,6 @@
 #include "Figures.h"
 
 namespace {
-
-constexpr int Unlimited = std::numeric_limits<int>::max();
-
-// The first phase that validation refuses, and none when it refuses none. Once a list is refused, so is every
-// longer one.
-int FirstRefused(const StimPattern& pattern, const std::vector<phase>& phases)
-{
-    std::size_t good = 0;
-    std::size_t bad = phases.size() + 1;
-    while (bad - good > 1) {
-        const std::size_t middle = good + (bad - good) / 2;
-        const auto end = phases.begin() + static_cast<std::ptrdiff_t>(middle);
-        (pattern.PhasesValid({phases.begin(), end}, Unlimited) ? good : bad) = middle;
-    }
-    return good == phases.size() ? -1 : static_cast<int>(good);
-}
 
 // Follows the words of a list up to the phase that does not fit them.
 void FindMeeting(const Stimulator& stimulator, const std::vector<phase>& phases, Refusal& refusal)

@@ -36,22 +36,17 @@ void ForEachItem(std::string_view field, Visit visit)
     }
 }
 
-// Where the longest prefix of count phases that passes ends. Once a prefix fails, longer ones fail, too.
+// The size of the longest prefix of count phases that passes. Once a prefix fails, longer ones fail, too.
 template <typename Passes>
-std::size_t FirstFailing(std::size_t count, Passes passes)
+std::size_t LongestPassing(std::size_t count, Passes passes)
 {
     std::size_t good = 0;
-    std::size_t bad = count;
+    std::size_t bad = count + 1;
     while (bad - good > 1) {
         const std::size_t middle = good + (bad - good) / 2;
         (passes(middle) ? good : bad) = middle;
     }
-    return bad - 1;
-}
-
-std::vector<phase> Prefix(const std::vector<phase>& phases, std::size_t count)
-{
-    return {phases.begin(), phases.begin() + static_cast<std::ptrdiff_t>(count)};
+    return good;
 }
 
 // The value of a field "name[value]".
@@ -220,15 +215,23 @@ std::string OverBudget(int words, int maxCmds)
            std::to_string(maxCmds);
 }
 
+constexpr int Unlimited = std::numeric_limits<int>::max();
+
 }  // namespace
+
+int FirstRefused(const StimPattern& pattern, const std::vector<phase>& phases)
+{
+    const std::size_t passing = LongestPassing(phases.size(), [&](std::size_t count) {
+        const auto end = phases.begin() + static_cast<std::ptrdiff_t>(count);
+        return pattern.PhasesValid({phases.begin(), end}, Unlimited);
+    });
+    return passing == phases.size() ? -1 : static_cast<int>(passing);
+}
 
 std::string WhyNotValid(const StimPattern& pattern, const std::vector<phase>& phases)
 {
-    constexpr int Unlimited = std::numeric_limits<int>::max();
-    const auto passes = [&](std::size_t count) {
-        return pattern.PhasesValid(Prefix(phases, count), Unlimited);
-    };
-    if (passes(phases.size())) {
+    const int refused = FirstRefused(pattern, phases);
+    if (refused < 0) {
         int tooFew = pattern.MaxCmds();
         int enough = Unlimited;
         while (enough - tooFew > 1) {
@@ -237,7 +240,7 @@ std::string WhyNotValid(const StimPattern& pattern, const std::vector<phase>& ph
         }
         return OverBudget(enough, pattern.MaxCmds());
     }
-    const std::size_t failing = FirstFailing(phases.size(), passes);
+    const auto failing = static_cast<std::size_t>(refused);
     const std::string name = NameOfPhase(phases, failing);
     if (!(phases[failing].len >= 0)) return name + ": the length is below 0";
     return name + " does not fit the time steps: it carries current within the step that " +
@@ -264,7 +267,7 @@ std::string WhyNotWritten(const Stimulator& stimulator, const std::vector<phase>
         return "the phases need far more words than the " + std::to_string(stimulator.budget - 1) +
                " that the budget leaves behind word 0";
     const std::size_t failing =
-        FirstFailing(phases.size(), [&](std::size_t count) { return written(count) >= 0; });
+        LongestPassing(phases.size(), [&](std::size_t count) { return written(count) >= 0; });
     return NameOfPhase(phases, failing) + " is too short to finish the time step that earlier phases began";
 }
 

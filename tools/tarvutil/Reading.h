@@ -63,6 +63,9 @@ struct Asked
 
 Asked AskedBy(std::string_view text);
 
+// The first phase that validation refuses, whatever the budget; -1 when it refuses none.
+int FirstRefused(const StimPattern& pattern, const std::vector<phase>& phases);
+
 // Why pattern cannot take or encode phases, in one sentence that names the phase or the budget.
 std::string WhyNotValid(const StimPattern& pattern, const std::vector<phase>& phases);
 std::string WhyNotWritten(const Stimulator& stimulator, const std::vector<phase>& phases);
