@@ -1,19 +1,13 @@
-#include <CLI/CLI.hpp>
-#include <cmath>
-#include <memory>
 #include <optional>
 
 #include "CheckReport.h"
 #include "Commands.h"
-#include "Exit.h"
-#include "Output.h"
+#include "PatternCommand.h"
 
 namespace {
 
-struct Options
+struct Options : PatternOptions
 {
-    Stimulator stimulator;
-    Input input;
     Limits limits;
     std::string format = "table";
 };
@@ -21,22 +15,14 @@ struct Options
 int Check(const Options& options)
 {
     Output output;
-    Reader reader(options.stimulator);
-    int status = ExitDone;
-    ForEachText(
-        options.input, [&output] { output.Flush(); },
-        [&](const Place& place, std::string_view text) {
-            const Reading& reading = reader.Read(place, text);
-            SayMessages(output, reading);
-            const CheckReport report = ReportOn(options.stimulator, reading, options.limits);
-            if (!report.Good()) status = ExitFailed;
-            if (options.format == "json")
-                PrintJson(output, report);
-            else
-                PrintTable(output, report);
-        });
-    output.Finish();
-    return status;
+    return ForEachReading(options, output, [&](const Reading& reading) {
+        const CheckReport report = ReportOn(options.stimulator, reading, options.limits);
+        if (options.format == "json")
+            PrintJson(output, report);
+        else
+            PrintTable(output, report);
+        return report.Good();
+    });
 }
 
 void AddLimit(CLI::App& command, const std::string& name, std::optional<double>& limit, const char* unit,
@@ -55,9 +41,8 @@ void AddCheck(CLI::App& program, int& exitStatus)
 {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        *program.add_subcommand("check", "Compare what is played with what specification strings ask for");
-    AddInputOptions(command, options->input, "SPEC");
-    AddStimulatorOptions(command, options->stimulator);
+        AddPatternCommand(program, "check", "Compare what is played with what specification strings ask for",
+                          options, Check, exitStatus);
     AddLimit(command, "--max-net-charge", options->limits.netChargeNc, "NC",
              "Exit with 1 when a cycle leaves more net charge, nanocoulombs, of either sign [no limit]");
     AddLimit(
@@ -68,5 +53,4 @@ void AddCheck(CLI::App& program, int& exitStatus)
     command.footer(
         "Exit status: 0 as asked within the limits, 1 a limit is exceeded or a pattern is refused, "
         "2 the request\ncannot be carried out.");
-    command.callback([options, &exitStatus] { exitStatus = Check(*options); });
 }

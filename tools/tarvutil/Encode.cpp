@@ -1,22 +1,15 @@
-#include <CLI/CLI.hpp>
-#include <memory>
-
 #include "Commands.h"
 #include "Deviations.h"
-#include "Exit.h"
 #include "Json.h"
-#include "Output.h"
+#include "PatternCommand.h"
 #include "Playback.h"
-#include "Reading.h"
 #include "Table.h"
 #include "WordText.h"
 
 namespace {
 
-struct Options
+struct Options : PatternOptions
 {
-    Stimulator stimulator;
-    Input input;
     std::string format = "table";
     std::string output;
 };
@@ -131,21 +124,12 @@ int Encode(const Options& options)
     Output output(options.output);
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
-    Reader reader(options.stimulator);
-    int status = ExitDone;
-    ForEachText(
-        options.input, [&output] { output.Flush(); },
-        [&](const Place& place, std::string_view text) {
-            const Reading& reading = reader.Read(place, text);
-            SayMessages(output, reading);
-            if (!reading.Encoded())
-                status = ExitFailed;
-            else if (MayDeviate(options.stimulator, reading))
-                SayDeviations(output, options.stimulator, reading);
-            Print(output, options, reading);
-        });
-    output.Finish();
-    return status;
+    return ForEachReading(options, output, [&](const Reading& reading) {
+        if (reading.Encoded() && MayDeviate(options.stimulator, reading))
+            SayDeviations(output, options.stimulator, reading);
+        Print(output, options, reading);
+        return reading.Encoded();
+    });
 }
 
 }  // namespace
@@ -153,11 +137,9 @@ int Encode(const Options& options)
 void AddEncode(CLI::App& program, int& exitStatus)
 {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("encode", "Print the command words of specification strings");
-    AddInputOptions(command, options->input, "SPEC");
-    AddStimulatorOptions(command, options->stimulator);
+    CLI::App& command = AddPatternCommand(
+        program, "encode", "Print the command words of specification strings", options, Encode, exitStatus);
     AddFormatOption(command, options->format, {"table", "hex", "json", "binary"});
     command.add_option("-o,--output", options->output, "Write to a file, which appears when it is complete")
         ->option_text("PATH");
-    command.callback([options, &exitStatus] { exitStatus = Encode(*options); });
 }

@@ -1,20 +1,14 @@
-#include <CLI/CLI.hpp>
-#include <memory>
-
 #include "Commands.h"
 #include "ContinuedItemPlay.h"
-#include "Exit.h"
 #include "Json.h"
-#include "Output.h"
+#include "PatternCommand.h"
 #include "Playback.h"
 #include "Table.h"
 
 namespace {
 
-struct Options
+struct Options : PatternOptions
 {
-    Stimulator stimulator;
-    Input input;
     std::string format = "table";
     int pollMsec = 1;
     int blocks = 5;
@@ -140,7 +134,6 @@ void PrintJson(Output& output, Json json, const Timeline& timeline)
 
 bool PlayOne(const Options& options, Output& output, const Reading& reading)
 {
-    SayMessages(output, reading);
     const bool json = options.format == "json";
     if (!reading.Encoded()) {
         if (json) PrintLine(output, JsonOf(reading));
@@ -162,15 +155,8 @@ bool PlayOne(const Options& options, Output& output, const Reading& reading)
 int Play(const Options& options)
 {
     Output output;
-    Reader reader(options.stimulator);
-    int status = ExitDone;
-    ForEachText(
-        options.input, [&output] { output.Flush(); },
-        [&](const Place& place, std::string_view text) {
-            if (!PlayOne(options, output, reader.Read(place, text))) status = ExitFailed;
-        });
-    output.Finish();
-    return status;
+    return ForEachReading(options, output,
+                          [&](const Reading& reading) { return PlayOne(options, output, reading); });
 }
 
 }  // namespace
@@ -180,10 +166,8 @@ void AddPlay(CLI::App& program, int& exitStatus)
     constexpr int MaxPollMsec = 1000000000;
     constexpr int MaxBlocks = 1000000;
     const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        *program.add_subcommand("play", "Print the blocks that a host sends for a long train");
-    AddInputOptions(command, options->input, "SPEC");
-    AddStimulatorOptions(command, options->stimulator);
+    CLI::App& command = AddPatternCommand(
+        program, "play", "Print the blocks that a host sends for a long train", options, Play, exitStatus);
     command
         .add_option("--poll", options->pollMsec, "How often the host looks at its clock, milliseconds [1]")
         ->option_text("MSEC")
@@ -192,5 +176,4 @@ void AddPlay(CLI::App& program, int& exitStatus)
         ->option_text("N")
         ->check(CLI::Range(1, MaxBlocks));
     AddFormatOption(command, options->format, {"table", "json"});
-    command.callback([options, &exitStatus] { exitStatus = Play(*options); });
 }

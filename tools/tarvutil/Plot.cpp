@@ -1,19 +1,14 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <memory>
 
 #include "Commands.h"
-#include "Exit.h"
-#include "Output.h"
+#include "PatternCommand.h"
 #include "PlotGnuplot.h"
 #include "PlotPicture.h"
 
 namespace {
 
-struct Options
+struct Options : PatternOptions
 {
-    Stimulator stimulator;
-    Input input;
     std::string output;
 };
 
@@ -50,26 +45,17 @@ int Plot(const Options& options)
     const PlotFormat format = FormatOf(options.output);
     const bool toFile = format != PlotFormat::Text;
     Output messages;
-    Reader reader(options.stimulator);
-    int status = ExitDone;
     std::string drawing;
-    ForEachText(
-        options.input, [&messages] { messages.Flush(); },
-        [&](const Place& place, std::string_view text) {
-            const Reading& reading = reader.Read(place, text);
-            SayMessages(messages, reading);
-            if (!reading.Encoded()) {
-                status = ExitFailed;
-                return;
-            }
-            if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
-            const PlotPicture picture = PictureOf(options.stimulator, reading);
-            drawing = RunGnuplot(GnuplotScript(picture, format));
-            if (toFile) return;
-            messages.Write(place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
-            drawing.clear();
-        });
-    messages.Finish();
+    const int status = ForEachReading(options, messages, [&](const Reading& reading) {
+        if (!reading.Encoded()) return false;
+        if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
+        const PlotPicture picture = PictureOf(options.stimulator, reading);
+        drawing = RunGnuplot(GnuplotScript(picture, format));
+        if (toFile) return true;
+        messages.Write(reading.place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
+        drawing.clear();
+        return true;
+    });
     if (drawing.empty()) return status;
     Output file(options.output);
     file.Write(drawing);
@@ -83,13 +69,11 @@ void AddPlot(CLI::App& program, int& exitStatus)
 {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        *program.add_subcommand("plot", "Draw one cycle as asked and as played, long pauses shortened");
-    AddInputOptions(command, options->input, "SPEC");
-    AddStimulatorOptions(command, options->stimulator);
+        AddPatternCommand(program, "plot", "Draw one cycle as asked and as played, long pauses shortened",
+                          options, Plot, exitStatus);
     command
         .add_option("-o,--output", options->output,
                     "Draw to FILE.svg, FILE.png or FILE.pdf; to the terminal as text without it")
         ->option_text("FILE");
     command.footer("Draws with gnuplot (Debian package gnuplot-nox).");
-    command.callback([options, &exitStatus] { exitStatus = Plot(*options); });
 }
