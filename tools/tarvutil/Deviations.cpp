@@ -239,7 +239,7 @@ class Comparison
         cycles.played = continuous ? Infinite : m_pattern.CycleCount();
         m_result.trainMsec = {m_asked.trainMsec,
                               continuous ? Infinite : cycles.played * period.played / UsecPerMsec};
-        if (!continuous) TellCycles();
+        TellCycles();
     }
 
     // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
@@ -250,11 +250,22 @@ class Comparison
         if (!(std::fabs(usec) >= NotableUsec &&
               std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec))
             return;
-        std::string text = Rounded(cycles.played);
-        if (std::round(cycles.asked) > cycles.played) text += " of " + Rounded(std::round(cycles.asked));
-        text += " cycles are played: the train of " + Rounded(m_asked.trainMsec) + " ms is " +
-                Rounded(cycles.asked) + " periods";
-        m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec, 0, std::move(text)});
+        m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec, 0,
+                                     CyclesText(cycles) + ": a train of " + Rounded(m_asked.trainMsec) +
+                                         " ms in periods of " + Usec(m_result.periodUsec.asked)});
+    }
+
+    static std::string CyclesText(const AskedPlayed& cycles)
+    {
+        if (std::isinf(cycles.played))
+            return "the cycles are played without end, not " + Rounded(cycles.asked) + " of them";
+        const std::string played = Rounded(cycles.played);
+        constexpr int Billionths = 9;
+        std::string asked = Rounded(cycles.asked);
+        if (asked == played) asked = Rounded(cycles.asked, Billionths);
+        const char* are = cycles.played == 1 ? " is played" : " are played";
+        if (cycles.asked > cycles.played) return played + " of " + asked + " cycles" + are;
+        return played + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
     }
 
     const Stimulator& m_stimulator;

@@ -51,9 +51,9 @@ bool AsWritten(const Reading& reading)
 constexpr double Smallest = 0.49;  // microseconds, and of an amplitude step: safely below what is notable
 
 // As a finding asks: the train differs, and not by the length of its period alone.
-bool CyclesMayDeviate(double cycles, double periodAsked, double periodPlayed, float trainMsec)
+bool CyclesMayDeviate(double cycles, double periodAsked, double periodPlayed, double trainMsec)
 {
-    const double train = static_cast<double>(trainMsec) * 1000;
+    const double train = trainMsec * 1000;
     return !(std::fabs(cycles * periodAsked - train) < Smallest) &&
            !(std::fabs(cycles * periodPlayed - train) < Smallest);
 }
@@ -98,8 +98,9 @@ bool WordsMayDeviate(const playback::Scale& scale, const Reading& reading, const
         asked += static_cast<double>(p.len);
     }
     if (Tally::Large(replay.PlayedUsec() - asked) || !replay.AllWordsTaken()) return true;
-    return !pattern.IsContinuous() &&
-           CyclesMayDeviate(pattern.CycleCount(), asked, replay.PlayedUsec(), pattern.TrainLength());
+    const double trainMsec = AskedTrainMsec(reading.text);
+    if (pattern.IsContinuous()) return !std::isinf(trainMsec);
+    return CyclesMayDeviate(pattern.CycleCount(), asked, replay.PlayedUsec(), trainMsec);
 }
 
 }  // namespace

@@ -17,10 +17,11 @@ std::string Shortest(float value)
     return text;
 }
 
-std::string Rounded(double value)
+std::string Rounded(double value, int decimals)
 {
-    char digits[400];  // 309 digits and three decimals at most
-    auto [end, error] = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3);
+    char digits[400];  // 309 digits and some decimals at most
+    auto [end, error] =
+        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, decimals);
     std::string text(digits, end);
     if (!std::isfinite(value)) return text;
     text.erase(text.find_last_not_of('0') + 1);

@@ -10,10 +10,12 @@
 void AppendShortest(std::string& text, float value);
 std::string Shortest(float value);
 
-// value to the nearest thousandth, without zeros at the end: for times and currents computed from others.
+// value to the nearest thousandth, or to other decimals, without zeros at the end: for times and currents computed
+// from others.
 //
 //     199.99999 -> "200",  33.333332 -> "33.333",  -0.0001 -> "0"
-std::string Rounded(double value);
+constexpr int Thousandths = 3;
+std::string Rounded(double value, int decimals = Thousandths);
 
 // The double whose shortest text is that of value: what a JSON writer shall be given for a float.
 //

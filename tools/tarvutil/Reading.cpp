@@ -191,14 +191,19 @@ Asked AskedBy(std::string_view text)
         asked.phases.push_back(AskedItem(item));
         return true;
     });
-    const std::string train = BracketedText(Field(text, DurationField));
-    const bool endless = train.find("inf") != std::string::npos || train.find("INF") != std::string::npos;
-    asked.trainMsec = endless ? std::numeric_limits<double>::infinity() : std::strtod(train.c_str(), nullptr);
+    asked.trainMsec = AskedTrainMsec(text);
     const std::string_view balance = Field(text, BalanceField);
     if (!balance.empty())
         asked.balanceMode =
             static_cast<int>(std::clamp(std::strtol(BracketedText(balance).c_str(), nullptr, 10), -1L, 4L));
     return asked;
+}
+
+double AskedTrainMsec(std::string_view text)
+{
+    const std::string train = BracketedText(Field(text, DurationField));
+    const bool endless = train.find("inf") != std::string::npos || train.find("INF") != std::string::npos;
+    return endless ? std::numeric_limits<double>::infinity() : std::strtod(train.c_str(), nullptr);
 }
 
 std::string NameOfPhase(const std::vector<phase>& phases, std::size_t index)

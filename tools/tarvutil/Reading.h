@@ -62,6 +62,7 @@ struct Asked
 };
 
 Asked AskedBy(std::string_view text);
+double AskedTrainMsec(std::string_view text);  // trainMsec alone
 
 // The first phase that validation refuses, whatever the budget; -1 when it refuses none.
 int FirstRefused(const StimPattern& pattern, const std::vector<phase>& phases);
