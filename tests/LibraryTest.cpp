@@ -46,7 +46,7 @@ std::string Show(std::string text)
 template <typename T>
 std::string Show(const std::vector<T>& list)
 {
-    std::string text;
+    std::string text = list.empty() ? "none" : "";
     for (const T& each : list) text += (text.empty() ? "" : " ") + Show(each);
     return text;
 }
@@ -233,7 +233,7 @@ std::string WordsCounted(const StimPattern& pattern, const PhaseList& phases)
     X(InsertPhase) X(RemovePhase) X(ClearPhases) X(AppendPhase) X(FirstActivePhase) X(LastActivePhase) X(Update) \
     X(UpdateWordArray) X(ArrayIsCurrent) X(SetCmdOverride) X(Defaults) X(ToString)
 #define LILLY_PATTERN(X) \
-    X(AutoAdjustEnabled) X(Offset) X(MaxOffset) X(IPI) X(Phase1Len) X(Phase2Len) X(Phase1Amp) X(Phase2Amp) X(EndLen) \
+    X(PhaseCountFixed) X(AutoAdjustEnabled) X(Offset) X(MaxOffset) X(IPI) X(Phase1Len) X(Phase2Len) X(Phase1Amp) X(Phase2Amp) X(EndLen) \
     X(Polarity) X(SetOffset) X(SetIPI) X(SetPhase1Len) X(SetPhase2Len) X(SetPhase1Amp) X(SetPhase2Amp) X(SetPolarity) \
     X(SetChargeBalanceMode) X(BalanceMode) X(BalanceEnabled) X(ChargeBalMult) X(BalancePhases)
 #define LILLY(X) X(m_autoAdjust)
