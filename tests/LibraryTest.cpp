@@ -233,9 +233,9 @@ std::string WordsCounted(const StimPattern& pattern, const PhaseList& phases)
     X(InsertPhase) X(RemovePhase) X(ClearPhases) X(AppendPhase) X(FirstActivePhase) X(LastActivePhase) X(Update) \
     X(UpdateWordArray) X(ArrayIsCurrent) X(SetCmdOverride) X(Defaults) X(ToString)
 #define LILLY_PATTERN(X) \
-    X(PhaseCountFixed) X(AutoAdjustEnabled) X(Offset) X(MaxOffset) X(IPI) X(Phase1Len) X(Phase2Len) X(Phase1Amp) X(Phase2Amp) X(EndLen) \
+    X(AutoAdjustEnabled) X(Offset) X(MaxOffset) X(IPI) X(Phase1Len) X(Phase2Len) X(Phase1Amp) X(Phase2Amp) X(EndLen) \
     X(Polarity) X(SetOffset) X(SetIPI) X(SetPhase1Len) X(SetPhase2Len) X(SetPhase1Amp) X(SetPhase2Amp) X(SetPolarity) \
-    X(SetChargeBalanceMode) X(BalanceMode) X(BalanceEnabled) X(ChargeBalMult) X(BalancePhases)
+    X(SetChargeBalanceMode) X(BalanceMode) X(BalanceEnabled) X(ChargeBalMult) X(BalancePhases) X(PhaseCountFixed)
 #define LILLY(X) X(m_autoAdjust)
 #define PLAIN(X) X(accept) X(rework) X(asked) X(periodInForce)
 #define INSIDE(X) \
