@@ -43,10 +43,10 @@ void AddCheck(CLI::App& program, int& exitStatus)
     CLI::App& command =
         AddPatternCommand(program, "check", "Compare what is played with what specification strings ask for",
                           options, Check, exitStatus);
-    AddLimit(command, "--max-net-charge", options->limits.netChargeNc, "NC",
+    AddLimit(command, MaxNetChargeOption, options->limits.netChargeNc, "NC",
              "Exit with 1 when a cycle leaves more net charge, nanocoulombs, of either sign [no limit]");
     AddLimit(
-        command, "--max-error", options->limits.errorUsec, "USEC",
+        command, MaxErrorOption, options->limits.errorUsec, "USEC",
         "Exit with 1 when a phase starts farther from where it was asked to; the period's own error does "
         "not count [no limit]");
     AddFormatOption(command, options->format, {"table", "json"});

@@ -58,6 +58,14 @@ Json FindingObject(const Stimulator& stimulator, const Finding& finding)
             {"text", finding.text}};
 }
 
+Json ExcessObject(const Excess& excess)
+{
+    const std::string unit = excess.unit == "us" ? "_us" : "_nc";
+    return {{"option", excess.option},
+            {"value" + unit, Figure(excess.value)},
+            {"limit" + unit, Figure(excess.limit)}};
+}
+
 void Put(Json& object, const std::string& name, const std::string& unit, const AskedPlayed& value)
 {
     object[name + "_asked" + unit] = Figure(value.asked);
@@ -88,8 +96,8 @@ void PutDeviations(Json& object, const CheckReport& report)
     PutCharge(object, deviations);
     object["largest_error_us"] = Figure(deviations.LargestErrorUsec());
     object["largest_error_phase"] = PhaseNumber(deviations.LargestError());
-    object["net_charge_exceeded"] = report.netChargeExceeded;
-    object["error_exceeded"] = report.errorExceeded;
+    Json& exceeded = object["exceeded"] = Json::array();
+    for (const Excess& excess : report.exceeded) exceeded.push_back(ExcessObject(excess));
     Json& phases = object["phases"] = Json::array();
     for (const PhaseDeviation& p : deviations.phases) phases.push_back(PhaseObject(p));
     Json& findings = object["deviations"] = Json::array();

@@ -58,9 +58,12 @@ void AppendDeviations(std::string& text, const CheckReport& report)
     const std::string largest = Rounded(d.LargestErrorUsec());
     text += "  largest error of a phase start: " + largest + " us";
     if (largest != "0") text += ", phase " + std::to_string(d.LargestError());
-    text += report.errorExceeded ? ", MORE THAN ALLOWED\n" : "\n";
-    if (report.netChargeExceeded)
-        text += "  net charge of a cycle: " + Rounded(d.playedNc.NetNc()) + " nC, MORE THAN ALLOWED\n";
+    text += "\n";
+    constexpr int LimitDecimals = 6;  // a limit may be exceeded by little
+    for (const Excess& excess : report.exceeded)
+        text += "  " + excess.option + " EXCEEDED: " + Rounded(excess.value, LimitDecimals) + " " +
+                excess.unit + ", the limit is " + Rounded(excess.limit, LimitDecimals) + " " + excess.unit +
+                "\n";
     for (const Finding& finding : d.findings)
         text += std::string("  ") + NameOf(finding.cause) + ": " + finding.text + "\n";
 }
