@@ -21,7 +21,7 @@ enum class Cause
     SplitLost,         // a split point above 31 us does not fit its five bits
     SplitCut,          // split points are whole microseconds
     LeftoversDropped,  // at most half a microsecond of a phase, no time step of its own
-    CountsRoundedUp,   // within 1.5 % of a time step
+    CountsRoundedUp,   // a phase lacks a little to whole time steps
     TailWord,          // the cycle is a whole number of time steps
     NextCurrent,       // a phase is played, in part or whole, at the current of the next
     CyclesRounded,     // the train is a whole number of cycles
