@@ -144,8 +144,7 @@ class LillyHost : public LillyPattern
         : LillyPattern(budget, timeStepUsec, 0, 0, ampStepUa, balanceMode, 1000)
     {}
 
-    using LillyPattern::m_autoAdjust, LillyPattern::m_phases, LillyPattern::m_roundCyclesDown,
-        LillyPattern::m_timeStepUsec, LillyPattern::m_trainLengthUsec;
+    using LillyPattern::m_phases;
 };
 
 // Calls write with a buffer of capacity words; the words written, or none when it is refused. Nothing may be
