@@ -273,6 +273,7 @@ std::map<std::string, Operation> Operations()
         s.pattern = std::make_unique<Lilly>(budget, timeStep, 0.0f, 0.0f, ampStep, a.Take(0), 1000.0f);
         return std::nullopt;
     };
+    all["equal"] = [](S s, A a) { return Show(*s.pattern == HostPattern(a.Take<PhaseList>(), 20, 5, 9, 7)); };
     all["counted"] = [](S s, A a) { return WordsCounted(*s.pattern, a.Take<PhaseList>()); };
     all["words"] = [](S s, A) { return Array(*s.pattern); };
     all["cycle"] = [](S s, A a) { return Hex(Written(*s.pattern, a.Take(StimPattern::MaxWords))); };
@@ -353,8 +354,10 @@ bool Equal(const std::string& shown, const std::string& expected)
     if (shown == expected || expected == "_") return true;
     const bool about = expected[0] == '~';
     if (!about && expected.find_first_of(".e") == std::string::npos) return false;
-    const float is = std::strtof(shown.c_str(), nullptr);
-    const float should = std::strtof(expected.c_str() + (about ? 1 : 0), nullptr);
+    char *shownEnd = nullptr, *expectedEnd = nullptr;
+    const float is = std::strtof(shown.c_str(), &shownEnd);
+    const float should = std::strtof(expected.c_str() + (about ? 1 : 0), &expectedEnd);
+    if (shown.empty() || *shownEnd != '\0' || *expectedEnd != '\0') return false;
     return about ? std::fabs(is - should) < 0.02f : is == should;
 }
 
