@@ -140,6 +140,6 @@ void AddEncode(CLI::App& program, int& exitStatus)
     CLI::App& command = AddPatternCommand(
         program, "encode", "Print the command words of specification strings", options, Encode, exitStatus);
     AddFormatOption(command, options->format, {"table", "hex", "json", "binary"});
-    command.add_option("-o,--output", options->output, "Write to a file, which appears when it is complete")
-        ->option_text("PATH");
+    AddOutputOption(command, options->output, "PATH",
+                    "Write to a file, which appears when it is complete; - is standard output");
 }

@@ -41,6 +41,12 @@ bool IsBinary(std::string_view sample)
            std::count_if(sample.begin(), sample.end(), isControl) > MaxControls;
 }
 
+// An empty name is a shell variable that is not set.
+std::string NotEmpty(const std::string& path)
+{
+    return path.empty() ? "the name of the file is empty" : "";
+}
+
 }  // namespace
 
 std::string Place::Text() const
@@ -60,7 +66,12 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command.add_option("-f,--file", input.file, "Read the lines of a file; - is standard input")
         ->option_text("PATH")
-        ->check([](const std::string& path) { return path.empty() ? "the name of the file is empty" : ""; });
+        ->check(NotEmpty);
+}
+
+void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what)
+{
+    command.add_option("-o,--output", path, what)->option_text(name)->check(NotEmpty);
 }
 
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats)

@@ -29,6 +29,9 @@ struct Input
 // Adds the arguments, called name in the help, and --file. input must live until the command has run.
 void AddInputOptions(CLI::App& command, Input& input, const std::string& name);
 
+// Adds --output, for a path called name in the help, to a command.
+void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what);
+
 // Adds --format to a command; format holds the default.
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats);
 

@@ -40,9 +40,10 @@ void RemoveOnSignal(const std::string& path)
     throw Fault("cannot write " + (path.empty() ? "standard output" : path) + ": " + std::strerror(error));
 }
 
-// Where a link leads, so that the file is replaced and not the link.
+// Where a link leads, so that the file is replaced and not the link; empty for standard output.
 std::string Resolved(const std::string& path)
 {
+    if (path.empty() || path == "-") return {};
     char* real = realpath(path.c_str(), nullptr);
     if (real == nullptr) return path;
     std::string resolved(real);
@@ -98,7 +99,7 @@ std::string Shown(std::string_view text)
 
 }  // namespace
 
-Output::Output(const std::string& path) : m_path(path.empty() ? path : Resolved(path)), m_fd(STDOUT_FILENO)
+Output::Output(const std::string& path) : m_path(Resolved(path)), m_fd(STDOUT_FILENO)
 {
     if (m_path.empty()) return;
     struct stat present

@@ -71,9 +71,7 @@ void AddPlot(CLI::App& program, int& exitStatus)
     CLI::App& command =
         AddPatternCommand(program, "plot", "Draw one cycle as asked and as played, long pauses shortened",
                           options, Plot, exitStatus);
-    command
-        .add_option("-o,--output", options->output,
-                    "Draw to FILE.svg, FILE.png or FILE.pdf; to the terminal as text without it")
-        ->option_text("FILE");
+    AddOutputOption(command, options->output, "FILE",
+                    "Draw to FILE.svg, FILE.png or FILE.pdf; to the terminal as text without it");
     command.footer("Draws with gnuplot (Debian package gnuplot-nox).");
 }
