@@ -163,7 +163,8 @@ class Comparison
                      "what is left of a time step, at most half a microsecond, is dropped",
                      m_result.findings);
         roundedUp.Tell(Cause::CountsRoundedUp,
-                       "a phase that lacks a little to whole time steps gets the whole step", m_result.findings);
+                       "a phase that lacks a little to whole time steps gets the whole step",
+                       m_result.findings);
     }
 
     // From the last phase, which ends at usec, to the first. One that is lost, or that the next one has taken

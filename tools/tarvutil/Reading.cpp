@@ -58,6 +58,12 @@ std::string BracketedText(std::string_view field)
     return value;
 }
 
+// As written; 0 where there is none.
+long AskedBalanceMode(std::string_view text)
+{
+    return std::strtol(BracketedText(Field(text, BalanceField)).c_str(), nullptr, 10);
+}
+
 AskedPhase AskedItem(std::string_view item)
 {
     std::string values(item);
@@ -169,6 +175,11 @@ bool Reader::TakeText()
         return false;
     }
     auto* lilly = std::get_if<LillyPattern>(&m_reading.pattern);
+    const long asked = AskedBalanceMode(m_reading.text);
+    const long set = lilly == nullptr ? 0 : lilly->BalanceMode();
+    if (asked != set)
+        m_reading.warnings.push_back("balance mode " + std::to_string(asked) + " is asked, " +
+                                     std::to_string(set) + " is set");
     if (lilly != nullptr && !Balanced(*lilly))
         m_reading.warnings.push_back("balance mode " + std::to_string(lilly->BalanceMode()) +
                                      " is set, but phase 2 does not balance phase 1");
@@ -192,10 +203,6 @@ Asked AskedBy(std::string_view text)
         return true;
     });
     asked.trainMsec = AskedTrainMsec(text);
-    const std::string_view balance = Field(text, BalanceField);
-    if (!balance.empty())
-        asked.balanceMode =
-            static_cast<int>(std::clamp(std::strtol(BracketedText(balance).c_str(), nullptr, 10), -1L, 4L));
     return asked;
 }
 

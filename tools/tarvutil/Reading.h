@@ -58,7 +58,6 @@ struct Asked
 {
     std::vector<AskedPhase> phases;
     double trainMsec = 0;  // infinite for a continuous train
-    int balanceMode = -1;  // as written and limited to 4; -1 when there is none
 };
 
 Asked AskedBy(std::string_view text);
