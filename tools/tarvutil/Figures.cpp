@@ -6,7 +6,7 @@
 void AppendShortest(std::string& text, float value)
 {
     char digits[64];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value + 0.0f);
     text.append(digits, end);
 }
 
@@ -32,7 +32,7 @@ std::string Rounded(double value, int decimals)
 double ShortestDouble(float value)
 {
     char digits[64];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value + 0.0f);
     double number = value;
     std::from_chars(digits, end, number);
     return number;

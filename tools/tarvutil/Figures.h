@@ -4,7 +4,7 @@
 
 // Numbers as text, with a decimal point whatever the locale.
 
-// The shortest text that reads back to value.
+// The shortest text that reads back to value, 0 for either zero.
 //
 //     33.333332f -> "33.333332",  200.0f -> "200",  1e20f -> "1e+20"
 void AppendShortest(std::string& text, float value);
