@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cctype>
 #include <sstream>
 #include <string_view>
-#include <vector>
 
+#include "CaseFiles.h"
 #include "CliProgram.h"
 
 // Runs the cases in cli/*.cases, as README.md there describes them.
@@ -20,54 +17,26 @@ struct Step
     std::vector<std::string> expected;
 };
 
-struct Case
-{
-    std::filesystem::path file;
-    std::string heading;
-    std::vector<Step> steps;
-};
-
-void PrintTo(const Case& c, std::ostream* out)
-{
-    *out << c.heading;
-}
-
 bool StartsWith(const std::string& text, const std::string& start)
 {
     return text.compare(0, start.size(), start) == 0;
 }
 
-void ReadCases(const std::filesystem::path& file, std::vector<Case>& cases)
+std::vector<Step> StepsOf(const Case& c)
 {
-    const auto last = [](auto& list) -> auto&
-    {
-        return list.at(list.size() - 1);
-    };
-    std::ifstream in(file);
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        if (line.empty() || line[0] == '#') continue;
-        if (!StartsWith(line, "  "))
-            cases.push_back({file, line, {}});
-        else if (StartsWith(line, "  $ "))
-            last(cases).steps.push_back({number, line.substr(4), {}});
-        else if (StartsWith(line, "  > "))
-            last(last(cases).steps).command += "\n" + line.substr(4);
+    std::vector<Step> steps;
+    for (const auto& [number, line] : c.lines) {
+        if (StartsWith(line, "$ "))
+            steps.push_back({number, line.substr(2), {}});
+        else if (StartsWith(line, "> "))
+            steps.at(steps.size() - 1).command += "\n" + line.substr(2);
         else
-            last(last(cases).steps).expected.push_back(line.substr(2));
+            steps.at(steps.size() - 1).expected.push_back(line);
     }
-}
-
-std::vector<Case> AllCases()
-{
-    std::vector<Case> cases;
-    for (const auto& entry : std::filesystem::directory_iterator(TARVUTIL_CASES))
-        if (entry.path().extension() == ".cases") ReadCases(entry.path(), cases);
-    for (Case& c : cases)
-        for (Step& step : c.steps)
-            if (step.expected.empty() || !StartsWith(step.expected.back(), "= "))
-                step.expected.emplace_back("= 0");
-    return cases;
+    for (Step& step : steps)
+        if (step.expected.empty() || !StartsWith(step.expected.back(), "= "))
+            step.expected.emplace_back("= 0");
+    return steps;
 }
 
 std::vector<std::string> Shown(const Ran& ran)
@@ -107,26 +76,15 @@ class CliTest : public testing::TestWithParam<Case>
 TEST_P(CliTest, Shows)
 {
     const Shell shell;
-    EXPECT_FALSE(GetParam().steps.empty());
-    for (const Step& step : GetParam().steps) {
+    const std::vector<Step> steps = StepsOf(GetParam());
+    EXPECT_FALSE(steps.empty());
+    for (const Step& step : steps) {
         const std::vector<std::string> shown = Shown(shell.Run(step.command));
         if (!std::equal(shown.begin(), shown.end(), step.expected.begin(), step.expected.end(), Matches))
             ADD_FAILURE_AT(GetParam().file.c_str(), step.line) << "$ " << step.command << "\nshows\n"
                                                                << Indented(shown) << "instead of\n"
                                                                << Indented(step.expected);
     }
-}
-
-// "A file, or nothing" in files.cases -> "files_AFileOrNothing"
-std::string NameOf(const testing::TestParamInfo<Case>& info)
-{
-    std::string name = info.param.file.stem().string() + '_';
-    char before = ' ';
-    for (const char c : info.param.heading) {
-        if (std::isalnum(c) != 0) name += static_cast<char>(before == ' ' ? std::toupper(c) : c);
-        before = c;
-    }
-    return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, CliTest, testing::ValuesIn(AllCases()), NameOf);
