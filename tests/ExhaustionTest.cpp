@@ -193,24 +193,4 @@ TEST(Exhaustion, WordsScaleAndTimingAllocateNothing)
         EXPECT_EQ(FailEveryAllocation(operation, 0, [](Subject&) {}), 0) << operation.name;
 }
 
-TEST(Exhaustion, DueTimesStayWithinTheirType)
-{
-    constexpr std::int64_t Latest = std::numeric_limits<std::int64_t>::max();
-    constexpr long Now = std::numeric_limits<long>::max();
-    RecordingPattern pattern({{1e30f, 0}});  // takes any list, so that its array can be current
-    pattern.SetTrainLength(Inf);
-    pattern.m_arrayChangeCount = pattern.m_changeCount;
-    StimPattern* slot = &pattern;
-    unsigned char words[8];
-    for (const std::int64_t due : {Latest, Latest - 1, Latest - 2}) {
-        ContinuedItemPlay play({1, &slot}, 0, 0);
-        play.m_nextMsec = due;
-        EXPECT_FALSE(play.ReadyToContinue(Now));
-        EXPECT_EQ(play.ContinueCmds(Now, words), -1);
-    }
-    ContinuedItemPlay play({1, &slot}, 0, 0);
-    EXPECT_EQ(play.ContinueCmds(Now, words), 0);
-    EXPECT_EQ(play.m_nextMsec, Latest) << "1e30 us are longer than any time";
-}
-
 }  // namespace

@@ -94,8 +94,8 @@ struct Arguments
             } else if constexpr (std::is_same_v<T, float>) {
                 return word == "max" ? LargestFloat : std::stof(word);
             } else {
-                const bool named = word == "max" || word == "min";
-                return static_cast<T>(!named ? std::stoll(word) : word == "max" ? LargestInt : SmallestInt);
+                if (word == "max") return std::numeric_limits<T>::max();
+                return word == "min" ? std::numeric_limits<T>::min() : static_cast<T>(std::stoll(word));
             }
         }
     }

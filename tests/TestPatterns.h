@@ -56,19 +56,6 @@ inline PhaseList Listed(const std::string& text)
     return phases;
 }
 
-// A table in text: "a = b | c = d" -> {{"a", "b"}, {"c", "d"}}
-inline std::vector<std::pair<std::string, std::string>> Cases(const std::string& text)
-{
-    std::vector<std::pair<std::string, std::string>> cases;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t middle = text.find(" = ", at);
-        const std::size_t end = std::min(text.find(" | ", middle), text.size());
-        cases.emplace_back(text.substr(at, middle - at), text.substr(middle + 3, end - middle - 3));
-        at = end + 3;
-    }
-    return cases;
-}
-
 // A host's completion of a pattern kind: any number of phases, and no repair.
 template <typename Kind>
 class Completed : public Kind
@@ -100,40 +87,6 @@ class HostPattern : public Completed<StimPattern>
     {
         m_phases = std::move(phases);
     }
-};
-
-// A pattern that records what the library asks of it, reworks what it is told to and answers as told.
-class RecordingPattern : public HostPattern
-{
- public:
-    using HostPattern::HostPattern;
-
-    struct Offer
-    {
-        PhaseList current, proposed;
-        int maxCmds;
-        bool own;        // current is the pattern's own list
-        bool sameLists;  // current and proposed are the same object
-    };
-
-    float SetPeriod(float periodMsec) override
-    {
-        periods.push_back(periodMsec);
-        return periodInForce;
-    }
-
-    bool AdjustPhases(PhaseList& current, PhaseList& proposed, int maxCmds) override
-    {
-        offers.push_back({current, proposed, maxCmds, &current == &m_phases, &current == &proposed});
-        if (!rework.empty()) proposed = rework;
-        return accept;
-    }
-
-    std::vector<float> periods;
-    float periodInForce = 1;
-    std::vector<Offer> offers;
-    PhaseList rework;
-    bool accept = true;
 };
 
 class LillyHost : public LillyPattern
