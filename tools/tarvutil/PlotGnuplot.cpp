@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include "Exit.h"
 #include "Figures.h"
@@ -146,7 +147,13 @@ class Gnuplot
         posix_spawn_file_actions_adddup2(&actions, m_output[1], STDOUT_FILENO);
         char name[] = "gnuplot";
         char* arguments[] = {name, nullptr};
-        const int error = posix_spawnp(&m_child, name, &actions, nullptr, arguments, environ);
+        // Without a locale of UTF-8 gnuplot warns that it cannot write a degree sign.
+        char locale[] = "LC_ALL=C.UTF-8";
+        std::vector<char*> environment{locale};
+        for (char** variable = environ; *variable != nullptr; ++variable)
+            if (std::strncmp(*variable, "LC_ALL=", 7) != 0) environment.push_back(*variable);
+        environment.push_back(nullptr);
+        const int error = posix_spawnp(&m_child, name, &actions, nullptr, arguments, environment.data());
         posix_spawn_file_actions_destroy(&actions);
         Close(m_input[0]);
         Close(m_output[1]);
