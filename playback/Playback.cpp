@@ -122,12 +122,4 @@ Charge ChargeOf(const std::vector<Segment>& segments)
     return charge;
 }
 
-double CurrentAt(const std::vector<Segment>& segments, double usec)
-{
-    for (const Segment& segment : segments)
-        if (usec >= segment.startUsec && usec < segment.startUsec + segment.durationUsec)
-            return segment.currentUa;
-    return 0;
-}
-
 }  // namespace playback

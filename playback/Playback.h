@@ -99,7 +99,4 @@ std::vector<Segment> Joined(const std::vector<Segment>& segments);
 double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale);
 Charge ChargeOf(const std::vector<Segment>& segments);
 
-// The current at a time within the cycle, microamperes; a border belongs to the segment that starts there.
-double CurrentAt(const std::vector<Segment>& segments, double usec);
-
 }  // namespace playback
