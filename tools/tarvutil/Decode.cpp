@@ -118,6 +118,7 @@ class Decoder
         const Json json = Json::parse(line, keep, false);
         if (!json.is_object()) return "no JSON object: " + std::string(line);
         const auto words = json.find("words");
+        if (json.contains("errors")) return "the pattern was not encoded and has no words";
         if (words == json.end() || !words->is_array()) return "the JSON object holds no array \"words\"";
         for (const Json& word : *words) {
             if (!word.is_number_unsigned() ||
