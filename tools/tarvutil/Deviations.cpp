@@ -76,7 +76,7 @@ class Comparison
           m_scale(stimulator.Scale()),
           m_reading(reading),
           m_pattern(Base(reading.pattern)),
-          m_asked(AskedBy(reading.text))
+          m_asked(AskedBy(reading.fields))
     {}
 
     Deviations Compare()

@@ -33,19 +33,9 @@ class WholeNumbers
     bool m_fraction = false;
 };
 
-// The phase list of a plainly written text: what lies between its first two colons.
-std::string_view PhaseField(std::string_view text)
-{
-    const std::size_t begin = text.find(':');
-    if (begin == 0 || begin == std::string_view::npos) return {};
-    const std::size_t end = text.find(':', begin + 1);
-    return end == std::string_view::npos ? std::string_view() : text.substr(begin + 1, end - begin - 1);
-}
-
 bool AsWritten(const Reading& reading)
 {
-    const std::string_view field = PhaseField(reading.text);
-    return reading.warnings.empty() && !field.empty() && WholeNumbers::Only(field);
+    return reading.warnings.empty() && WholeNumbers::Only(reading.fields.phases);
 }
 
 constexpr double Smallest = 0.49;  // microseconds, and of an amplitude step: safely below what is notable
@@ -98,7 +88,7 @@ bool WordsMayDeviate(const playback::Scale& scale, const Reading& reading, const
         asked += static_cast<double>(p.len);
     }
     if (Tally::Large(replay.PlayedUsec() - asked) || !replay.AllWordsTaken()) return true;
-    const double trainMsec = AskedTrainMsec(reading.text);
+    const double trainMsec = AskedTrainMsec(reading.fields);
     if (pattern.IsContinuous()) return !std::isinf(trainMsec);
     return CyclesMayDeviate(pattern.CycleCount(), asked, replay.PlayedUsec(), trainMsec);
 }

@@ -1,8 +1,10 @@
 #include "Reading.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 
 #include "Figures.h"
@@ -10,19 +12,17 @@
 
 namespace {
 
-constexpr std::size_t PhaseField = 1;
-constexpr std::size_t DurationField = 2;
-constexpr std::size_t BalanceField = 3;
-
-// The field of a specification string, empty fields not counted; empty when there is none.
-std::string_view Field(std::string_view text, std::size_t index)
+TextFields FieldsOf(std::string_view text)
 {
-    for (std::size_t begin = 0; begin < text.size();) {
+    TextFields fields;
+    std::string_view* const order[] = {&fields.head, &fields.phases, &fields.duration, &fields.balance};
+    std::size_t count = 0;
+    for (std::size_t begin = 0; begin < text.size() && count < std::size(order);) {
         const std::size_t end = std::min(text.find(':', begin), text.size());
-        if (end != begin && index-- == 0) return text.substr(begin, end - begin);
+        if (end != begin) *order[count++] = text.substr(begin, end - begin);
         begin = end + 1;
     }
-    return {};
+    return fields;
 }
 
 // Calls visit with each phase item of a field until it returns false.
@@ -49,19 +49,36 @@ std::size_t LongestPassing(std::size_t count, Passes passes)
     return good;
 }
 
-// The value of a field "name[value]".
-std::string BracketedText(std::string_view field)
+// The value of a field "name[value]", and what follows it.
+std::string_view Bracketed(std::string_view field)
 {
-    std::string value(field.substr(std::min(field.find('['), field.size())));
-    std::replace(value.begin(), value.end(), '[', ' ');
-    std::replace(value.begin(), value.end(), ']', ' ');
-    return value;
+    const std::size_t open = std::min(field.find('['), field.size());
+    return field.substr(std::min(open + 1, field.size()));
+}
+
+// Whether a value and its bracket are a number and no more, as they mostly are: it is then read without a copy.
+template <typename Number>
+bool ReadsPlainly(std::string_view value, Number& number)
+{
+    const char* const end = value.data() + value.size();
+    const auto read = std::from_chars(value.data(), end, number);
+    return read.ec == std::errc() && (read.ptr == end || (*read.ptr == ']' && read.ptr + 1 == end));
+}
+
+std::string WithoutBrackets(std::string_view value)
+{
+    std::string text(value);
+    std::replace(text.begin(), text.end(), '[', ' ');
+    std::replace(text.begin(), text.end(), ']', ' ');
+    return text;
 }
 
 // As written; 0 where there is none.
-long AskedBalanceMode(std::string_view text)
+long AskedBalanceMode(const TextFields& fields)
 {
-    return std::strtol(BracketedText(Field(text, BalanceField)).c_str(), nullptr, 10);
+    const std::string_view value = Bracketed(fields.balance);
+    long mode = 0;
+    return ReadsPlainly(value, mode) ? mode : std::strtol(WithoutBrackets(value).c_str(), nullptr, 10);
 }
 
 AskedPhase AskedItem(std::string_view item)
@@ -125,13 +142,14 @@ std::vector<std::string> Reading::Faults() const
 }
 
 Reader::Reader(const Stimulator& stimulator)
-    : m_stimulator(stimulator), m_reading{{}, {}, {}, {}, {}, {}, MakePattern(stimulator), {}}
+    : m_stimulator(stimulator), m_reading{{}, {}, {}, {}, {}, {}, {}, MakePattern(stimulator), {}}
 {}
 
 const Reading& Reader::Read(const Place& place, std::string_view text)
 {
     m_reading.place = place;
     m_reading.text = text;
+    m_reading.fields = FieldsOf(text);
     m_reading.phases.clear();
     m_reading.errors.clear();
     m_reading.warnings.clear();
@@ -147,7 +165,7 @@ const Reading& Reader::Read(const Place& place, std::string_view text)
 bool Reader::TakePhases()
 {
     const StimPattern& pattern = Base(m_reading.pattern);
-    const std::string_view field = Field(m_reading.text, PhaseField);
+    const std::string_view field = m_reading.fields.phases;
     constexpr std::size_t LongField = 8192;
     if (field.size() > LongField) {
         m_reading.failure = FaultyItem(pattern, field, m_stimulator.ampStepUa);
@@ -175,7 +193,7 @@ bool Reader::TakeText()
         return false;
     }
     auto* lilly = std::get_if<LillyPattern>(&m_reading.pattern);
-    const long asked = AskedBalanceMode(m_reading.text);
+    const long asked = AskedBalanceMode(m_reading.fields);
     const long set = lilly == nullptr ? 0 : lilly->BalanceMode();
     if (asked != set)
         m_reading.warnings.push_back("balance mode " + std::to_string(asked) + " is asked, " +
@@ -195,20 +213,23 @@ void Reader::Encode()
     if (count <= 0) m_reading.failure = WhyNotWritten(m_stimulator, pattern.Phases());
 }
 
-Asked AskedBy(std::string_view text)
+Asked AskedBy(const TextFields& fields)
 {
     Asked asked;
-    ForEachItem(Field(text, PhaseField), [&asked](std::string_view item) {
+    ForEachItem(fields.phases, [&asked](std::string_view item) {
         asked.phases.push_back(AskedItem(item));
         return true;
     });
-    asked.trainMsec = AskedTrainMsec(text);
+    asked.trainMsec = AskedTrainMsec(fields);
     return asked;
 }
 
-double AskedTrainMsec(std::string_view text)
+double AskedTrainMsec(const TextFields& fields)
 {
-    const std::string train = BracketedText(Field(text, DurationField));
+    const std::string_view value = Bracketed(fields.duration);
+    double msec = 0;
+    if (ReadsPlainly(value, msec) && std::isfinite(msec)) return msec;
+    const std::string train = WithoutBrackets(value);
     const bool endless = train.find("inf") != std::string::npos || train.find("INF") != std::string::npos;
     return endless ? std::numeric_limits<double>::infinity() : std::strtod(train.c_str(), nullptr);
 }

@@ -7,11 +7,18 @@
 #include "Input.h"
 #include "Stimulator.h"
 
+// The fields of a specification string, empty ones not counted; empty when there is none.
+struct TextFields
+{
+    std::string_view head, phases, duration, balance;
+};
+
 // What became of one specification string: values first, for each command to print its own way.
 struct Reading
 {
     Place place;
     std::string_view text;
+    TextFields fields;
 
     std::vector<phase> phases;          // as read: lengths whole, amplitudes whole steps; not yet clamped
     std::vector<std::string> errors;    // what the text reader refused, each said once
@@ -60,8 +67,8 @@ struct Asked
     double trainMsec = 0;  // infinite for a continuous train
 };
 
-Asked AskedBy(std::string_view text);
-double AskedTrainMsec(std::string_view text);  // trainMsec alone
+Asked AskedBy(const TextFields& fields);
+double AskedTrainMsec(const TextFields& fields);  // trainMsec alone
 
 // The first phase that validation refuses, whatever the budget; -1 when it refuses none.
 int FirstRefused(const StimPattern& pattern, const std::vector<phase>& phases);
