@@ -8,34 +8,34 @@
 
 namespace {
 
-// Whether text is a number that a float holds as it is written, and that the text reader does not round: a
-// whole one of at most seven digits, perhaps with zeros behind a point.
-class WholeNumbers
+bool IsDigit(char c)
 {
- public:
-    static bool Only(std::string_view field)
-    {
-        WholeNumbers numbers;
-        return std::all_of(field.begin(), field.end(), [&numbers](char c) { return numbers.Take(c); });
-    }
+    return c >= '0' && c <= '9';
+}
 
- private:
-    bool Take(char c)
-    {
-        if (c >= '0' && c <= '9') return m_fraction ? c == '0' : ++m_digits <= 7;
-        if (c == '.') return m_fraction = true;
-        m_digits = 0;
-        m_fraction = false;
-        return c == '(' || c == ')' || c == ',' || c == '-' || c == '+' || c == ' ';
+// Whether all numbers of the field are such that a float holds them as they are written, and that the text reader
+// does not round: whole ones of at most seven digits, perhaps with zeros behind a point.
+bool HoldsWholeNumbers(std::string_view field)
+{
+    int digits = 0;
+    bool fraction = false;
+    for (const char c : field) {
+        if (IsDigit(c)) {
+            if (fraction ? c != '0' : ++digits > 7) return false;
+        } else if (c == '.') {
+            fraction = true;
+        } else {
+            if (c != ',' && c != '(' && c != ')' && c != '-' && c != '+' && c != ' ') return false;
+            digits = 0;
+            fraction = false;
+        }
     }
-
-    int m_digits = 0;
-    bool m_fraction = false;
-};
+    return true;
+}
 
 bool AsWritten(const Reading& reading)
 {
-    return reading.warnings.empty() && WholeNumbers::Only(reading.fields.phases);
+    return reading.warnings.empty() && HoldsWholeNumbers(reading.fields.phases);
 }
 
 constexpr double Smallest = 0.49;  // microseconds, and of an amplitude step: safely below what is notable
