@@ -98,10 +98,10 @@ class TARVUTIL_EXPORT StimPattern
     //
     // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
     // argument, as PhasesFromStr says. One message a fault is appended to errors (none for a phase field
-    // without items), one a changed amplitude to warnings. Returns false, with the pattern unchanged, when a
-    // field is missing or faulty. Otherwise hands the phases to SetPhases and the duration to SetTrainLength
-    // (count up to +2) and returns true, also when SetPhases then refuses the list: ask PhasesValid about
-    // what PhasesFromStr reads to know beforehand.
+    // without items), one a changed amplitude to warnings, another list: in the same one it would count as an
+    // error. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands the
+    // phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, also when
+    // SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads to know beforehand.
     virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                             std::vector<std::string>& warnings);
 
