@@ -92,6 +92,8 @@ TEST(PatternRecord, CopyHoldsEverythingAndIsIndependent)
     const auto members = Members(original);
     Plain copy = original, assigned(9, 1, 1, 1, 1, 1);
     assigned = original;
+    const Plain& itself = assigned;
+    assigned = itself;
     EXPECT_EQ(Members(copy), members);
     EXPECT_EQ(Members(assigned), members);
     EXPECT_EQ(Array(copy), "00000009 00051234");
