@@ -26,6 +26,33 @@ TEST(ContinuedPlay, WithoutPatternOrBufferThereIsNothingToContinue)
     }
 }
 
+// A hook that makes the array stale while the words are about to be copied: the block is not played.
+TEST(ContinuedPlay, ArrayThatGoesStaleInTheHookIsNotPlayed)
+{
+    struct Fickle : HostPattern
+    {
+        using HostPattern::HostPattern;
+        bool AdjustPhases(PhaseList& /*current*/, PhaseList& /*proposed*/, int /*maxCmds*/) override
+        {
+            if (++asked == 2) Touch();
+            return false;
+        }
+        int asked = 0;
+    };
+    Fickle pattern(Listed("1000,10"), 100);
+    pattern.SetCycleCount(5000);
+    ASSERT_TRUE(pattern.Update());
+    pattern.m_phases = Listed("-1,0");
+    StimPattern* slot = &pattern;
+    unsigned char buffer[4 * StimPattern::MaxWords] = {};
+    ContinuedItemPlay play({7, &slot}, 0, 0);
+    play.m_remCycles = 5000;
+    EXPECT_EQ(play.ContinueCmds(3, buffer), -1);
+    EXPECT_EQ(pattern.asked, 2);
+    EXPECT_EQ(play.m_remCycles, 5000);
+    EXPECT_EQ(buffer[0] + buffer[4], 0);
+}
+
 TEST(ContinuedPlay, RecordsAreOrderedByDueTimeAndEqualByTheirStart)
 {
     HostPattern pattern(Listed("1000,10 99000,0"), 100);
