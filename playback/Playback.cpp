@@ -2,17 +2,14 @@
 
 #include <algorithm>
 
+#include "CommandWord.h"
 #include "StimPattern.h"
+
+using TarvUtil::Internal::CommandWord;
+using TarvUtil::Internal::UnpackWord;
 
 namespace playback {
 namespace {
-
-constexpr unsigned int CycleMask = 0xFFFU;
-
-unsigned int Bits(unsigned int word, unsigned int low, unsigned int count)
-{
-    return word >> low & ((1U << count) - 1U);
-}
 
 void Append(std::vector<Segment>& segments, double& at, double until, double currentUa, std::size_t word)
 {
@@ -25,10 +22,9 @@ void Append(std::vector<Segment>& segments, double& at, double until, double cur
 
 Word Unpack(unsigned int word)
 {
-    const int magnitude = static_cast<int>(Bits(word, 0, 7));
-    return {Bits(word, 16, 16),     Bits(word, 7, 1) != 0 ? magnitude : -magnitude,
-            Bits(word, 13, 1) != 0, Bits(word, 8, 5),
-            Bits(word, 15, 1) != 0, Bits(word, 14, 1) != 0};
+    const CommandWord fields = UnpackWord(word);
+    return {fields.timeSteps, fields.ampSteps, fields.ampAfterSplit,
+            fields.splitUsec, fields.inPulse,  fields.flag14};
 }
 
 Kind KindOf(const Word& word)
@@ -54,12 +50,12 @@ const char* NameOf(Kind kind)
 
 bool IsCycleWord(unsigned int word)
 {
-    return (word & ~CycleMask) == 0;
+    return TarvUtil::Internal::IsCycleWord(word);
 }
 
 int CyclesOf(unsigned int word0)
 {
-    return static_cast<int>(word0 & CycleMask);
+    return TarvUtil::Internal::CyclesOf(word0);
 }
 
 std::string Refusal(const std::vector<unsigned int>& words)

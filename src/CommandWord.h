@@ -2,54 +2,67 @@
 
 #include "StimAtom.h"
 
-// The packing of a command word, and the sink through which the words of a pattern reach a buffer.
+// The command word: its fields, their limits, and its packing into 32 bits. The only home of the format; StimAtom.h
+// draws it.
 namespace TarvUtil::Internal {
 
-// The arguments are the fields of StimAtom, in their order.
-inline unsigned int PackWord(int amp, unsigned int timeSteps, bool ampAfterSplit, unsigned int splitUsec,
-                             bool inPulse, bool flag14)
+constexpr int MaxStepsPerWord = 65535;      // the duration has 16 bits
+constexpr unsigned int MaxSplitUsec = 31;   // the split point has five bits
+constexpr int MaxCyclesPerCommand = 4095;   // word 0 counts cycles in 12 bits
+constexpr unsigned int CycleMask = 0xFFFU;  // those bits; the bits above are clear
+
+// The fields of one stimulation word, in the order of StimAtom.
+struct CommandWord
 {
-    unsigned int magnitude = static_cast<unsigned int>(amp);
-    if (amp < 0) magnitude = 0U - magnitude;
+    int ampSteps;  // signed; at most StimAtom::MaxAmpSteps of them reach the word
+    unsigned int timeSteps;
+    bool ampAfterSplit;
+    unsigned int splitUsec;
+    bool inPulse;
+    bool flag14;
+};
+
+// The split point is not masked: one above MaxSplitUsec shows in the fields above it. Such a word is what the
+// stimulators in the field have always been given.
+inline unsigned int PackWord(const CommandWord& word)
+{
+    unsigned int magnitude = static_cast<unsigned int>(word.ampSteps);
+    if (word.ampSteps < 0) magnitude = 0U - magnitude;
     if (magnitude > StimAtom::MaxAmpSteps) magnitude = StimAtom::MaxAmpSteps;
-    return timeSteps << 16U | (inPulse ? 1U << 15U : 0U) | (flag14 ? 1U << 14U : 0U) |
-           (ampAfterSplit ? 1U << 13U : 0U) | splitUsec << 8U | (amp > 0 ? 1U << 7U : 0U) | magnitude;
+    return word.timeSteps << 16U | (word.inPulse ? 1U << 15U : 0U) | (word.flag14 ? 1U << 14U : 0U) |
+           (word.ampAfterSplit ? 1U << 13U : 0U) | word.splitUsec << 8U |
+           (word.ampSteps > 0 ? 1U << 7U : 0U) | magnitude;
 }
 
-// Word 0 of a word array: the number of cycles in bits 0 to 11, the bits above clear.
-constexpr int MaxCyclesPerCommand = 4095;
-constexpr unsigned int CycleMask = 0xFFFU;
-
-// Owns the limit of a buffer and the low-half rule: bits 0 to 15 of every word are what the phases say, or a
-// fixed value in their place.
-class CommandSink
+// The fields as the bits stand. What PackWord made packs to itself again.
+inline CommandWord UnpackWord(unsigned int word)
 {
- public:
-    CommandSink(unsigned int* words, int maxWords) : m_words(words), m_maxWords(maxWords) {}
+    const int magnitude = static_cast<int>(word & 0x7FU);
+    return {(word >> 7U & 1U) != 0 ? magnitude : -magnitude,
+            word >> 16U,
+            (word >> 13U & 1U) != 0,
+            word >> 8U & MaxSplitUsec,
+            (word >> 15U & 1U) != 0,
+            (word >> 14U & 1U) != 0};
+}
 
-    void FixLowHalf(unsigned short value)
-    {
-        m_keep = 0xFFFF0000U;
-        m_lowHalf = value;
-    }
+// --- Word 0 of a word array ---
 
-    // Puts a word with flag 14 clear. False, and nothing written, when the buffer is full.
-    bool Put(int amp, unsigned int timeSteps, bool ampAfterSplit, unsigned int splitUsec, bool inPulse)
-    {
-        if (m_count >= m_maxWords) return false;
-        const unsigned int word = PackWord(amp, timeSteps, ampAfterSplit, splitUsec, inPulse, false);
-        m_words[m_count++] = (word & m_keep) | m_lowHalf;
-        return true;
-    }
+// No stimulation word passes: it lasts one step at least.
+inline bool IsCycleWord(unsigned int word)
+{
+    return (word & ~CycleMask) == 0;
+}
 
-    int Count() const { return m_count; }
+inline int CyclesOf(unsigned int word0)
+{
+    return static_cast<int>(word0 & CycleMask);
+}
 
- private:
-    unsigned int* m_words;
-    int m_maxWords;
-    int m_count = 0;
-    unsigned int m_keep = 0xFFFFFFFFU;
-    unsigned int m_lowHalf = 0;
-};
+// word0 with cycles, 0 to MaxCyclesPerCommand, in place of its own.
+inline unsigned int ReplaceCycles(unsigned int word0, int cycles)
+{
+    return (word0 & ~CycleMask) + static_cast<unsigned int>(cycles);
+}
 
 }  // namespace TarvUtil::Internal

@@ -81,7 +81,7 @@ int ContinuedItemPlay::ContinueCmds(long nowMsec, unsigned char* buf)
     if (block < MaxCyclesPerCommand) {
         unsigned int word = 0;
         std::memcpy(&word, buf, sizeof word);
-        word = (word & ~CycleMask) + static_cast<unsigned int>(block);
+        word = ReplaceCycles(word, block);
         std::memcpy(buf, &word, sizeof word);
     }
     if (!pattern->IsContinuous()) m_remCycles -= block;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "LillyRepair.h"
 #include "Numbers.h"
 #include "SpecificationText.h"
 #include "TimeSteps.h"
@@ -11,13 +12,6 @@
 using namespace TarvUtil::Internal;
 
 namespace {
-
-constexpr int OffsetIndex = 0;
-constexpr int Phase1Index = LillyPattern::Phase1;
-constexpr int IPIIndex = 2;
-constexpr int Phase2Index = LillyPattern::Phase2;
-constexpr int EndIndex = 4;
-constexpr int LillyPhaseCount = 5;
 
 constexpr int LillyTypeID = 1;
 
@@ -310,156 +304,6 @@ bool LillyPattern::OffsetShiftOk(std::vector<phase>& phases, float shift)
     return !(len <= m_timeStepUsec && step == std::floor(end) && start - step > NearStepStart &&
              end - step > NearStepStart);
 }
-
-namespace {
-
-// Walks a list that failed validation and moves phase boundaries onto step boundaries.
-class LillyRepair
-{
- public:
-    LillyRepair(LillyPattern& pattern, int repairs, float timeStepUsec, float ampStepUa,
-                std::vector<phase>& phases)
-        : m_pattern(pattern),
-          m_repairs(repairs),
-          m_timeStep(timeStepUsec),
-          m_ampStep(ampStepUa),
-          m_phases(phases)
-    {}
-
-    // Which phase an edit changed first, by a whole microsecond or more, and by how much: it tells which way
-    // the IPI may move.
-    void FindChange(const std::vector<phase>& current)
-    {
-        for (std::size_t i = 0; i < m_phases.size() && m_changeUsec == 0; ++i) {
-            m_changedPhase = static_cast<int>(i);
-            m_changeUsec = ToInt(m_phases[i].len - current.at(i).len);
-        }
-    }
-
-    // False when a repair is refused or not allowed.
-    bool Run(int maxCmds)
-    {
-        for (std::size_t i = 0; i < m_phases.size(); ++i) {
-            if (m_words >= maxCmds) {
-                m_phases.resize(i);
-                return true;
-            }
-            const float len = m_phases[i].len;
-            const int steps = ToInt(AmplitudeSteps(m_phases[i].amp, m_ampStep));
-            if (steps != 0) {
-                // A failed repair does not end the walk at once: the later ones of the phase are made, too.
-                const bool parted = PartFromActivePhase();
-                const bool closed = CloseOpenStep();
-                if (!FillSharedStep(static_cast<int>(i), len) || !parted || !closed) return false;
-            }
-            CountWords(len, steps);
-        }
-        return true;
-    }
-
- private:
-    bool Allowed(LillyPattern::Adjust repair) const { return (m_repairs & repair) != 0; }
-
-    // How far the IPI moves where target would lengthen it to the next step boundary: that far, or back to
-    // the boundary before.
-    float IPIStep(float target) const
-    {
-        const float ipi = m_phases.at(IPIIndex).len;
-        // When an edit shortened another phase, the IPI is shortened only if half a step of it remains.
-        const float least = m_changeUsec < 0 ? 1.5f * m_timeStep : m_timeStep;
-        const bool back =
-            m_changedPhase == IPIIndex ? m_changeUsec < 0 && ipi - m_carry.time >= 0 : ipi >= least;
-        return back ? -m_carry.time : target;
-    }
-
-    bool MoveIPI(float delta) { return m_pattern.AdjustPhaseLen(m_phases, IPIIndex, delta, false); }
-    bool LengthenOffset(float delta) { return m_pattern.AdjustPhaseLen(m_phases, OffsetIndex, delta, false); }
-
-    // Two active phases meet in one step.
-    bool PartFromActivePhase()
-    {
-        if (!(m_carry.time > 0) || m_carry.lastSteps == 0) return true;
-        const float target = m_timeStep - m_carry.time;
-        bool moved = false;
-        if (Allowed(LillyPattern::AdjustIPI))
-            moved = MoveIPI(IPIStep(target));
-        else if (Allowed(LillyPattern::AdjustOffset))
-            moved = LengthenOffset(target);
-        if (moved) m_carry.time = m_timeStep;
-        return moved;
-    }
-
-    // An active phase follows a step that is still held at a current.
-    bool CloseOpenStep()
-    {
-        if (!m_carry.active) return true;
-        const float target = m_timeStep - m_carry.time;
-        bool moved = false;
-        if (Allowed(LillyPattern::AdjustIPI))
-            moved = MoveIPI(IPIStep(target));
-        else if (Allowed(LillyPattern::AdjustOffset) && m_pattern.OffsetShiftOk(m_phases, target))
-            moved = LengthenOffset(target);
-        if (moved) m_carry.time = m_timeStep;
-        return moved;
-    }
-
-    // An active phase ends well before the step that it shares is full.
-    bool FillSharedStep(int index, float len)
-    {
-        if (!(m_carry.time > 0) || !(len + m_carry.time - m_timeStep < -StimPattern::IgnoreUsec)) return true;
-        float delta = m_timeStep - (len + m_carry.time);
-        bool filled = false;
-        if (index == Phase1Index) {
-            filled = Allowed(LillyPattern::AdjustOffset) && LengthenOffset(delta);
-        } else if (Allowed(LillyPattern::AdjustIPI)) {
-            delta = IPIStep(delta);
-            filled = MoveIPI(delta);
-        } else if (Allowed(LillyPattern::AdjustPhase2)) {
-            filled = m_pattern.AdjustPhaseLen(m_phases, Phase2Index, delta, true);
-        }
-        if (filled) m_carry.time += delta;
-        return filled;
-    }
-
-    // Unlike validation this counts a junction word only with carried time, takes a phase for used up by
-    // IgnoreFrac, and for active by its whole amplitude steps.
-    void CountWords(float len, int steps)
-    {
-        float time = len + m_carry.time;
-        float rest = len;
-        if (m_carry.time > 0 && time >= m_timeStep) {
-            ++m_words;
-            rest = RestAfterJunction(len, m_carry.time, m_timeStep);
-            const bool usedUp = rest < StimPattern::IgnoreFrac;
-            if (usedUp) rest = 0;
-            m_carry.active = !usedUp && steps != 0;
-            time = rest;
-        }
-        if (rest > 0) m_carry.lastSteps = steps;
-
-        const StepCut cut = CutIntoSteps(time, m_timeStep);
-        if (cut.count != 0) ++m_words;
-        if (cut.rest > StimPattern::IgnoreUsec) {
-            m_carry.time = cut.rest;
-            if (!(m_carry.active && cut.count == 0)) m_carry.active = steps != 0;
-        } else {
-            m_carry.time = 0;
-            if (cut.count != 0) m_carry.active = false;
-        }
-    }
-
-    LillyPattern& m_pattern;
-    const int m_repairs;
-    const float m_timeStep;
-    const float m_ampStep;
-    std::vector<phase>& m_phases;
-    int m_changedPhase = 0;
-    int m_changeUsec = 0;
-    Carry m_carry;
-    int m_words = 0;
-};
-
-}  // namespace
 
 bool LillyPattern::AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds)
 {

@@ -23,6 +23,6 @@ bool StimAtom::WriteCmd(unsigned int* word) const
 {
     if (word == nullptr) return false;
     *word =
-        TarvUtil::Internal::PackWord(m_amp, m_timeSteps, m_ampAfterSplit, m_splitUsec, m_inPulse, m_flag14);
+        TarvUtil::Internal::PackWord({m_amp, m_timeSteps, m_ampAfterSplit, m_splitUsec, m_inPulse, m_flag14});
     return true;
 }

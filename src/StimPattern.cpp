@@ -10,11 +10,13 @@
 #include <utility>
 
 #include "CommandWord.h"
+#include "CommandWriter.h"
 #include "NumberText.h"
 #include "Numbers.h"
+#include "SpecificationReader.h"
 #include "SpecificationText.h"
-#include "StimAtom.h"
 #include "TimeSteps.h"
+#include "WordCounter.h"
 
 using namespace TarvUtil::Internal;
 
@@ -26,9 +28,6 @@ constexpr int ContinuousCycles = std::numeric_limits<int>::max();
 
 // A train this near to a whole number of periods, in periods, has that number of cycles.
 constexpr float CycleTolerance = 0.01f;
-
-// The most time steps that the duration of one word can count.
-constexpr int MaxStepsPerWord = 65535;
 
 constexpr int BaseTypeID = 4;
 
@@ -444,69 +443,6 @@ int StimPattern::LastActivePhase() const
 
 // --- Validation ---
 
-namespace {
-
-// Walks a list as CommandWriter does and counts words in place of writing them. Unlike it, a phase that
-// reaches one time step counts a junction word also when no time is carried. Carried time that is not
-// active always comes from a phase without current, so the amplitude before it need not be known.
-class WordCounter
-{
- public:
-    WordCounter(float timeStepUsec, float ampStepUa) : m_timeStep(timeStepUsec), m_ampStep(ampStepUa) {}
-
-    // False when p may not follow the phases counted before it.
-    bool Count(const phase& p, bool last)
-    {
-        if (!(p.len >= 0)) return false;
-        const bool active = AmplitudeSteps(p.amp, m_ampStep) != 0;
-        float time = p.len + m_carry.time;
-        if (active && !ActiveMayStart(time)) return false;
-        if (time >= m_timeStep) time = TakeJunction(p, active);
-        CountSteps(time, p, last);
-        return true;
-    }
-
-    int Words() const { return m_words; }
-
- private:
-    bool ActiveMayStart(float time) const
-    {
-        if (m_carry.active) return false;
-        return !(m_carry.time > 0 && time - m_timeStep < -StimPattern::IgnoreUsec);
-    }
-
-    // Returns the time of the phase that is left behind the junction.
-    float TakeJunction(const phase& p, bool active)
-    {
-        ++m_words;
-        const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
-        const bool usedUp = rest < StimPattern::IgnoreUsec;
-        m_carry.active = active && !usedUp;
-        return usedUp ? 0 : rest;
-    }
-
-    void CountSteps(float time, const phase& p, bool last)
-    {
-        const StepCut cut = CutIntoSteps(time, m_timeStep);
-        if (cut.count != 0) ++m_words;
-        if (cut.rest > StimPattern::IgnoreUsec) {
-            m_carry.time = cut.rest;
-            m_carry.active = IsActive(p) || (cut.count == 0 && m_carry.active);
-            if (last) ++m_words;
-        } else {
-            m_carry.time = 0;
-            if (cut.count != 0) m_carry.active = false;
-        }
-    }
-
-    const float m_timeStep;
-    const float m_ampStep;
-    Carry m_carry;
-    int m_words = 0;
-};
-
-}  // namespace
-
 bool StimPattern::PhasesValid(std::vector<phase> phases, int maxCmds) const
 {
     return ListValid(phases, maxCmds);
@@ -518,113 +454,11 @@ bool StimPattern::ListValid(const std::vector<phase>& phases, int maxCmds) const
     if (!AmpStepUsable(m_ampStepSize) && std::any_of(phases.begin(), phases.end(), IsActive)) return false;
     WordCounter counter(m_timeStepUsec, m_ampStepSize);
     for (const phase& p : phases)
-        if (!counter.Count(p, &p == &phases.back())) return false;
+        if (counter.Count(p, &p == &phases.back()) != Meeting::Fits) return false;
     return counter.Words() <= maxCmds;
 }
 
 // --- Words ---
-
-namespace {
-
-// Cuts phases into time steps and puts the words of one cycle into a sink.
-class CommandWriter
-{
- public:
-    CommandWriter(float timeStepUsec, float ampStepUa, CommandSink& sink)
-        : m_timeStep(timeStepUsec),
-          m_timeStepFloor(std::floor(timeStepUsec)),
-          m_ampStep(ampStepUa),
-          m_sink(sink)
-    {}
-
-    // False when p is too short to finish the step that it shares, or the sink is full.
-    bool Write(const phase& p, bool first, bool last)
-    {
-        const float steps = AmplitudeSteps(p.amp, m_ampStep);
-        const Amplitude amp{ToInt(steps), steps != 0, steps != 0 || !(first || last)};
-        float time = m_carry.time + p.len;
-        if (m_carry.time > 0 && time < m_timeStepFloor) return false;
-        if (JunctionDue(amp, time)) {
-            if (!PutJunction(amp)) return false;
-            time = TakeJunction(p, amp);
-        } else if (p.len > 0) {
-            m_carry.lastSteps = amp.steps;
-        }
-        return PutSteps(time, amp) && (!last || PutTail(amp));
-    }
-
- private:
-    struct Amplitude
-    {
-        int steps;
-        bool active;
-        bool inPulse;  // false in the leading delay and the trailing pause
-    };
-
-    bool JunctionDue(const Amplitude& amp, float time) const
-    {
-        if (!(m_carry.time > 0)) return false;
-        if (!amp.active) return true;
-        return m_carry.lastSteps == 0 && !m_carry.active && time - m_timeStep >= -StimPattern::IgnoreUsec;
-    }
-
-    // The step starts with the carried time; either that or the start of this phase is at zero amplitude.
-    bool PutJunction(const Amplitude& amp)
-    {
-        const bool carriedCurrent = m_carry.lastSteps != 0;
-        return m_sink.Put(carriedCurrent ? m_carry.lastSteps : amp.steps, 1, !carriedCurrent, SplitUsec(),
-                          true);
-    }
-
-    // Returns the time of the phase that is left behind the junction.
-    float TakeJunction(const phase& p, const Amplitude& amp)
-    {
-        const float rest = RestAfterJunction(p.len, m_carry.time, m_timeStep);
-        if (rest < StimPattern::IgnoreUsec) {
-            m_carry.active = false;
-            return 0;
-        }
-        m_carry.lastSteps = amp.steps;
-        m_carry.active = amp.active;
-        return rest;
-    }
-
-    bool PutSteps(float time, const Amplitude& amp)
-    {
-        const StepCut cut = CutIntoSteps(time, m_timeStep);
-        const bool carries = cut.rest > StimPattern::IgnoreUsec;
-        m_carry.time = carries ? cut.rest : 0;
-        if (cut.count == 0) {
-            if (carries && amp.active) m_carry.active = true;
-            return true;
-        }
-        m_carry.active = carries && amp.active;
-        int count = cut.count;
-        for (; count > MaxStepsPerWord; count -= MaxStepsPerWord)
-            if (!PutWhole(MaxStepsPerWord, amp)) return false;
-        return PutWhole(count, amp);
-    }
-
-    bool PutWhole(int count, const Amplitude& amp)
-    {
-        return m_sink.Put(amp.steps, static_cast<unsigned int>(count), amp.active, 0, amp.inPulse);
-    }
-
-    bool PutTail(const Amplitude& amp)
-    {
-        return !(m_carry.time > 0) || m_sink.Put(amp.steps, 1, false, SplitUsec(), amp.active);
-    }
-
-    unsigned int SplitUsec() const { return static_cast<unsigned int>(ToInt(m_carry.time)); }
-
-    const float m_timeStep;
-    const float m_timeStepFloor;
-    const float m_ampStep;
-    CommandSink& m_sink;
-    Carry m_carry;
-};
-
-}  // namespace
 
 int StimPattern::WriteStimCmds(unsigned int* words, int maxWords) const
 {
@@ -684,7 +518,7 @@ int StimPattern::MaxCmds() const
 bool StimPattern::WriteVekCmd(unsigned int* word) const
 {
     if (word == nullptr) return false;
-    *word = static_cast<unsigned int>(std::min(CycleCount(), MaxCyclesPerCommand));
+    *word = ReplaceCycles(0, std::min(CycleCount(), MaxCyclesPerCommand));
     return true;
 }
 
@@ -724,104 +558,6 @@ std::vector<std::string> StimPattern::Split(const std::string& text, char delimi
         if (keepEmpty || !piece.empty()) tokens.emplace_back(piece);
     return tokens;
 }
-
-namespace {
-
-float ReadDuration(std::string_view field, std::vector<std::string>& errors)
-{
-    std::string_view value;
-    float msec = 0;
-    if (BracketedValue(field, value)) {
-        if (value.find("inf") != std::string_view::npos || value.find("INF") != std::string_view::npos)
-            return LargestFloat;
-        msec = static_cast<float>(ReadNumber(value));
-    }
-    if (!(msec > 0)) errors.push_back(Quoting("invalid train duration specification string [", field, "]"));
-    return msec;
-}
-
-// Reads the items of a phase-list field, one after the other.
-class PhaseReader
-{
- public:
-    PhaseReader(std::string_view field, float ampStepUa, std::vector<std::string>& errors,
-                std::vector<std::string>& warnings)
-        : m_field(field), m_ampStep(ampStepUa), m_errors(errors), m_warnings(warnings)
-    {}
-
-    std::vector<phase> Read()
-    {
-        std::vector<phase> phases;
-        phases.reserve(static_cast<std::size_t>(std::count(m_field.begin(), m_field.end(), ')')) + 1);
-        Pieces items(m_field, ')');
-        for (std::string_view item; items.NextNotEmpty(item); ++m_index) {
-            phase p{};
-            if (ReadItem(item, p))
-                phases.push_back(p);
-            else
-                m_errors.push_back(Quoting("Invalid phase specification string: [", m_field, "]"));
-        }
-        return phases;
-    }
-
- private:
-    // Every "(" of an item counts as a blank; what follows a number is not read.
-    bool ReadItem(std::string_view item, phase& p)
-    {
-        const Fields<3> values(Stripped(item, '('), ',');
-        if (values.count != 2 || !(m_ampStep > 0) || !std::isfinite(m_ampStep)) return false;
-        return ReadLength(StrippedInFront(values.field[0], '('), p.len) &&
-               ReadAmplitude(StrippedInFront(values.field[1], '('), p.amp);
-    }
-
-    static bool ReadLength(std::string_view text, float& len)
-    {
-        const float usec = std::round(static_cast<float>(ReadNumber(text)));
-        len = static_cast<float>(ToInt(usec));
-        return FitsInt(usec);
-    }
-
-    // Rounds to whole amplitude steps: halves away from zero, at least one, and of positive ones at most as
-    // many as a word can hold.
-    bool ReadAmplitude(std::string_view text, float& amp)
-    {
-        const float asked = static_cast<float>(ReadNumber(text));
-        amp = 0;
-        if (asked == 0) return true;
-        const float ratio = asked / m_ampStep;
-        if (!FitsInt(std::fabs(ratio) + 0.5f)) return false;
-        const int steps = ToInt(std::fabs(ratio) + 0.5f);
-        constexpr int MaxSteps = static_cast<int>(StimAtom::MaxAmpSteps);
-        int kept = std::max(steps, 1);
-        if (ratio > 0 && steps > MaxSteps) {
-            kept = MaxSteps;
-            m_warnings.push_back("Phase[" + std::to_string(m_index) +
-                                 "]: Number of ADC stim output steps reduced from [" + std::to_string(steps) +
-                                 "] to [" + std::to_string(MaxSteps) + "].\n");
-        }
-        amp = static_cast<float>(kept) * (ratio < 0 ? -m_ampStep : m_ampStep);
-        if (amp != asked) WarnOfAmplitude(asked, amp);
-        return true;
-    }
-
-    void WarnOfAmplitude(float asked, float kept)
-    {
-        std::string warning = "Phase[" + std::to_string(m_index) + "]: Original amplitude [";
-        AppendNumber(warning, asked);
-        warning += " uA] is now [";
-        AppendNumber(warning, kept);
-        warning += " uA].\n";
-        m_warnings.push_back(std::move(warning));
-    }
-
-    std::string_view m_field;
-    float m_ampStep;
-    std::vector<std::string>& m_errors;
-    std::vector<std::string>& m_warnings;
-    int m_index = 0;
-};
-
-}  // namespace
 
 float StimPattern::DurationFromStr(std::string field, std::vector<std::string>& errors) const
 {

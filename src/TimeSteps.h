@@ -5,12 +5,13 @@
 #include "Numbers.h"
 #include "StimPattern.h"
 
-// How lengths are cut into whole time steps and amplitudes into amplitude steps: the rules that validation,
-// writing and repair have in common. Each of the three walks the phases with junction rules of its own.
+// How lengths are cut into whole time steps and amplitudes into amplitude steps: what validation (WordCounter.h),
+// writing (CommandWriter.h) and repair (LillyRepair.h) have in common. Each of the three walks the phases with
+// junction rules of its own.
 namespace TarvUtil::Internal {
 
-// Time cut into whole steps and what is left of the last one, microseconds. A time within IgnoreFrac below a
-// whole number of steps counts as that number; the rest is then slightly negative.
+// A time cut into whole steps and the rest of the last one, microseconds. A time within IgnoreFrac below a whole
+// number of steps counts as that number; the rest is then slightly negative.
 struct StepCut
 {
     int count;
@@ -24,10 +25,23 @@ inline StepCut CutIntoSteps(float timeUsec, float timeStepUsec)
     return {count, (steps - static_cast<float>(count)) * timeStepUsec};
 }
 
+// Whether the rest is carried into the next phase; a shorter one is dropped.
+inline bool IsCarried(const StepCut& cut)
+{
+    return cut.rest > StimPattern::IgnoreUsec;
+}
+
 // What is left of a phase once it has filled the step that carriedUsec of earlier phases began.
 inline float RestAfterJunction(float lenUsec, float carriedUsec, float timeStepUsec)
 {
     return lenUsec - (timeStepUsec - carriedUsec);
+}
+
+// Whether a phase that ends timeUsec after the start of a step ends well before that step does. A step that lacks
+// no more than IgnoreUsec counts as full: as much is dropped of a leftover.
+inline bool EndsInsideStep(float timeUsec, float timeStepUsec)
+{
+    return timeUsec - timeStepUsec < -StimPattern::IgnoreUsec;
 }
 
 // An amplitude in amplitude steps, not rounded; 0 when the step is 0.
@@ -42,19 +56,10 @@ inline bool TimeStepUsable(float timeStepUsec)
 }
 
 // A step of 0 is usable: it makes every amplitude 0 steps. Any other that is not positive and finite would
-// turn a current round or lose it.
+// reverse a current or lose it.
 inline bool AmpStepUsable(float ampStepUa)
 {
     return ampStepUa >= 0 && std::isfinite(ampStepUa);
 }
-
-// What a walk over the phases takes from one phase to the next.
-struct Carry
-{
-    float time = 0;       // microseconds of a step that earlier phases began and did not finish
-    bool active = false;  // that time holds a non-zero amplitude
-    // Whole amplitude steps of the latest phase that had a time of its own.
-    int lastSteps = 0;
-};
 
 }  // namespace TarvUtil::Internal
