@@ -44,7 +44,7 @@ void CheckPlayback(const std::vector<unsigned int>& words, const playback::Scale
     Require(segments.size() <= 2 * words.size(), "a word gives two segments at most");
     Require(joined.size() <= segments.size(), "joining adds no segment");
     const double period = playback::PeriodUsec(words, scale);
-    const playback::Charge charge = playback::ChargeOf(segments);
+    const playback::Charge charge = playback::ChargeOf(words, scale);
     if (!(scale.timeStepUsec > 1e-6 && scale.timeStepUsec < 1e9 && std::fabs(scale.ampStepUa) < 1e9)) return;
     CheckOrder(segments, period);
     CheckOrder(joined, period);

@@ -11,11 +11,28 @@ using TarvUtil::Internal::UnpackWord;
 namespace playback {
 namespace {
 
-void Append(std::vector<Segment>& segments, double& at, double until, double currentUa, std::size_t word)
+// Calls visit with each segment of one cycle, in order.
+template <typename Visit>
+void ForEachSegment(const std::vector<unsigned int>& words, const Scale& scale, Visit visit)
 {
-    if (!(until > at)) return;
-    segments.push_back({at, until - at, currentUa, currentUa != 0 ? Kind::Current : Kind::Pause, word});
-    at = until;
+    double at = 0;
+    const auto until = [&](double end, double currentUa, std::size_t word) {
+        if (!(end > at)) return;
+        visit(Segment{at, end - at, currentUa, currentUa != 0 ? Kind::Current : Kind::Pause, word});
+        at = end;
+    };
+    double steps = 0;
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        const Word word = Unpack(words[i]);
+        // Counted from the start of the cycle, so that a border lies where its number of steps says.
+        const double start = steps * scale.timeStepUsec;
+        steps += word.timeSteps;
+        const double end = steps * scale.timeStepUsec;
+        const double currentUa = word.ampSteps * scale.ampStepUa;
+        const double split = word.ampSteps == 0 ? start : std::min(start + word.splitUsec, end);
+        until(split, word.ampAfterSplit ? 0 : currentUa, i);
+        until(end, word.ampAfterSplit ? currentUa : 0, i);
+    }
 }
 
 }  // namespace
@@ -72,19 +89,7 @@ std::string Refusal(const std::vector<unsigned int>& words)
 std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale)
 {
     std::vector<Segment> segments;
-    double at = 0;
-    double steps = 0;
-    for (std::size_t i = 1; i < words.size(); ++i) {
-        const Word word = Unpack(words[i]);
-        // Counted from the start of the cycle, so that a border lies where its number of steps says.
-        const double start = steps * scale.timeStepUsec;
-        steps += word.timeSteps;
-        const double end = steps * scale.timeStepUsec;
-        const double currentUa = word.ampSteps * scale.ampStepUa;
-        const double split = word.ampSteps == 0 ? start : std::min(start + word.splitUsec, end);
-        Append(segments, at, split, word.ampAfterSplit ? 0 : currentUa, i);
-        Append(segments, at, end, word.ampAfterSplit ? currentUa : 0, i);
-    }
+    ForEachSegment(words, scale, [&](const Segment& segment) { segments.push_back(segment); });
     return segments;
 }
 
@@ -107,14 +112,14 @@ double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale)
     return steps * scale.timeStepUsec;
 }
 
-Charge ChargeOf(const std::vector<Segment>& segments)
+Charge ChargeOf(const std::vector<unsigned int>& words, const Scale& scale)
 {
     constexpr double NcPerUaUsec = 1e-3;
     Charge charge;
-    for (const Segment& segment : segments) {
+    ForEachSegment(words, scale, [&](const Segment& segment) {
         const double nc = segment.currentUa * segment.durationUsec * NcPerUaUsec;
         (nc > 0 ? charge.positiveNc : charge.negativeNc) += nc;
-    }
+    });
     return charge;
 }
 

@@ -97,6 +97,7 @@ std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scal
 std::vector<Segment> Joined(const std::vector<Segment>& segments);
 
 double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale);
-Charge ChargeOf(const std::vector<Segment>& segments);
+// Of one cycle, without an allocation.
+Charge ChargeOf(const std::vector<unsigned int>& words, const Scale& scale);
 
 }  // namespace playback

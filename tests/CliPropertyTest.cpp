@@ -101,8 +101,8 @@ void ExpectReportOfWords(const json& report, const Words& words, const playback:
         if (currentUa == 0) continue;
         EXPECT_NEAR(p["start_played_us"], FirstPlayed(segments, currentUa), 2e-6) << p;
     }
-    EXPECT_NEAR(charge.positiveNc, playback::ChargeOf(segments).positiveNc, 1e-5);
-    EXPECT_NEAR(charge.negativeNc, playback::ChargeOf(segments).negativeNc, 1e-5);
+    EXPECT_NEAR(charge.positiveNc, playback::ChargeOf(words, scale).positiveNc, 1e-5);
+    EXPECT_NEAR(charge.negativeNc, playback::ChargeOf(words, scale).negativeNc, 1e-5);
 }
 
 bool HasNotable(const json& report)

@@ -1,9 +1,12 @@
+#include "CheckTable.h"
+
 #include <cmath>
 
-#include "CheckReport.h"
-#include "Figures.h"
-#include "Output.h"
+#include "NumberFormat.h"
+#include "Sentences.h"
 #include "Table.h"
+
+using namespace preview;
 
 namespace {
 
@@ -48,10 +51,10 @@ Table PhaseTable(const Deviations& d)
     return table;
 }
 
-void AppendDeviations(std::string& text, const CheckReport& report)
+void AppendDeviations(std::string& text, const Report& report)
 {
-    const Deviations& d = *report.deviations;
-    text += ": " + std::to_string(report.reading.words.size()) + " of " +
+    const Deviations& d = report.deviations;
+    text += ": " + std::to_string(report.encoding.words.size()) + " of " +
             std::to_string(report.stimulator.budget) + " words\n";
     Totals(d).Print(text);
     PhaseTable(d).Print(text);
@@ -59,33 +62,31 @@ void AppendDeviations(std::string& text, const CheckReport& report)
     text += "  largest error of a phase start: " + largest + " us";
     if (largest != "0") text += ", phase " + std::to_string(d.LargestError());
     text += "\n";
-    constexpr int LimitDecimals = 6;  // a limit may be exceeded by little
-    for (const Excess& excess : report.exceeded)
-        text += "  " + excess.option + " EXCEEDED: " + Rounded(excess.value, LimitDecimals) + " " +
-                excess.unit + ", the limit is " + Rounded(excess.limit, LimitDecimals) + " " + excess.unit +
-                "\n";
+    for (const Excess& excess : report.excesses) text += "  " + Sentence(excess) + "\n";
     for (const Finding& finding : d.findings)
-        text += std::string("  ") + NameOf(finding.cause) + ": " + finding.text + "\n";
+        text += std::string("  ") + NameOf(finding.cause) + ": " + Sentence(report, finding) + "\n";
 }
 
-void AppendRefusal(std::string& text, const Refusal& refusal)
+void AppendRefusal(std::string& text, const Report& report)
 {
-    text += ": refused\n  " + refusal.text + "\n";
+    const Refusal& refusal = *report.encoding.refusal;
+    text += ": refused\n";
+    for (const std::string& sentence : RefusalSentences(report)) text += "  " + sentence + "\n";
     if (refusal.meets >= 0)
         text += "  phase " + std::to_string(refusal.failing) + " meets " + Rounded(refusal.carriedUsec) +
                 " us of a time step that phase " + std::to_string(refusal.meets) + " has begun\n";
-    if (!refusal.adjusted) return;
-    text += "  AdjustPhases of a pattern that holds the list makes " + PhaseListText(refusal.adjustedPhases) +
-            ", which " + (refusal.adjustedFits ? "fits\n" : "does not fit either\n");
+    if (refusal.repairs) text += "  " + RepairSentence(refusal) + "\n";
 }
 
 }  // namespace
 
-void PrintTable(Output& output, const CheckReport& report)
+std::string CheckTable(const Report& report, std::string_view place)
 {
-    std::string text = report.reading.place.Text();
-    if (report.deviations) AppendDeviations(text, report);
-    if (report.refusal) AppendRefusal(text, *report.refusal);
-    for (const std::string& warning : report.reading.warnings) text += "  warning: " + warning + "\n";
-    output.Write(text);
+    std::string text(place);
+    if (report.encoding.Encoded())
+        AppendDeviations(text, report);
+    else
+        AppendRefusal(text, report);
+    for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
+    return text;
 }

@@ -1,22 +1,25 @@
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <memory>
 
 #include "Commands.h"
-#include "Exit.h"
+#include "ExitStatus.h"
 #include "Json.h"
+#include "Messages.h"
+#include "NumberFormat.h"
+#include "Options.h"
 #include "Output.h"
-#include "Playback.h"
 #include "Table.h"
 #include "WordText.h"
+
+using preview::Rounded;
+using preview::Shortest;
 
 namespace {
 
 struct Options
 {
-    Stimulator stimulator;
+    preview::Stimulator stimulator;
     bool timeStepGiven = false;
     bool ampStepGiven = false;
     Input input;
@@ -48,23 +51,6 @@ void PrintTable(Output& output, const Place& place, const Record& record)
     output.Write(text);
 }
 
-void PrintJson(Output& output, const Place& place, const Record& record)
-{
-    Json json{{"place", place.Text()},
-              {"cycles", playback::CyclesOf(record.words[0])},
-              {"period_us", playback::PeriodUsec(record.words, record.Scale())},
-              {"time_step_us", JsonNumber(record.timeStepUsec)},
-              {"amp_step_ua", JsonNumber(record.ampStepUa)},
-              {"segments", Json::array()}};
-    for (const playback::Segment& segment : playback::Segments(record.words, record.Scale()))
-        json["segments"].push_back({{"start_us", segment.startUsec},
-                                    {"duration_us", segment.durationUsec},
-                                    {"current_ua", segment.currentUa},
-                                    {"kind", playback::NameOf(segment.kind)},
-                                    {"word", segment.word}});
-    PrintLine(output, json);
-}
-
 // Reads word arrays as encode writes them, and prints what they play.
 class Decoder
 {
@@ -92,56 +78,29 @@ class Decoder
             ForEachLine(file, [this](const Place& place, std::string_view line) { DecodeLine(place, line); });
     }
 
-    void DecodeLine(const Place& place, std::string_view line)
+    void DecodeLine(const Place& place, std::string_view text)
     {
+        preview::WordLine line;
         Record record{{}, m_options.stimulator.timeStepUsec, m_options.stimulator.ampStepUa};
-        const bool json =
-            line.substr(std::min(line.find_first_not_of(" \t"), line.size())).substr(0, 1) == "{";
-        const std::string fault = json ? ReadJson(line, record) : ReadHex(line, record);
+        std::string fault = ReadWordLine(text, line);
+        if (fault.empty())
+            fault = SetStep("time_step_us", line.timeStepUsec, m_options.timeStepGiven, record.timeStepUsec);
+        if (fault.empty())
+            fault = SetStep("amp_step_ua", line.ampStepUa, m_options.ampStepGiven, record.ampStepUa);
+        record.words = std::move(line.words);
         if (fault.empty())
             Print(place, record);
         else
             Refuse(place, fault);
     }
 
-    static std::string ReadHex(std::string_view line, Record& record)
-    {
-        const std::string_view fault = ReadWords(line, record.words);
-        return fault.empty() ? std::string() : "no word such as 0x0006A01E: " + std::string(fault);
-    }
-
-    std::string ReadJson(std::string_view line, Record& record) const
-    {
-        // Nothing that is looked for lies deeper; what does is left out, so that it costs no memory.
-        constexpr int Depth = 2;
-        const auto keep = [](int depth, Json::parse_event_t, const Json&) { return depth <= Depth; };
-        const Json json = Json::parse(line, keep, false);
-        if (!json.is_object()) return "no JSON object: " + std::string(line);
-        const auto words = json.find("words");
-        if (json.contains("errors")) return "the pattern was not encoded and has no words";
-        if (words == json.end() || !words->is_array()) return "the JSON object holds no array \"words\"";
-        for (const Json& word : *words) {
-            if (!word.is_number_unsigned() ||
-                word.get<std::uint64_t>() > std::numeric_limits<unsigned int>::max())
-                return "no 32-bit word: " + word.dump(-1, ' ', false, Json::error_handler_t::replace);
-            record.words.push_back(word.get<unsigned int>());
-        }
-        std::string fault = TakeStep(json, "time_step_us", m_options.timeStepGiven, record.timeStepUsec);
-        if (fault.empty()) fault = TakeStep(json, "amp_step_ua", m_options.ampStepGiven, record.ampStepUa);
-        return fault;
-    }
-
     // The steps that the words were made for go with them: an option may say the same, nothing else.
-    static std::string TakeStep(const Json& json, const char* key, bool given, float& step)
+    static std::string SetStep(const char* key, const std::optional<float>& read, bool given, float& step)
     {
-        const auto found = json.find(key);
-        if (found == json.end()) return {};
-        const float value = found->is_number() ? found->get<float>() : 0;
-        if (!(value > 0) || !std::isfinite(value))
-            return std::string(key) + " is not a finite number above 0";
-        if (given && value != step)
-            return std::string(key) + " is " + Shortest(value) + ", the option says " + Shortest(step);
-        step = value;
+        if (!read) return {};
+        if (given && *read != step)
+            return std::string(key) + " is " + Shortest(*read) + ", the option says " + Shortest(step);
+        step = *read;
         return {};
     }
 
@@ -173,7 +132,9 @@ class Decoder
         if (!refusal.empty())
             Refuse(place, refusal);
         else if (m_options.format == "json")
-            PrintJson(m_output, place, record);
+            m_output.Write(
+                preview::SegmentsJson(record.timeStepUsec, record.ampStepUa, record.words, place.Text()) +
+                '\n');
         else
             PrintTable(m_output, place, record);
     }
@@ -181,8 +142,8 @@ class Decoder
     void Refuse(const Place& place, const std::string& fault)
     {
         m_status = ExitFailed;
-        if (m_options.format == "json") PrintLine(m_output, JsonOf(place, fault));
-        Say(m_output, place, fault);
+        if (m_options.format == "json") m_output.Write(preview::ErrorJson(fault, place.Text()) + '\n');
+        PrintMessage(m_output, place, fault);
     }
 
     const Options& m_options;
@@ -202,6 +163,7 @@ void AddDecode(CLI::App& program, int& exitStatus)
     command.callback([options, &command, &exitStatus] {
         options->timeStepGiven = command.count("--time-step") != 0;
         options->ampStepGiven = command.count("--amp-step") != 0;
+        NeedUsable(options->stimulator);
         Output output;
         exitStatus = Decoder(*options, output).Run();
     });

@@ -1,10 +1,14 @@
 #include "Commands.h"
-#include "Deviations.h"
+#include "Fault.h"
 #include "Json.h"
+#include "Messages.h"
+#include "NumberFormat.h"
 #include "PatternCommand.h"
-#include "Playback.h"
 #include "Table.h"
+#include "WordRows.h"
 #include "WordText.h"
+
+using namespace preview;
 
 namespace {
 
@@ -13,28 +17,6 @@ struct Options : PatternOptions
     std::string format = "table";
     std::string output;
 };
-
-// One word and what it says, in the units of the user.
-struct Row
-{
-    unsigned int bits;
-    playback::Kind kind;
-    playback::Word word;
-    double durationUsec;
-    double currentUa;
-};
-
-std::vector<Row> RowsOf(const Stimulator& stimulator, const std::vector<unsigned int>& words)
-{
-    const playback::Scale scale = stimulator.Scale();
-    std::vector<Row> rows{{words.front(), playback::Kind::Cycles, {}, 0, 0}};
-    for (std::size_t i = 1; i < words.size(); ++i) {
-        const playback::Word word = playback::Unpack(words[i]);
-        rows.push_back({words[i], playback::KindOf(word), word, word.timeSteps * scale.timeStepUsec,
-                        word.ampSteps * scale.ampStepUa});
-    }
-    return rows;
-}
 
 std::string Flags(const playback::Word& word)
 {
@@ -50,10 +32,10 @@ std::string CyclesText(const StimPattern& pattern)
     return pattern.IsContinuous() ? "continuous" : "cycles: " + std::to_string(pattern.CycleCount());
 }
 
-void PrintTable(Output& output, const Options& options, const Reading& reading)
+std::string WordTable(const Report& report, std::string_view place)
 {
     Table table({"#", "word", "kind", "steps", "us", "uA", "split us", "flags"});
-    for (const Row& row : RowsOf(options.stimulator, reading.words)) {
+    for (const WordRow& row : RowsOf(report.stimulator.Scale(), report.encoding.words)) {
         std::vector<std::string> cells{std::to_string(table.Size()), WordText(row.bits),
                                        playback::NameOf(row.kind)};
         if (row.kind == playback::Kind::Cycles)
@@ -64,39 +46,11 @@ void PrintTable(Output& output, const Options& options, const Reading& reading)
                           Rounded(row.currentUa), std::to_string(row.word.splitUsec), Flags(row.word)});
         table.Add(std::move(cells));
     }
-    std::string text = reading.place.Text() + ": " + std::to_string(reading.words.size()) + " of " +
-                       std::to_string(options.stimulator.budget) + " words, " +
-                       CyclesText(Base(reading.pattern)) + "\n";
+    std::string text = std::string(place) + ": " + std::to_string(report.encoding.words.size()) + " of " +
+                       std::to_string(report.stimulator.budget) + " words, " +
+                       CyclesText(Base(report.encoding.pattern)) + "\n";
     table.Print(text);
-    output.Write(text);
-}
-
-Json JsonOf(const Row& row)
-{
-    if (row.kind == playback::Kind::Cycles)
-        return {{"kind", NameOf(row.kind)}, {"cycles", playback::CyclesOf(row.bits)}};
-    return {{"kind", NameOf(row.kind)},        {"duration_steps", row.word.timeSteps},
-            {"duration_us", row.durationUsec}, {"current_ua", row.currentUa},
-            {"split_us", row.word.splitUsec},  {"in_pulse", row.word.inPulse},
-            {"flag_14", row.word.flag14},      {"after_split", row.word.ampAfterSplit}};
-}
-
-void PrintJson(Output& output, const Options& options, const Reading& reading)
-{
-    Json json = JsonOf(reading);
-    if (reading.Encoded()) {
-        const StimPattern& pattern = Base(reading.pattern);
-        if (pattern.IsContinuous())
-            json["continuous"] = true;
-        else
-            json["cycles"] = pattern.CycleCount();
-        json["time_step_us"] = JsonNumber(options.stimulator.timeStepUsec);
-        json["amp_step_ua"] = JsonNumber(options.stimulator.ampStepUa);
-        json["words"] = reading.words;
-        for (const Row& row : RowsOf(options.stimulator, reading.words))
-            json["content"].push_back(JsonOf(row));
-    }
-    PrintLine(output, json);
+    return text;
 }
 
 void PrintBinary(Output& output, const std::vector<unsigned int>& words)
@@ -104,17 +58,18 @@ void PrintBinary(Output& output, const std::vector<unsigned int>& words)
     output.Write({reinterpret_cast<const char*>(words.data()), words.size() * sizeof words[0]});
 }
 
-void Print(Output& output, const Options& options, const Reading& reading)
+void Print(Output& output, const std::string& format, const Place& place, const Report& report)
 {
-    if (options.format == "json") return PrintJson(output, options, reading);
-    if (!reading.Encoded()) return;
-    if (options.format == "hex") {
-        AppendWords(output.Buffer(), reading.words);
+    if (format == "json") return output.Write(WordsJson(report, place.Text()) + '\n');
+    const std::vector<unsigned int>& words = report.encoding.words;
+    if (words.empty()) return;
+    if (format == "hex") {
+        AppendWords(output.Buffer(), words);
         output.Written();
-    } else if (options.format == "binary") {
-        PrintBinary(output, reading.words);
+    } else if (format == "binary") {
+        PrintBinary(output, words);
     } else {
-        PrintTable(output, options, reading);
+        output.Write(WordTable(report, place.Text()));
     }
 }
 
@@ -124,11 +79,10 @@ int Encode(const Options& options)
     Output output(options.output);
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
-    return ForEachReading(options, output, [&](const Reading& reading) {
-        if (reading.Encoded() && MayDeviate(options.stimulator, reading))
-            SayDeviations(output, options.stimulator, reading);
-        Print(output, options, reading);
-        return reading.Encoded();
+    return ForEachReport(options, {}, output, [&](const Place& place, const Report& report) {
+        if (report.encoding.Encoded()) PrintDeviations(output, place, report);
+        Print(output, options.format, place, report);
+        return report.encoding.Encoded();
     });
 }
 

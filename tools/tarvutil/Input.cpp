@@ -4,13 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "Exit.h"
+#include "Fault.h"
 
 namespace {
 
@@ -41,46 +40,12 @@ bool IsBinary(std::string_view sample)
            std::count_if(sample.begin(), sample.end(), isControl) > MaxControls;
 }
 
-// An empty name is a shell variable that is not set.
-std::string NotEmpty(const std::string& path)
-{
-    return path.empty() ? "the name of the file is empty" : "";
-}
-
 }  // namespace
 
 std::string Place::Text() const
 {
     if (path.empty()) return "argument " + std::to_string(number);
     return std::string(path) + ":" + std::to_string(number);
-}
-
-void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
-{
-    // "Extra" arguments in brackets would be cut at their commas; as ones still to come they stay whole.
-    constexpr int AnyNumber = CLI::detail::expected_max_vector_size;
-    command.add_option(name, input.arguments, "What to read, each argument one line")
-        ->type_name("")
-        ->expected(AnyNumber, AnyNumber)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    command.add_option("-f,--file", input.file, "Read the lines of a file; - is standard input")
-        ->option_text("PATH")
-        ->check(NotEmpty);
-}
-
-void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what)
-{
-    command.add_option("-o,--output", path, what)->option_text(name)->check(NotEmpty);
-}
-
-void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats)
-{
-    command
-        .add_option("--format", format,
-                    "How to print: " + CLI::detail::join(formats, ", ") + " [" + format + "]")
-        ->option_text("FORMAT")
-        ->check(CLI::IsMember(formats));
 }
 
 void NeedInput(const Input& input)

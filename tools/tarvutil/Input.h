@@ -6,10 +6,6 @@
 #include <string_view>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 // Where a specification string, or a line of words, stands.
 struct Place
 {
@@ -25,15 +21,6 @@ struct Input
     std::vector<std::string> arguments;
     std::string file;  // "-" is standard input; empty for none
 };
-
-// Adds the arguments, called name in the help, and --file. input must live until the command has run.
-void AddInputOptions(CLI::App& command, Input& input, const std::string& name);
-
-// Adds --output, for a path called name in the help, to a command.
-void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what);
-
-// Adds --format to a command; format holds the default.
-void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats);
 
 // Throws Fault when there is nothing to read.
 void NeedInput(const Input& input);

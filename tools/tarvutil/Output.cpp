@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Exit.h"
+#include "Fault.h"
 
 namespace {
 
@@ -59,6 +59,8 @@ mode_t FileMode(const struct stat* present)
     return 0666U & ~mask;
 }
 
+}  // namespace
+
 bool WriteAll(int fd, std::string_view text)
 {
     while (!text.empty()) {
@@ -69,35 +71,6 @@ bool WriteAll(int fd, std::string_view text)
     }
     return true;
 }
-
-std::string Shown(std::string_view text)
-{
-    constexpr std::size_t MaxShown = 400;
-    constexpr std::size_t HeadShown = 300;
-    constexpr std::size_t TailShown = 60;
-    const auto append = [](std::string& shown, std::string_view part) {
-        static constexpr char Digits[] = "0123456789ABCDEF";
-        for (const char c : part) {
-            const auto byte = static_cast<unsigned char>(c);
-            if (byte >= 0x20 && byte != 0x7F)
-                shown += c;
-            else
-                shown.append("\\x").append(1, Digits[byte >> 4]).append(1, Digits[byte & 15]);
-        }
-    };
-    while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-    std::string shown;
-    if (text.size() <= MaxShown) {
-        append(shown, text);
-    } else {
-        append(shown, text.substr(0, HeadShown));
-        shown += " ... " + std::to_string(text.size() - HeadShown - TailShown) + " bytes ... ";
-        append(shown, text.substr(text.size() - TailShown));
-    }
-    return shown;
-}
-
-}  // namespace
 
 Output::Output(const std::string& path) : m_path(Resolved(path)), m_fd(STDOUT_FILENO)
 {
@@ -158,15 +131,4 @@ void Output::Finish()
     if (rename(m_temporary.c_str(), m_path.c_str()) != 0) CannotWrite(m_path, errno);
     m_temporary.clear();
     RemoveOnSignal({});
-}
-
-void Say(Output& output, const Place& place, std::string_view text)
-{
-    output.Flush();
-    WriteAll(STDERR_FILENO, place.Text() + ": " + Shown(text) + "\n");
-}
-
-void Say(std::string_view text)
-{
-    WriteAll(STDERR_FILENO, "tarvutil: " + Shown(text) + "\n");
 }

@@ -3,8 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "Input.h"
-
 // Where results go: standard output, or a file that takes its name only when it is complete.
 class Output
 {
@@ -49,8 +47,5 @@ struct ReaderGone
 {
 };
 
-// Prints a message for the user on standard error, after what output has collected: the place, a colon and
-// the text, control characters as \xNN and a long text shortened in its middle.
-void Say(Output& output, const Place& place, std::string_view text);
-// For messages without a place: the name of the program stands there.
-void Say(std::string_view text);
+// Writes all of text; false, with errno, when that fails.
+bool WriteAll(int fd, std::string_view text);

@@ -1,16 +1,18 @@
 #include "PatternCommand.h"
 
-int ForEachReading(const PatternOptions& options, Output& output,
-                   const std::function<bool(const Reading&)>& handle)
+#include "Messages.h"
+
+int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
+                  const Handle& handle)
 {
-    Reader reader(options.stimulator);
+    preview::Report report(options.stimulator);
     int status = ExitDone;
     ForEachText(
         options.input, [&output] { output.Flush(); },
         [&](const Place& place, std::string_view text) {
-            const Reading& reading = reader.Read(place, text);
-            SayMessages(output, reading);
-            if (!handle(reading)) status = ExitFailed;
+            ReportOn(text, limits, preview::Reading::Lenient, report);
+            PrintMessages(output, place, report);
+            if (!handle(place, report)) status = ExitFailed;
         });
     output.Finish();
     return status;

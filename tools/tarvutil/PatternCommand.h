@@ -5,15 +5,16 @@
 #include <memory>
 #include <string>
 
-#include "Exit.h"
+#include "ExitStatus.h"
 #include "Input.h"
+#include "Options.h"
 #include "Output.h"
-#include "Reading.h"
+#include "Report.h"
 
 // What the commands that read specification strings have in common.
 struct PatternOptions
 {
-    Stimulator stimulator;
+    preview::Stimulator stimulator;
     Input input;
 };
 
@@ -27,11 +28,16 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
     CLI::App& command = *program.add_subcommand(name, description);
     AddInputOptions(command, options->input, "SPEC");
     AddStimulatorOptions(command, options->stimulator);
-    command.callback([options, run, &exitStatus] { exitStatus = run(*options); });
+    command.callback([options, run, &exitStatus] {
+        NeedUsable(options->stimulator);
+        exitStatus = run(*options);
+    });
     return command;
 }
 
-// Encodes each specification string, prints its messages and hands it to handle, which says whether it is good.
-// Returns the exit status: whether all were.
-int ForEachReading(const PatternOptions& options, Output& output,
-                   const std::function<bool(const Reading&)>& handle);
+using Handle = std::function<bool(const Place&, const preview::Report&)>;
+
+// Reports on each specification string, prints its messages and hands the report to handle, which returns whether the
+// pattern is good. Returns the exit status: whether all were.
+int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
+                  const Handle& handle);

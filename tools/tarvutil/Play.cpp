@@ -1,96 +1,20 @@
 #include "Commands.h"
-#include "ContinuedItemPlay.h"
 #include "Json.h"
+#include "Messages.h"
+#include "NumberFormat.h"
 #include "PatternCommand.h"
-#include "Playback.h"
 #include "Table.h"
+#include "Timeline.h"
+
+using preview::Block;
+using preview::Timeline;
 
 namespace {
 
 struct Options : PatternOptions
 {
     std::string format = "table";
-    int pollMsec = 1;
-    int blocks = 5;
-};
-
-struct Block
-{
-    std::int64_t sentMsec;
-    std::int64_t dueMsec;
-    int cycles;      // in word 0
-    int cyclesLeft;  // to be commanded after it
-};
-
-// What a host sends for one pattern, and when.
-struct Timeline
-{
-    bool continuous = false;
-    int cyclesAsked = 0;
-    std::int64_t cyclesSent = 0;
-    double longestGapMsec = 0;  // between the end of a block and the sending of the next
-    std::vector<Block> blocks;
-
-    bool Complete() const { return continuous || cyclesSent == cyclesAsked; }
-};
-
-// A host: sends the first block at time 0 and polls its record of the play from then on. Of the polls only
-// those are made at which a block can be due.
-class Host
-{
- public:
-    Host(const Options& options, StimPattern& pattern, const std::vector<unsigned int>& words)
-        : m_options(options),
-          m_pattern(&pattern),
-          m_words(words),
-          m_cycleMsec(playback::PeriodUsec(words, options.stimulator.Scale()) * 1e-3)
-    {
-        m_timeline.continuous = pattern.IsContinuous();
-        m_timeline.cyclesAsked = pattern.CycleCount();
-    }
-
-    Timeline Play()
-    {
-        const int first = playback::CyclesOf(m_words[0]);
-        ContinuedItemPlay play({0, &m_pattern}, first, 0);
-        Send({0, 0, first, play.RemCycles()});
-        while (play.RemCycles() > 0 && !Stopped()) {
-            const std::int64_t due = play.m_nextMsec;
-            const std::int64_t now = FirstPollAfter(due + 2);
-            if (!play.ReadyToContinue(now)) break;
-            if (play.ContinueCmds(now, reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
-            Send({now, due, playback::CyclesOf(m_words[0]), play.RemCycles()});
-        }
-        return m_timeline;
-    }
-
- private:
-    bool Stopped() const
-    {
-        return m_timeline.continuous &&
-               m_timeline.blocks.size() >= static_cast<std::size_t>(m_options.blocks);
-    }
-
-    std::int64_t FirstPollAfter(std::int64_t msec) const
-    {
-        return (msec / m_options.pollMsec + 1) * m_options.pollMsec;
-    }
-
-    void Send(const Block& block)
-    {
-        const auto sent = static_cast<double>(block.sentMsec);
-        m_timeline.longestGapMsec = std::max(m_timeline.longestGapMsec, sent - m_endMsec);
-        m_endMsec = std::max(m_endMsec, sent) + block.cycles * m_cycleMsec;
-        m_timeline.cyclesSent += block.cycles;
-        m_timeline.blocks.push_back(block);
-    }
-
-    const Options& m_options;
-    StimPattern* m_pattern;
-    std::vector<unsigned int> m_words;
-    const double m_cycleMsec;  // as the words play it
-    double m_endMsec = 0;      // when what was sent has been played
-    Timeline m_timeline;
+    preview::Host host;
 };
 
 std::string Totals(const Timeline& timeline)
@@ -102,61 +26,41 @@ std::string Totals(const Timeline& timeline)
     return text + (timeline.Complete() ? "complete" : "NOT complete");
 }
 
-void PrintTable(Output& output, const Place& place, const Timeline& timeline)
+std::string TimelineTable(const Timeline& timeline, const std::string& place)
 {
     Table table({"block", "sent ms", "due ms", "cycles", "cycles left"});
     for (const Block& block : timeline.blocks)
         table.Add({std::to_string(table.Size() + 1), std::to_string(block.sentMsec),
                    std::to_string(block.dueMsec), std::to_string(block.cycles),
                    timeline.continuous ? "continuous" : std::to_string(block.cyclesLeft)});
-    std::string text = place.Text() + ":\n";
+    std::string text = place + ":\n";
     table.Print(text);
-    output.Write(text + Totals(timeline) + "\n");
+    return text + Totals(timeline) + "\n";
 }
 
-void PrintJson(Output& output, Json json, const Timeline& timeline)
+bool PlayOne(const Options& options, Output& output, const Place& place, const preview::Report& report)
 {
-    if (timeline.continuous)
-        json["continuous"] = true;
-    else
-        json["cycles"] = timeline.cyclesAsked;
-    json["blocks"] = Json::array();
-    for (const Block& block : timeline.blocks) {
-        Json entry{{"sent_ms", block.sentMsec}, {"due_ms", block.dueMsec}, {"cycles", block.cycles}};
-        if (!timeline.continuous) entry["cycles_left"] = block.cyclesLeft;
-        json["blocks"].push_back(std::move(entry));
-    }
-    json["cycles_sent"] = timeline.cyclesSent;
-    json["complete"] = timeline.Complete();
-    json["longest_gap_ms"] = timeline.longestGapMsec;
-    PrintLine(output, json);
-}
-
-bool PlayOne(const Options& options, Output& output, const Reading& reading)
-{
-    const bool json = options.format == "json";
-    if (!reading.Encoded()) {
-        if (json) PrintLine(output, JsonOf(reading));
-        return false;
-    }
-    AnyPattern pattern = reading.pattern;
-    const Timeline timeline = Host(options, Base(pattern), reading.words).Play();
-    if (json)
-        PrintJson(output, JsonOf(reading), timeline);
-    else
-        PrintTable(output, reading.place, timeline);
+    const bool encoded = report.encoding.Encoded();
+    const Timeline timeline =
+        encoded ? TimelineOf(report.stimulator, report.encoding, options.host) : Timeline();
+    if (options.format == "json")
+        output.Write(TimelineJson(report, timeline, place.Text()) + '\n');
+    else if (encoded)
+        output.Write(TimelineTable(timeline, place.Text()));
     if (timeline.longestGapMsec > 0)
-        Say(output, reading.place,
-            "warning: polled every " + std::to_string(options.pollMsec) + " ms a block comes up to " +
-                Rounded(timeline.longestGapMsec) + " ms after the one before has ended");
-    return timeline.Complete();
+        PrintMessage(output, place,
+                     "warning: polled every " + std::to_string(options.host.pollMsec) +
+                         " ms a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
+                         " ms after the one before has ended");
+    return encoded && timeline.Complete();
 }
 
 int Play(const Options& options)
 {
     Output output;
-    return ForEachReading(options, output,
-                          [&](const Reading& reading) { return PlayOne(options, output, reading); });
+    return ForEachReport(options, {}, output, [&](const Place& place, const preview::Report& report) {
+        return PlayOne(options, output, place, report);
+    });
 }
 
 }  // namespace
@@ -169,10 +73,12 @@ void AddPlay(CLI::App& program, int& exitStatus)
     CLI::App& command = AddPatternCommand(
         program, "play", "Print the blocks that a host sends for a long train", options, Play, exitStatus);
     command
-        .add_option("--poll", options->pollMsec, "How often the host looks at its clock, milliseconds [1]")
+        .add_option("--poll", options->host.pollMsec,
+                    "How often the host looks at its clock, milliseconds [1]")
         ->option_text("MSEC")
         ->check(CLI::Range(1, MaxPollMsec));
-    command.add_option("--blocks", options->blocks, "After how many blocks a continuous pattern stops [5]")
+    command
+        .add_option("--blocks", options->host.blocks, "After how many blocks a continuous pattern stops [5]")
         ->option_text("N")
         ->check(CLI::Range(1, MaxBlocks));
     AddFormatOption(command, options->format, {"table", "json"});

@@ -1,9 +1,10 @@
 #include <algorithm>
 
 #include "Commands.h"
+#include "Fault.h"
+#include "Gnuplot.h"
 #include "PatternCommand.h"
-#include "PlotGnuplot.h"
-#include "PlotPicture.h"
+#include "Picture.h"
 
 namespace {
 
@@ -46,16 +47,17 @@ int Plot(const Options& options)
     const bool toFile = format != PlotFormat::Text;
     Output messages;
     std::string drawing;
-    const int status = ForEachReading(options, messages, [&](const Reading& reading) {
-        if (!reading.Encoded()) return false;
-        if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
-        const PlotPicture picture = PictureOf(options.stimulator, reading);
-        drawing = RunGnuplot(GnuplotScript(picture, format));
-        if (toFile) return true;
-        messages.Write(reading.place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
-        drawing.clear();
-        return true;
-    });
+    const int status =
+        ForEachReport(options, {}, messages, [&](const Place& place, const preview::Report& report) {
+            if (!report.encoding.Encoded()) return false;
+            if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
+            const preview::Picture picture = PictureOf(report);
+            drawing = RunGnuplot(GnuplotScript(picture, format));
+            if (toFile) return true;
+            messages.Write(place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
+            drawing.clear();
+            return true;
+        });
     if (drawing.empty()) return status;
     Output file(options.output);
     file.Write(drawing);

@@ -4,8 +4,9 @@
 #include <string>
 
 #include "Commands.h"
-#include "Exit.h"
-#include "Output.h"
+#include "ExitStatus.h"
+#include "Fault.h"
+#include "Messages.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ int main(int argc, char** argv)
     } catch (const ReaderGone&) {
         return ExitDone;
     } catch (const std::exception& fault) {
-        Say(fault.what());
+        PrintMessage(fault.what());
         return ExitUsage;
     }
 }

@@ -1,0 +1,51 @@
+// Any bytes as a specification string, read strictly and as the library reads: what strict reading accepts has the same
+// words both ways, the words are traced to their phases, and the report is valid JSON.
+
+#include <nlohmann/json.hpp>
+
+#include "Bytes.h"
+#include "Json.h"
+#include "Sentences.h"
+
+using namespace preview;
+using fuzz::Require;
+
+namespace {
+
+void CheckWords(const Report& report)
+{
+    const Encoding& encoding = report.encoding;
+    Require(!encoding.trace.foreign, "the words are those of the phases");
+    Require(encoding.trace.words.size() + 1 == encoding.words.size(), "each word has its phases");
+    const int phases = Base(encoding.pattern).PhaseCount();
+    for (const WordPhases& word : encoding.trace.words)
+        Require(word.first >= 0 && word.first <= word.last && word.last < phases, "phases of a word exist");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static constexpr float TimeSteps[] = {33.333332f, 20, 1, 100, 7.3f};
+    fuzz::Bytes in(data, size);
+    Stimulator stimulator;
+    stimulator.pattern = in.Bool() ? PatternKind::Plain : PatternKind::Lilly;
+    stimulator.timeStepUsec = TimeSteps[in.Below(5)];
+    const std::string text = in.Rest();
+
+    Report lenient(stimulator);
+    Report strict(stimulator);
+    ReportOn(text, {}, Reading::Lenient, lenient);
+    ReportOn(text, {}, Reading::Strict, strict);
+    for (const Report* report : {&lenient, &strict}) {
+        Require(nlohmann::json::accept(ReportJson(*report, "-:1")), "a report is JSON");
+        Require(report->encoding.Encoded() != report->encoding.refusal.has_value(), "words or a refusal");
+        if (report->encoding.Encoded()) CheckWords(*report);
+        if (report->encoding.refusal) Require(!RefusalSentences(*report).empty(), "a refusal says why");
+    }
+    if (lenient.encoding.asked.irregular == 0)
+        Require(lenient.encoding.words == strict.encoding.words, "strict reading changes no words");
+    else
+        Require(!strict.encoding.Encoded(), "strict reading refuses what is irregular");
+    return 0;
+}

@@ -1,0 +1,273 @@
+#include "Asked.h"
+
+#include <cmath>
+#include <limits>
+
+#include "NumberText.h"
+#include "Numbers.h"
+#include "SpecificationText.h"
+
+namespace preview {
+namespace {
+
+using namespace TarvUtil::Internal;
+
+constexpr std::size_t LillyPhaseCount = 5;
+constexpr int MaxBalanceMode = 4;
+
+bool IsSpace(char c)
+{
+    return c == ' ' || c == '\t';
+}
+
+std::string_view WithoutSpaces(std::string_view text)
+{
+    while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsSpace(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+std::size_t SkipDigits(std::string_view text, std::size_t at)
+{
+    while (at < text.size() && IsDigit(text[at])) ++at;
+    return at;
+}
+
+std::size_t SkipSign(std::string_view text, std::size_t at)
+{
+    return at < text.size() && (text[at] == '-' || text[at] == '+') ? at + 1 : at;
+}
+
+// Whether all of text is one number: "200", "-0.5", "2e3", ".5", "5.".
+bool IsDecimal(std::string_view text)
+{
+    const std::size_t first = SkipSign(text, 0);
+    std::size_t at = SkipDigits(text, first);
+    std::size_t digits = at - first;
+    if (at < text.size() && text[at] == '.') {
+        const std::size_t end = SkipDigits(text, at + 1);
+        digits += end - at - 1;
+        at = end;
+    }
+    if (digits == 0) return false;
+    if (at == text.size()) return true;
+    if (text[at] != 'e' && text[at] != 'E') return false;
+    const std::size_t exponent = SkipSign(text, at + 1);
+    return SkipDigits(text, exponent) == text.size() && exponent < text.size();
+}
+
+bool IsControl(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte < ' ' && c != '\t') || byte == 0x7F;
+}
+
+// How many bytes follow the first of a character in UTF-8; -1 when none begins so.
+int Continuations(unsigned char first)
+{
+    if (first < 0x80) return 0;
+    if (first >= 0xC2 && first < 0xE0) return 1;
+    if (first >= 0xE0 && first < 0xF0) return 2;
+    return first >= 0xF0 && first < 0xF5 ? 3 : -1;
+}
+
+bool IsUtf8(std::string_view text)
+{
+    for (std::size_t i = 0; i < text.size();) {
+        const auto first = static_cast<unsigned char>(text[i]);
+        const int count = Continuations(first);
+        if (count < 0 || text.size() - i <= static_cast<std::size_t>(count)) return false;
+        for (int k = 1; k <= count; ++k) {
+            const auto byte = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
+            // The second byte alone decides that a character is not written longer than it need be, is no
+            // surrogate and none above the last.
+            const int low = k > 1 ? 0x80 : first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+            const int high = k > 1 ? 0xBF : first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+            if (byte < low || byte > high) return false;
+        }
+        i += static_cast<std::size_t>(count) + 1;
+    }
+    return true;
+}
+
+class AskedReader
+{
+ public:
+    AskedReader(PatternKind kind, Asked& asked) : m_kind(kind), m_asked(asked) {}
+
+    void Read()
+    {
+        FindControlCharacters();
+        const std::string_view text = m_asked.text;
+        int field = 0;
+        for (std::size_t begin = 0;;) {
+            const std::size_t end = std::min(text.find(':', begin), text.size());
+            if (end == begin)
+                Note({Irregular::FieldEmpty, field + 1, -1, false, {begin, 0}});
+            else
+                ReadField(++field, {begin, end - begin});
+            if (end == text.size()) break;
+            begin = end + 1;
+        }
+        if (field < FieldOfDuration) Note({Irregular::FieldMissing, field + 1, -1, false, {}});
+    }
+
+ private:
+    static constexpr int FieldOfHead = 1, FieldOfPhases = 2, FieldOfDuration = 3, FieldOfBalance = 4;
+
+    void Note(const Irregularity& irregularity)
+    {
+        ++m_asked.irregular;
+        if (m_asked.irregularities.size() < Asked::MaxIrregularities)
+            m_asked.irregularities.push_back(irregularity);
+    }
+
+    Span Of(std::string_view piece) const
+    {
+        return {static_cast<std::size_t>(piece.data() - m_asked.text.data()), piece.size()};
+    }
+
+    void FindControlCharacters()
+    {
+        for (std::size_t i = 0; i < m_asked.text.size(); ++i)
+            if (IsControl(m_asked.text[i])) Note({Irregular::ControlCharacter, 0, -1, false, {i, 1}});
+    }
+
+    void ReadField(int field, Span span)
+    {
+        switch (field) {
+            case FieldOfHead:
+                return ReadHead(span);
+            case FieldOfPhases:
+                m_asked.phaseField = span;
+                return ReadPhases();
+            case FieldOfDuration:
+                m_asked.durationField = span;
+                return ReadDuration();
+            case FieldOfBalance:
+                m_asked.balanceField = span;
+                return ReadBalanceMode();
+            default:
+                Note({Irregular::FieldExtra, field, -1, false, span});
+        }
+    }
+
+    void ReadHead(Span span)
+    {
+        m_asked.head = span;
+        const std::string_view head = m_asked.At(span);
+        if (WithoutSpaces(head).substr(0, 1) == "(")
+            Note({Irregular::HeadMissing, FieldOfHead, -1, false, span});
+        else if (!IsUtf8(head))
+            Note({Irregular::HeadNotUtf8, FieldOfHead, -1, false, span});
+    }
+
+    void ReadPhases()
+    {
+        const std::string_view field = m_asked.At(m_asked.phaseField);
+        Pieces items(field, ')');
+        for (std::string_view item; items.Next(item);) {
+            const bool closed = item.data() + item.size() != field.data() + field.size();
+            ReadItem(item, closed);
+        }
+        if (m_kind == PatternKind::Lilly && m_asked.phases.size() != LillyPhaseCount)
+            Note({Irregular::PhaseCount, FieldOfPhases, -1, false, m_asked.phaseField});
+    }
+
+    void ReadItem(std::string_view item, bool closed)
+    {
+        const int index = static_cast<int>(m_asked.phases.size());
+        if (!closed && WithoutSpaces(item).empty())
+            return Note({Irregular::BlankAfterPhases, FieldOfPhases, -1, false, Of(item)});
+        // As the library cuts an item.
+        const Fields<3> values(Stripped(item, '('), ',');
+        if (values.count == 2)
+            m_asked.phases.push_back({ReadNumber(StrippedInFront(values.field[0], '(')),
+                                      ReadNumber(StrippedInFront(values.field[1], '('))});
+        const std::string_view inner = WithoutSpaces(item);
+        const std::size_t comma = inner.find(',');
+        if (!closed || inner.substr(0, 1) != "(" || inner.find('(', 1) != std::string_view::npos ||
+            comma == std::string_view::npos || inner.find(',', comma + 1) != std::string_view::npos)
+            return Note({Irregular::PhaseForm, FieldOfPhases, index, false, Of(item)});
+        CheckNumber(inner.substr(1, comma - 1), FieldOfPhases, index, false);
+        CheckNumber(inner.substr(comma + 1), FieldOfPhases, index, true);
+    }
+
+    void CheckNumber(std::string_view text, int field, int phase, bool isAmp)
+    {
+        const std::string_view number = WithoutSpaces(text);
+        if (!IsDecimal(number))
+            Note({Irregular::Number, field, phase, isAmp, Of(number)});
+        else if (!std::isfinite(static_cast<float>(ReadNumber(number))))
+            Note({Irregular::NotFinite, field, phase, isAmp, Of(number)});
+    }
+
+    void ReadDuration()
+    {
+        const std::string_view field = m_asked.At(m_asked.durationField);
+        std::string_view value;
+        if (BracketedValue(field, value)) {
+            const bool endless =
+                value.find("inf") != std::string_view::npos || value.find("INF") != std::string_view::npos;
+            m_asked.trainMsec = endless ? std::numeric_limits<double>::infinity() : ReadNumber(value);
+        }
+        if (!CheckForm(field, "DurationMsec", FieldOfDuration, value)) return;
+        if (value != "inf" && value != "INF") CheckNumber(value, FieldOfDuration, -1, false);
+    }
+
+    void ReadBalanceMode()
+    {
+        const std::string_view field = m_asked.At(m_asked.balanceField);
+        std::string_view value;
+        if (BracketedValue(field, value)) m_asked.balanceMode = ReadInt(value);
+        if (m_kind == PatternKind::Plain)
+            return Note({Irregular::BalanceNotTaken, FieldOfBalance, -1, false, m_asked.balanceField});
+        if (!CheckForm(field, "ChargeBalanceIdx", FieldOfBalance, value)) return;
+        if (value.size() != 1 || !IsDigit(value[0]) || value[0] - '0' > MaxBalanceMode)
+            Note({Irregular::BalanceMode, FieldOfBalance, -1, false, Of(value)});
+    }
+
+    // Whether the field is name=[value], perhaps with blanks between; value is then what stands in the brackets.
+    bool CheckForm(std::string_view field, std::string_view name, int number, std::string_view& value)
+    {
+        const std::size_t open = std::min(field.find('['), field.size());
+        const std::size_t equals = std::min(field.find('='), open);
+        const std::string_view found = WithoutSpaces(field.substr(0, equals));
+        if (found != name) {
+            Note({Irregular::FieldName, number, -1, false, Of(found)});
+            return false;
+        }
+        const std::string_view behind = WithoutSpaces(field.substr(open));
+        if (WithoutSpaces(field.substr(equals, open - equals)) != "=" || behind.size() < 2 ||
+            behind.find('[', 1) != std::string_view::npos || behind.find(']') != behind.size() - 1) {
+            Note({Irregular::FieldForm, number, -1, false, Of(WithoutSpaces(field))});
+            return false;
+        }
+        value = WithoutSpaces(behind.substr(1, behind.size() - 2));
+        return true;
+    }
+
+    const PatternKind m_kind;
+    Asked& m_asked;
+};
+
+}  // namespace
+
+void ReadAsked(std::string_view text, PatternKind kind, Asked& asked)
+{
+    asked.text.assign(text);
+    asked.head = asked.phaseField = asked.durationField = asked.balanceField = {};
+    asked.phases.clear();
+    asked.trainMsec = 0;
+    asked.balanceMode = 0;
+    asked.irregularities.clear();
+    asked.irregular = 0;
+    AskedReader(kind, asked).Read();
+}
+
+}  // namespace preview

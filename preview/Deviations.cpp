@@ -1,0 +1,330 @@
+#include "Deviations.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "CommandWord.h"
+#include "TimeSteps.h"
+
+namespace preview {
+namespace {
+
+using namespace TarvUtil::Internal;
+
+constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
+// Below this a time is no deviation but the last digit of a time step such as 33.333332.
+constexpr double NoiseUsec = 1e-3;
+constexpr double UsecPerMillisecond = 1000;
+constexpr double NcPerUaUsec = 1e-3;
+constexpr double Infinite = std::numeric_limits<double>::infinity();
+
+// What adds up along the list.
+class Drift
+{
+ public:
+    void Add(std::size_t i, double usec)
+    {
+        if (std::fabs(usec) < NoiseUsec) return;
+        if (m_phases++ == 0) m_first = static_cast<int>(i);
+        m_total += usec;
+        if (std::fabs(m_total) > std::fabs(m_largest)) m_largest = m_total;
+    }
+
+    void AddFinding(Cause cause, std::vector<Finding>& findings) const
+    {
+        if (m_phases != 0) findings.push_back({cause, m_first, m_phases, m_total, m_largest});
+    }
+
+ private:
+    int m_first = -1;
+    int m_phases = 0;
+    double m_total = 0;
+    double m_largest = 0;
+};
+
+class Comparison
+{
+ public:
+    Comparison(const Stimulator& stimulator, const Encoding& encoding, Deviations& result)
+        : m_stimulator(stimulator),
+          m_scale(stimulator.Scale()),
+          m_encoding(encoding),
+          m_pattern(Base(encoding.pattern)),
+          m_result(result)
+    {}
+
+    void Compare()
+    {
+        CompareStages();
+        ComparePlayed();
+        CompareTotals();
+        CompareBalance();
+    }
+
+ private:
+    void CompareStages()
+    {
+        const float max = std::fabs(m_stimulator.AmpMaxUa());
+        const std::vector<phase> read =
+            ReadAsAsked() ? std::vector<phase>() : PhasesRead(m_stimulator, m_encoding);
+        const std::vector<AskedPhase>& asked = m_encoding.asked.phases;
+        Drift lengths;
+        for (std::size_t i = 0; i < asked.size(); ++i) {
+            PhaseDeviation p;
+            p.asked = asked[i];
+            const phase* held = m_pattern.Phase(static_cast<int>(i));
+            if (held != nullptr) p.balanced = *held;
+            p.read = i < read.size() ? read[i] : p.balanced;
+            p.clamped = {p.read.len, ClampAmplitude(p.read.amp, max)};
+            p.startUsec.asked = m_result.periodUsec.asked;
+            m_result.periodUsec.asked += p.asked.lenUsec;
+            AddCharge(m_result.askedNc, p.asked.lenUsec * p.asked.ampUa);
+            lengths.Add(i, static_cast<double>(p.read.len) - p.asked.lenUsec);
+            AddStages(i, p);
+            m_result.phases.push_back(p);
+        }
+        lengths.AddFinding(Cause::LengthRead, m_result.findings);
+    }
+
+    // Whether the pattern holds what is written, so that no stage before the words has changed it.
+    bool ReadAsAsked() const
+    {
+        const std::vector<AskedPhase>& asked = m_encoding.asked.phases;
+        if (static_cast<std::size_t>(m_pattern.PhaseCount()) != asked.size()) return false;
+        for (std::size_t i = 0; i < asked.size(); ++i) {
+            const phase& held = *m_pattern.Phase(static_cast<int>(i));
+            if (held.len != static_cast<float>(asked[i].lenUsec) ||
+                held.amp != static_cast<float>(asked[i].ampUa))
+                return false;
+        }
+        return true;
+    }
+
+    static void AddCharge(playback::Charge& charge, double uaUsec)
+    {
+        (uaUsec > 0 ? charge.positiveNc : charge.negativeNc) += uaUsec * NcPerUaUsec;
+    }
+
+    void AddStages(std::size_t i, const PhaseDeviation& p)
+    {
+        if (p.read.amp != static_cast<float>(p.asked.ampUa))
+            AddFinding(Cause::AmplitudeRead, i, 0, static_cast<double>(p.read.amp) - p.asked.ampUa);
+        if (p.ClampChanges())
+            AddFinding(Cause::Clamped, i, 0,
+                       static_cast<double>(p.clamped.amp) - static_cast<double>(p.read.amp));
+        if (p.BalanceChanges())
+            AddFinding(Cause::Balanced, i,
+                       static_cast<double>(p.balanced.len) - static_cast<double>(p.clamped.len),
+                       static_cast<double>(p.balanced.amp) - static_cast<double>(p.clamped.amp));
+    }
+
+    void AddFinding(Cause cause, std::size_t i, double usec, double ampUa, std::size_t word = 0,
+                    bool atEnd = false)
+    {
+        m_result.findings.push_back({cause, static_cast<int>(i), 1, usec, usec, ampUa, word, atEnd});
+    }
+
+    void ComparePlayed()
+    {
+        const Trace& trace = m_encoding.trace;
+        Drift dropped;
+        Drift roundedUp;
+        const std::size_t count = std::min(m_result.phases.size(), trace.phases.size());
+        for (std::size_t i = 0; i < count; ++i) {
+            const TracedPhase& traced = trace.phases[i];
+            PhaseDeviation& p = m_result.phases[i];
+            const double next = i + 1 < count ? trace.phases[i + 1].startUsec : trace.endUsec;
+            p.startUsec.played = traced.startUsec;
+            p.gainedUsec = traced.gainedUsec;
+            p.played = {std::max(next - traced.startUsec, 0.0), traced.ampSteps * m_scale.ampStepUa};
+            (traced.gainedUsec < 0 ? dropped : roundedUp).Add(i, traced.gainedUsec);
+            AddAmplitude(i, p);
+            AddPlace(i, traced);
+            // One that has no length, or whose time the next one has taken whole, plays no current.
+            if (p.played.lenUsec == 0) p.played.ampUa = 0;
+        }
+        if (trace.foreign) AddFinding(Cause::ForeignWords, count, 0, 0);
+        dropped.AddFinding(Cause::LeftoversDropped, m_result.findings);
+        roundedUp.AddFinding(Cause::CountsRoundedUp, m_result.findings);
+    }
+
+    void AddAmplitude(std::size_t i, const PhaseDeviation& p)
+    {
+        if (static_cast<float>(p.played.ampUa) == p.balanced.amp || p.balanced.len == 0) return;
+        const float steps = AmplitudeSteps(p.balanced.amp, m_stimulator.ampStepUa);
+        const bool ceiling = std::fabs(steps) >= static_cast<float>(StimAtom::MaxAmpSteps) + 1;
+        AddFinding(ceiling ? Cause::AmplitudeCeiling : Cause::AmplitudeCut, i, 0,
+                   p.played.ampUa - static_cast<double>(p.balanced.amp));
+    }
+
+    void AddPlace(std::size_t i, const TracedPhase& traced)
+    {
+        AddSplit(i, traced.junction, false);
+        AddSplit(i, traced.tail, true);
+        if (traced.takenUsec > 0 && i > 0) AddFinding(Cause::NextCurrent, i, -traced.takenUsec, 0);
+        if (traced.paddedUsec > 0)
+            AddFinding(Cause::TailWord, i, traced.paddedUsec, 0, traced.tail.word, true);
+    }
+
+    void AddSplit(std::size_t i, const SharedStep& step, bool atEnd)
+    {
+        if (step.word == 0) return;
+        if (step.cutUsec >= NoiseUsec) AddFinding(Cause::SplitCut, i, -step.cutUsec, 0, step.word, atEnd);
+        if (std::fabs(step.errorUsec) >= NoiseUsec || step.lengthenedUsec != 0)
+            AddFinding(Cause::SplitLost, i, step.lengthenedUsec > 0 ? step.lengthenedUsec : step.errorUsec, 0,
+                       step.word, atEnd);
+    }
+
+    void CompareTotals()
+    {
+        m_result.playedNc = playback::ChargeOf(m_encoding.words, m_scale);
+        AskedPlayed& period = m_result.periodUsec;
+        period.played = m_encoding.trace.periodUsec;
+        m_result.frequencyHz = {1e6 / period.asked, 1e6 / period.played};
+        const bool continuous = m_pattern.IsContinuous();
+        AskedPlayed& cycles = m_result.cycles;
+        cycles.asked = m_encoding.asked.trainMsec * UsecPerMillisecond / period.asked;
+        cycles.played = continuous ? Infinite : m_pattern.CycleCount();
+        m_result.trainMsec = {m_encoding.asked.trainMsec,
+                              continuous ? Infinite : cycles.played * period.played / UsecPerMillisecond};
+        // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
+        const double usec = cycles.Error() * period.asked;
+        if (std::fabs(usec) >= NotableUsec &&
+            std::fabs(m_result.trainMsec.Error()) * UsecPerMillisecond >= NotableUsec)
+            m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec});
+    }
+
+    void CompareBalance()
+    {
+        const auto* lilly = std::get_if<LillyPattern>(&m_encoding.pattern);
+        m_result.balanceMode = {static_cast<double>(m_encoding.asked.balanceMode),
+                                lilly == nullptr ? 0.0 : lilly->BalanceMode()};
+        if (m_result.balanceMode.Error() != 0) m_result.findings.push_back({Cause::BalanceMode});
+        if (lilly != nullptr && lilly->BalanceEnabled() && !Balances())
+            m_result.findings.push_back({Cause::NotBalanced});
+    }
+
+    // Whether the pattern's two phases carry the same charge, but for what roundings and repairs may leave.
+    bool Balances() const
+    {
+        constexpr float Tolerance = 1e-3f;  // of the charge
+        const float first =
+            m_pattern.PhaseAmp(LillyPattern::Phase1) * m_pattern.PhaseLen(LillyPattern::Phase1);
+        const float second =
+            m_pattern.PhaseAmp(LillyPattern::Phase2) * m_pattern.PhaseLen(LillyPattern::Phase2);
+        return std::fabs(first + second) <= Tolerance * std::fabs(first);
+    }
+
+    const Stimulator& m_stimulator;
+    const playback::Scale m_scale;
+    const Encoding& m_encoding;
+    const StimPattern& m_pattern;
+    Deviations& m_result;
+};
+
+}  // namespace
+
+const char* NameOf(Cause cause)
+{
+    switch (cause) {
+        case Cause::LengthRead:
+            return "length-read";
+        case Cause::AmplitudeRead:
+            return "amplitude-read";
+        case Cause::Clamped:
+            return "amplitude-clamped";
+        case Cause::Balanced:
+            return "phase-balanced";
+        case Cause::AmplitudeCut:
+            return "amplitude-cut";
+        case Cause::AmplitudeCeiling:
+            return "amplitude-ceiling";
+        case Cause::SplitLost:
+            return "split-point-lost";
+        case Cause::SplitCut:
+            return "split-point-cut";
+        case Cause::LeftoversDropped:
+            return "leftovers-dropped";
+        case Cause::CountsRoundedUp:
+            return "counts-rounded-up";
+        case Cause::TailWord:
+            return "tail-word";
+        case Cause::NextCurrent:
+            return "next-current";
+        case Cause::CyclesRounded:
+            return "cycles-rounded";
+        case Cause::BalanceMode:
+            return "balance-mode";
+        case Cause::NotBalanced:
+            return "not-balanced";
+        case Cause::ForeignWords:
+            break;
+    }
+    return "foreign-words";
+}
+
+bool Finding::Notable(const Stimulator& stimulator) const
+{
+    constexpr double Nearly = 1 - 1e-6;  // of a step: amplitudes are sums and products of floats
+    return std::fabs(largestUsec) >= NotableUsec ||
+           std::fabs(ampUa) >= Nearly * static_cast<double>(stimulator.ampStepUa) ||
+           cause == Cause::BalanceMode || cause == Cause::NotBalanced || cause == Cause::ForeignWords;
+}
+
+bool PhaseDeviation::ReadChanges() const
+{
+    return static_cast<float>(asked.lenUsec) != read.len || static_cast<float>(asked.ampUa) != read.amp;
+}
+
+bool PhaseDeviation::ClampChanges() const
+{
+    return clamped.amp != read.amp;
+}
+
+bool PhaseDeviation::BalanceChanges() const
+{
+    return balanced.len != clamped.len || balanced.amp != clamped.amp;
+}
+
+bool PhaseDeviation::PlayChanges() const
+{
+    return std::fabs(played.lenUsec - static_cast<double>(balanced.len)) >= NoiseUsec ||
+           static_cast<float>(played.ampUa) != balanced.amp;
+}
+
+bool Deviations::Notable() const
+{
+    return std::fabs(LargestErrorUsec()) >= NotableUsec || std::fabs(periodUsec.Error()) >= NotableUsec;
+}
+
+int Deviations::LargestError() const
+{
+    const auto smaller = [](const PhaseDeviation& a, const PhaseDeviation& b) {
+        return std::fabs(a.startUsec.Error()) < std::fabs(b.startUsec.Error());
+    };
+    if (phases.empty()) return -1;
+    return static_cast<int>(std::max_element(phases.begin(), phases.end(), smaller) - phases.begin());
+}
+
+double Deviations::LargestErrorUsec() const
+{
+    const int largest = LargestError();
+    return largest < 0 ? 0 : phases[static_cast<std::size_t>(largest)].startUsec.Error();
+}
+
+AskedPlayed Deviations::TrainNetNc() const
+{
+    return {askedNc.NetNc() * cycles.asked, playedNc.NetNc() * cycles.played};
+}
+
+void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations)
+{
+    deviations.phases.clear();
+    deviations.findings.clear();
+    deviations.periodUsec = {};
+    deviations.askedNc = {};
+    Comparison(stimulator, encoding, deviations).Compare();
+}
+
+}  // namespace preview

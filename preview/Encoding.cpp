@@ -1,0 +1,111 @@
+#include "Encoding.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "SpecificationText.h"
+
+namespace preview {
+namespace {
+
+using TarvUtil::Internal::Pieces;
+
+// The reader quotes the whole field for each faulty item. Of a field so long that this would take its square in memory,
+// only the first faulty item is wanted.
+constexpr std::size_t LongField = 8192;
+
+std::string FaultyItem(const StimPattern& pattern, std::string_view field, float ampStepUa)
+{
+    std::vector<std::string> errors;
+    std::vector<std::string> warnings;
+    Pieces items(field, ')');
+    for (std::string_view item; errors.empty() && items.NextNotEmpty(item); warnings.clear())
+        pattern.PhasesFromStr(std::string(item), ampStepUa, errors, warnings);
+    return errors.empty() ? std::string() : errors.front();
+}
+
+// The reader says the same of a field for each faulty item, and ends some messages with a line feed.
+void Tidy(std::vector<std::string>& messages)
+{
+    for (std::string& message : messages) message.erase(message.find_last_not_of('\n') + 1);
+    messages.erase(std::unique(messages.begin(), messages.end()), messages.end());
+}
+
+// Puts a pattern back to what it was when it was made, but for its counters, and takes its phases out: FromString
+// reports success for a list that the pattern then refuses, which shows as no phases. A copy of a fresh pattern would
+// move the whole of its word array.
+void MakeEmpty(AnyPattern& pattern)
+{
+    Base(pattern).ClearPhases();
+    if (auto* lilly = std::get_if<LillyPattern>(&pattern)) lilly->SetChargeBalanceMode(0);
+}
+
+void Refuse(RefusalReason reason, Encoding& encoding)
+{
+    encoding.refusal.emplace().reason = reason;
+}
+
+void ReadPattern(const Stimulator& stimulator, Encoding& encoding)
+{
+    StimPattern& pattern = Base(encoding.pattern);
+    const std::string_view field = encoding.asked.At(encoding.asked.phaseField);
+    if (field.size() > LongField) {
+        std::string fault = FaultyItem(pattern, field, stimulator.ampStepUa);
+        if (!fault.empty()) {
+            encoding.errors.push_back(std::move(fault));
+            return Refuse(RefusalReason::NotRead, encoding);
+        }
+    }
+    bool taken = false;
+    try {
+        taken =
+            pattern.FromString(encoding.asked.text, stimulator.ampStepUa, encoding.errors, encoding.warnings);
+    } catch (const std::out_of_range&) {
+        return Refuse(RefusalReason::NotBalanced, encoding);
+    }
+    Tidy(encoding.errors);
+    Tidy(encoding.warnings);
+    if (!taken)
+        return Refuse(encoding.errors.empty() ? RefusalReason::NoPhases : RefusalReason::NotRead, encoding);
+    if (pattern.PhaseCount() == 0) encoding.refusal = RefusalOf(stimulator, PhasesRead(stimulator, encoding));
+}
+
+void EncodePattern(const Stimulator& stimulator, Encoding& encoding)
+{
+    StimPattern& pattern = Base(encoding.pattern);
+    encoding.words.resize(static_cast<std::size_t>(stimulator.budget));
+    const int count = pattern.WordArray(encoding.words.data(), 0);
+    encoding.words.resize(static_cast<std::size_t>(std::max(count, 0)));
+    if (encoding.Encoded())
+        TraceWords(pattern, stimulator.Scale(), encoding.words, encoding.trace);
+    else
+        encoding.refusal = RefusalOf(stimulator, pattern.Phases());
+}
+
+}  // namespace
+
+void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding)
+{
+    encoding.errors.clear();
+    encoding.warnings.clear();
+    encoding.words.clear();
+    encoding.refusal.reset();
+    ReadAsked(text, stimulator.pattern, encoding.asked);
+    MakeEmpty(encoding.pattern);
+    if (reading == Reading::Strict && encoding.asked.irregular != 0)
+        Refuse(RefusalReason::Irregular, encoding);
+    else
+        ReadPattern(stimulator, encoding);
+    if (!encoding.refusal) EncodePattern(stimulator, encoding);
+}
+
+std::vector<phase> PhasesRead(const Stimulator& stimulator, const Encoding& encoding)
+{
+    std::vector<std::string> errors;
+    std::vector<std::string> warnings;
+    return Base(encoding.pattern)
+        .PhasesFromStr(std::string(encoding.asked.At(encoding.asked.phaseField)), stimulator.ampStepUa,
+                       errors, warnings);
+}
+
+}  // namespace preview

@@ -1,0 +1,253 @@
+#include "Json.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "NumberFormat.h"
+#include "Sentences.h"
+#include "WordRows.h"
+
+namespace preview {
+namespace {
+
+// Keys in the order in which they were added.
+using Json = nlohmann::ordered_json;
+
+std::string Line(const Json& json)
+{
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// A float as the number with its shortest text.
+Json Number(float value)
+{
+    return ShortestDouble(value);
+}
+
+// A number computed from others, to the millionth: its further digits are those of the computation.
+Json Figure(double value)
+{
+    constexpr double Millionths = 1e6;
+    constexpr double AllDigits = 1e9;  // above it a double has no further digits worth cutting
+    if (!std::isfinite(value)) return nullptr;
+    if (std::fabs(value) > AllDigits) return value;
+    return std::round(value * Millionths) / Millionths + 0.0;
+}
+
+Json PhaseNumber(int phase)
+{
+    return phase < 0 ? Json() : Json(phase);
+}
+
+Json AtPlace(std::string_view place)
+{
+    return place.empty() ? Json::object() : Json{{"place", std::string(place)}};
+}
+
+// What every object about a specification string begins with.
+Json Beginning(const Report& report, std::string_view place)
+{
+    Json object = AtPlace(place);
+    const std::vector<std::string> errors = RefusalSentences(report);
+    if (!errors.empty()) object["errors"] = errors;
+    std::vector<std::string> warnings = report.encoding.warnings;
+    if (report.encoding.Encoded())
+        for (const Finding& finding : report.deviations.findings)
+            if (finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced)
+                warnings.push_back(Sentence(report, finding));
+    if (!warnings.empty()) object["warnings"] = warnings;
+    return object;
+}
+
+Json Stage(const phase& p)
+{
+    return {{"length_us", Number(p.len)}, {"amplitude_ua", Number(p.amp)}};
+}
+
+Json Stages(const std::vector<phase>& phases)
+{
+    Json stages = Json::array();
+    for (const phase& p : phases) stages.push_back(Stage(p));
+    return stages;
+}
+
+Json PhaseObject(const PhaseDeviation& p)
+{
+    Json object{{"start_asked_us", Figure(p.startUsec.asked)},
+                {"start_played_us", Figure(p.startUsec.played)},
+                {"start_error_us", Figure(p.startUsec.Error())},
+                {"gained_us", Figure(p.gainedUsec)},
+                {"asked", {{"length_us", p.asked.lenUsec}, {"amplitude_ua", p.asked.ampUa}}}};
+    if (p.ReadChanges()) object["read"] = Stage(p.read);
+    if (p.ClampChanges()) object["clamped"] = Stage(p.clamped);
+    if (p.BalanceChanges()) object["balanced"] = Stage(p.balanced);
+    object["played"] = {{"length_us", Figure(p.played.lenUsec)}, {"amplitude_ua", Figure(p.played.ampUa)}};
+    return object;
+}
+
+Json FindingObject(const Report& report, const Finding& finding)
+{
+    return {{"cause", NameOf(finding.cause)},
+            {"phase", PhaseNumber(finding.phase)},
+            {"phases", finding.phases},
+            {"by_us", Figure(finding.usec)},
+            {"largest_us", Figure(finding.largestUsec)},
+            {"by_ua", Figure(finding.ampUa)},
+            {"notable", finding.Notable(report.stimulator)},
+            {"text", Sentence(report, finding)}};
+}
+
+Json ExcessObject(const Excess& excess)
+{
+    const std::string unit = excess.limit == Limit::Error ? "_us" : "_nc";
+    return {{"limit", NameOf(excess.limit)},
+            {"value" + unit, Figure(excess.value)},
+            {"limit" + unit, Figure(excess.most)}};
+}
+
+void Put(Json& object, const std::string& name, const std::string& unit, const AskedPlayed& value)
+{
+    object[name + "_asked" + unit] = Figure(value.asked);
+    object[name + "_played" + unit] = Figure(value.played);
+}
+
+void PutCharge(Json& object, const Deviations& deviations)
+{
+    const playback::Charge& asked = deviations.askedNc;
+    const playback::Charge& played = deviations.playedNc;
+    Put(object, "positive_charge", "_nc", {asked.positiveNc, played.positiveNc});
+    Put(object, "negative_charge", "_nc", {asked.negativeNc, played.negativeNc});
+    Put(object, "net_charge", "_nc", {asked.NetNc(), played.NetNc()});
+    Put(object, "train_net_charge", "_nc", deviations.TrainNetNc());
+}
+
+void PutDeviations(Json& object, const Report& report)
+{
+    const Deviations& deviations = report.deviations;
+    object["words"] = report.encoding.words.size();
+    object["budget_words"] = report.stimulator.budget;
+    object["continuous"] = std::isinf(deviations.cycles.played);
+    Put(object, "period", "_us", deviations.periodUsec);
+    object["period_error_us"] = Figure(deviations.periodUsec.Error());
+    Put(object, "frequency", "_hz", deviations.frequencyHz);
+    Put(object, "cycles", "", deviations.cycles);
+    Put(object, "train", "_ms", deviations.trainMsec);
+    PutCharge(object, deviations);
+    object["largest_error_us"] = Figure(deviations.LargestErrorUsec());
+    object["largest_error_phase"] = PhaseNumber(deviations.LargestError());
+    Json& exceeded = object["exceeded"] = Json::array();
+    for (const Excess& excess : report.excesses) exceeded.push_back(ExcessObject(excess));
+    Json& phases = object["phases"] = Json::array();
+    for (const PhaseDeviation& p : deviations.phases) phases.push_back(PhaseObject(p));
+    Json& findings = object["deviations"] = Json::array();
+    for (const Finding& finding : deviations.findings) findings.push_back(FindingObject(report, finding));
+}
+
+void PutRefusal(Json& object, const Report& report)
+{
+    const Refusal& refusal = *report.encoding.refusal;
+    const std::vector<std::string> sentences = RefusalSentences(report);
+    const bool meeting = refusal.meets >= 0;
+    object["refusal"] = {
+        {"text", sentences.empty() ? std::string() : sentences.back()},
+        {"phase", PhaseNumber(refusal.failing)},
+        {"meets_phase", PhaseNumber(refusal.meets)},
+        {"carried_us", meeting ? Figure(refusal.carriedUsec) : Json()},
+        {"budget_words", refusal.phases.empty() ? Json() : Json(refusal.budgetWords)},
+        {"validation_words", refusal.validationWords < 0 ? Json() : Json(refusal.validationWords)},
+        {"written_words", refusal.writtenWords < 0 ? Json() : Json(refusal.writtenWords)}};
+    if (refusal.repairs)
+        object["adjusted"] = {{"fits", refusal.repairFits},
+                              {"phases", Stages(refusal.repaired)},
+                              {"text", PhaseListText(refusal.repaired)}};
+}
+
+Json WordObject(const WordRow& row)
+{
+    if (row.kind == playback::Kind::Cycles)
+        return {{"kind", NameOf(row.kind)}, {"cycles", playback::CyclesOf(row.bits)}};
+    return {{"kind", NameOf(row.kind)},        {"duration_steps", row.word.timeSteps},
+            {"duration_us", row.durationUsec}, {"current_ua", row.currentUa},
+            {"split_us", row.word.splitUsec},  {"in_pulse", row.word.inPulse},
+            {"flag_14", row.word.flag14},      {"after_split", row.word.ampAfterSplit}};
+}
+
+}  // namespace
+
+std::string ReportJson(const Report& report, std::string_view place)
+{
+    Json object = Beginning(report, place);
+    object["text"] = report.encoding.asked.text;
+    object["encoded"] = report.encoding.Encoded();
+    if (report.encoding.Encoded())
+        PutDeviations(object, report);
+    else
+        PutRefusal(object, report);
+    return Line(object);
+}
+
+std::string WordsJson(const Report& report, std::string_view place)
+{
+    Json object = Beginning(report, place);
+    const Encoding& encoding = report.encoding;
+    if (!encoding.Encoded()) return Line(object);
+    const StimPattern& pattern = Base(encoding.pattern);
+    if (pattern.IsContinuous())
+        object["continuous"] = true;
+    else
+        object["cycles"] = pattern.CycleCount();
+    object["time_step_us"] = Number(report.stimulator.timeStepUsec);
+    object["amp_step_ua"] = Number(report.stimulator.ampStepUa);
+    object["words"] = encoding.words;
+    for (const WordRow& row : RowsOf(report.stimulator.Scale(), encoding.words))
+        object["content"].push_back(WordObject(row));
+    return Line(object);
+}
+
+std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place)
+{
+    Json object = Beginning(report, place);
+    if (!report.encoding.Encoded()) return Line(object);
+    if (timeline.continuous)
+        object["continuous"] = true;
+    else
+        object["cycles"] = timeline.cyclesAsked;
+    object["blocks"] = Json::array();
+    for (const Block& block : timeline.blocks) {
+        Json entry{{"sent_ms", block.sentMsec}, {"due_ms", block.dueMsec}, {"cycles", block.cycles}};
+        if (!timeline.continuous) entry["cycles_left"] = block.cyclesLeft;
+        object["blocks"].push_back(std::move(entry));
+    }
+    object["cycles_sent"] = timeline.cyclesSent;
+    object["complete"] = timeline.Complete();
+    object["longest_gap_ms"] = timeline.longestGapMsec;
+    return Line(object);
+}
+
+std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
+                         std::string_view place)
+{
+    const playback::Scale scale{static_cast<double>(timeStepUsec), static_cast<double>(ampStepUa)};
+    Json object = AtPlace(place);
+    object["cycles"] = playback::CyclesOf(words.front());
+    object["period_us"] = playback::PeriodUsec(words, scale);
+    object["time_step_us"] = Number(timeStepUsec);
+    object["amp_step_ua"] = Number(ampStepUa);
+    Json& segments = object["segments"] = Json::array();
+    for (const playback::Segment& segment : playback::Segments(words, scale))
+        segments.push_back({{"start_us", segment.startUsec},
+                            {"duration_us", segment.durationUsec},
+                            {"current_ua", segment.currentUa},
+                            {"kind", playback::NameOf(segment.kind)},
+                            {"word", segment.word}});
+    return Line(object);
+}
+
+std::string ErrorJson(std::string_view error, std::string_view place)
+{
+    Json object = AtPlace(place);
+    object["errors"] = {std::string(error)};
+    return Line(object);
+}
+
+}  // namespace preview

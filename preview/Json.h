@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Report.h"
+#include "Timeline.h"
+
+// The values of this room as JSON: an object of one line each, without the line's end. docs/program.md describes the
+// keys. Numbers that are infinite or unknown are null; bytes that are no UTF-8 become the replacement character. place
+// says where the text stands, under the first key; an empty one is left out.
+namespace preview {
+
+std::string ReportJson(const Report& report, std::string_view place);
+
+// The words and what each says; only the errors when there are none.
+std::string WordsJson(const Report& report, std::string_view place);
+
+std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place);
+
+// What words play, whoever wrote them. words begin with word 0.
+std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
+                         std::string_view place);
+
+// One error and nothing else.
+std::string ErrorJson(std::string_view error, std::string_view place);
+
+}  // namespace preview

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "Deviations.h"
+#include "Encoding.h"
+#include "Limits.h"
+
+// All that can be known of one specification string before it is played.
+namespace preview {
+
+struct Report
+{
+    // A place for reports on patterns for that stimulator, of which no value is unusable.
+    explicit Report(const Stimulator& s) : stimulator(s), encoding(s) {}
+
+    const Stimulator stimulator;
+    Encoding encoding;
+    Deviations deviations;         // when there are words; encoding.refusal says why there are none
+    std::vector<Excess> excesses;  // of the limits
+
+    bool WithinLimits() const { return encoding.Encoded() && excesses.empty(); }
+};
+
+// Reports on a text, in the memory that report holds.
+void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report);
+
+}  // namespace preview

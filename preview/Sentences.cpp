@@ -1,0 +1,327 @@
+#include "Sentences.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "NumberFormat.h"
+#include "TimeSteps.h"
+
+namespace preview {
+namespace {
+
+std::string Usec(double usec)
+{
+    return Rounded(usec) + " us";
+}
+
+std::string Ua(float ua)
+{
+    return Shortest(ua) + " uA";
+}
+
+// "later" and "longer" by a time below 0 are "earlier" and "shorter".
+std::string By(double usec, const char* more, const char* less)
+{
+    return Usec(std::fabs(usec)) + " " + (usec < 0 ? less : more);
+}
+
+std::string Name(int phase)
+{
+    return "phase " + std::to_string(phase);
+}
+
+std::string Quoted(std::string_view text)
+{
+    return '"' + std::string(text) + '"';
+}
+
+std::string DriftSentence(const Finding& finding, const char* what)
+{
+    constexpr double Noise = 1e-3;
+    std::string text = Name(finding.phase);
+    if (finding.phases > 1) text += " and " + std::to_string(finding.phases - 1) + " more";
+    text += std::string(": ") + what + "; this adds up to " + By(finding.usec, "longer", "shorter");
+    if (std::fabs(finding.largestUsec) > std::fabs(finding.usec) + Noise)
+        text += ", to " + Usec(finding.largestUsec) + " on the way";
+    return text;
+}
+
+std::string AmplitudeSentence(const Report& report, const Finding& finding)
+{
+    const PhaseDeviation& p = report.deviations.phases[static_cast<std::size_t>(finding.phase)];
+    const double ampStep = report.stimulator.Scale().ampStepUa;
+    const double playedUa = static_cast<double>(p.balanced.amp) + finding.ampUa;
+    return Ua(p.balanced.amp) + " is " +
+           Shortest(TarvUtil::Internal::AmplitudeSteps(p.balanced.amp, report.stimulator.ampStepUa)) +
+           " amplitude steps, the words hold " + Rounded(playedUa / ampStep) +
+           (finding.cause == Cause::AmplitudeCeiling ? ", the most there is: " : ": ") +
+           Ua(static_cast<float>(playedUa));
+}
+
+std::string SplitSentence(const Report& report, const Finding& finding)
+{
+    const TracedPhase& traced = report.encoding.trace.phases[static_cast<std::size_t>(finding.phase)];
+    const SharedStep& step = finding.atEnd ? traced.tail : traced.junction;
+    const playback::Word word = playback::Unpack(report.encoding.words[step.word]);
+    std::string text = "word " + std::to_string(step.word) + " shows a split point of " +
+                       std::to_string(word.splitUsec) + " us with the current " +
+                       (word.ampAfterSplit ? "after" : "before") + " it, as one of " +
+                       std::to_string(step.splitUsec) + " us does not fit five bits; the phase " +
+                       (finding.atEnd ? "ends " : "starts ") + By(step.errorUsec, "later", "earlier");
+    if (step.lengthenedUsec > 0) text += ", the cycle is " + Usec(step.lengthenedUsec) + " longer";
+    return text;
+}
+
+std::string CyclesSentence(const Deviations& deviations)
+{
+    const AskedPlayed& cycles = deviations.cycles;
+    if (std::isinf(cycles.played))
+        return "the cycles are played without end, not " + Rounded(cycles.asked) + " of them";
+    const std::string played = Rounded(cycles.played);
+    constexpr int Billionths = 9;
+    std::string asked = Rounded(cycles.asked);
+    if (asked == played) asked = Rounded(cycles.asked, Billionths);
+    const char* are = cycles.played == 1 ? " is played" : " are played";
+    if (cycles.asked > cycles.played) return played + " of " + asked + " cycles" + are;
+    return played + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
+}
+
+// What the cause does to the phase.
+std::string PhaseSentence(const Report& report, const Finding& finding)
+{
+    const PhaseDeviation& p = report.deviations.phases[static_cast<std::size_t>(finding.phase)];
+    switch (finding.cause) {
+        case Cause::AmplitudeRead:
+            return Ua(static_cast<float>(p.asked.ampUa)) + " is read as " + Ua(p.read.amp);
+        case Cause::Clamped:
+            return Ua(p.read.amp) + " is clamped to " + Ua(p.clamped.amp);
+        case Cause::Balanced:
+            return PhaseListText({p.clamped}) + " becomes " + PhaseListText({p.balanced}) +
+                   " by the balance mode and what follows from it";
+        case Cause::AmplitudeCut:
+        case Cause::AmplitudeCeiling:
+            return AmplitudeSentence(report, finding);
+        case Cause::SplitLost:
+            return SplitSentence(report, finding);
+        case Cause::SplitCut:
+            return (finding.atEnd ? "ends " : "starts ") + Usec(-finding.usec) +
+                   " earlier, at a split point of whole microseconds";
+        case Cause::NextCurrent:
+            return "its current also takes " + Usec(-finding.usec) + " of " +
+                   NameOfPhase(Base(report.encoding.pattern).Phases(), finding.phase - 1) +
+                   ", which shares a time step with it";
+        case Cause::TailWord:
+            return "ends within a time step; the rest of it makes the cycle " + Usec(finding.usec) +
+                   " longer";
+        default:
+            return "its words are not those that its length and current give";
+    }
+}
+
+std::string BalanceModeSentence(const Deviations& deviations)
+{
+    return "the text asks for balance mode " + Rounded(deviations.balanceMode.asked) + "; mode " +
+           Rounded(deviations.balanceMode.played) + " is used";
+}
+
+// --- Texts ---
+
+std::string NumberSentence(const Asked& asked, const Irregularity& irregularity)
+{
+    return Quoted(asked.At(irregularity.item)) + (irregularity.kind == Irregular::Number
+                                                      ? ": not a number"
+                                                      : ": beyond the range of single precision");
+}
+
+std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
+{
+    const std::string item = Quoted(asked.At(irregularity.item));
+    switch (irregularity.kind) {
+        case Irregular::FieldMissing:
+            return "there is none: a text is Head:(length,amplitude)...:DurationMsec=[milliseconds]";
+        case Irregular::FieldEmpty:
+            return "empty";
+        case Irregular::FieldExtra:
+            return item + ": no field follows here";
+        case Irregular::FieldName:
+            return item + (irregularity.field == 3 ? ": a train is given as DurationMsec, in milliseconds"
+                                                   : ": a balance mode is given as ChargeBalanceIdx");
+        case Irregular::FieldForm:
+            return item + ": a field is name=[value]";
+        case Irregular::BalanceNotTaken:
+            return item + ": a plain pattern has no balance mode";
+        case Irregular::BalanceMode:
+            return item + ": a balance mode is 0, 1, 2, 3 or 4";
+        case Irregular::HeadMissing:
+            return "the head is missing: put a name and a colon in front, as in Head:(200,-60)...";
+        case Irregular::HeadNotUtf8:
+            return "the head is not valid UTF-8";
+        default:
+            return NumberSentence(asked, irregularity);
+    }
+}
+
+// --- Refusals ---
+
+std::string OverBudget(const Refusal& refusal)
+{
+    const bool writer = refusal.reason == RefusalReason::WordsOverBudget;
+    std::string text = "the phases need " +
+                       std::to_string(writer ? refusal.writtenWords : refusal.validationWords) +
+                       " words besides word 0, the budget leaves " + std::to_string(refusal.budgetWords);
+    if (!writer && refusal.writtenWords >= 0 && refusal.writtenWords != refusal.validationWords)
+        text +=
+            "; validation counts so many, the words written would be " + std::to_string(refusal.writtenWords);
+    return text;
+}
+
+std::string ReasonSentence(const Refusal& refusal)
+{
+    const auto failing = [&] { return NameOfPhase(refusal.phases, refusal.failing); };
+    switch (refusal.reason) {
+        case RefusalReason::NoPhases:
+            return "the phase-list field holds no phase";
+        case RefusalReason::NegativeLength:
+            return failing() + ": the length is below 0";
+        case RefusalReason::MeetsCurrent:
+            return failing() + " does not fit the time steps: it carries current within the step that " +
+                   NameOfPhase(refusal.phases, refusal.meets) + " leaves unfinished";
+        case RefusalReason::EndsInStep:
+            return failing() +
+                   " does not fit the time steps: it carries current and ends within the step that " +
+                   NameOfPhase(refusal.phases, refusal.meets) + " leaves unfinished";
+        case RefusalReason::NotFinished:
+            return failing() + " is too short to finish the time step that " +
+                   NameOfPhase(refusal.phases, refusal.meets) + " began";
+        case RefusalReason::NotBalanced:
+            return "the balance mode needs the five phases of a Lilly pattern";
+        default:
+            return OverBudget(refusal);
+    }
+}
+
+}  // namespace
+
+std::string Sentence(const Stimulator& stimulator, StimulatorValue unusable)
+{
+    switch (unusable) {
+        case StimulatorValue::TimeStep:
+            return "time step: " + Shortest(stimulator.timeStepUsec) + " us is not a finite number above 0";
+        case StimulatorValue::AmpStep:
+            return "amplitude step: " + Shortest(stimulator.ampStepUa) + " uA is not a finite number above 0";
+        case StimulatorValue::AmpMax:
+            return "largest amplitude: " + Shortest(*stimulator.ampMaxUa) +
+                   " uA is not a finite number, 0 or above";
+        case StimulatorValue::Budget:
+            break;
+    }
+    return "budget: " + std::to_string(stimulator.budget) + " words are not 1 to " +
+           std::to_string(StimPattern::MaxWords);
+}
+
+std::string Sentence(const Asked& asked, const Irregularity& irregularity)
+{
+    const std::string item = Quoted(asked.At(irregularity.item));
+    switch (irregularity.kind) {
+        case Irregular::ControlCharacter:
+            return "byte " + std::to_string(irregularity.item.begin + 1) + " is a control character";
+        case Irregular::PhaseCount:
+            return std::to_string(asked.phases.size()) + (asked.phases.size() == 1 ? " phase" : " phases") +
+                   ": a Lilly pattern has 5; --pattern plain takes any number";
+        case Irregular::BlankAfterPhases:
+            return "field 2: a blank after the last \")\"";
+        case Irregular::PhaseForm:
+            return Name(irregularity.phase) + ": " + item + ": a phase is (length,amplitude)";
+        default:
+            break;
+    }
+    if (irregularity.phase >= 0) return Name(irregularity.phase) + ": " + NumberSentence(asked, irregularity);
+    return "field " + std::to_string(irregularity.field) + ": " + FieldSentence(asked, irregularity);
+}
+
+std::string Sentence(const Report& report, const Finding& finding)
+{
+    const Deviations& d = report.deviations;
+    switch (finding.cause) {
+        case Cause::LengthRead:
+            return DriftSentence(finding, "lengths in text are read to whole microseconds");
+        case Cause::LeftoversDropped:
+            return DriftSentence(finding,
+                                 "what is left of a time step, at most half a microsecond, is dropped");
+        case Cause::CountsRoundedUp:
+            return DriftSentence(finding,
+                                 "a phase that lacks a little to whole time steps gets the whole step");
+        case Cause::CyclesRounded:
+            return CyclesSentence(d) + ": a train of " + Rounded(d.trainMsec.asked) + " ms in periods of " +
+                   Usec(d.periodUsec.asked);
+        case Cause::BalanceMode:
+            return BalanceModeSentence(d);
+        case Cause::NotBalanced:
+            return "balance mode " + Rounded(d.balanceMode.played) +
+                   " is set, but phase 2 does not balance phase 1";
+        default:
+            return Name(finding.phase) + ": " + PhaseSentence(report, finding);
+    }
+}
+
+std::string SmallDeviationsSentence(const Deviations& deviations)
+{
+    return "small deviations add up: phase " + std::to_string(deviations.LargestError()) + " starts " +
+           Rounded(deviations.LargestErrorUsec()) + " us from where it was asked to, the cycle ends " +
+           Rounded(deviations.periodUsec.Error()) + " us from there";
+}
+
+std::string Sentence(const Excess& excess)
+{
+    constexpr int Decimals = 6;  // a limit may be exceeded by little
+    return std::string(NameOf(excess.limit)) + " exceeded: " + Rounded(excess.value, Decimals) + " " +
+           UnitOf(excess.limit) + ", the limit is " + Rounded(excess.most, Decimals) + " " +
+           UnitOf(excess.limit);
+}
+
+std::vector<std::string> RefusalSentences(const Report& report)
+{
+    const Encoding& encoding = report.encoding;
+    std::vector<std::string> sentences = encoding.errors;
+    if (!encoding.refusal || encoding.refusal->reason == RefusalReason::NotRead) return sentences;
+    if (encoding.refusal->reason != RefusalReason::Irregular) {
+        sentences.push_back(ReasonSentence(*encoding.refusal));
+        return sentences;
+    }
+    const Asked& asked = encoding.asked;
+    for (const Irregularity& irregularity : asked.irregularities)
+        sentences.push_back(Sentence(asked, irregularity));
+    if (asked.irregular > asked.irregularities.size())
+        sentences.push_back("and " + std::to_string(asked.irregular - asked.irregularities.size()) +
+                            " more of that kind");
+    return sentences;
+}
+
+std::string RepairSentence(const Refusal& refusal)
+{
+    if (!refusal.repairs) return {};
+    return "Repaired, the list would be " + PhaseListText(refusal.repaired) + ", which " +
+           (refusal.repairFits ? "fits" : "does not fit either");
+}
+
+std::string PhaseListText(const std::vector<phase>& phases)
+{
+    std::string text;
+    for (const phase& p : phases) {
+        text += '(';
+        AppendShortest(text, p.len);
+        text += ',';
+        AppendShortest(text, p.amp);
+        text += ')';
+    }
+    return text;
+}
+
+std::string NameOfPhase(const std::vector<phase>& phases, int index)
+{
+    if (index < 0 || index >= static_cast<int>(phases.size())) return "an earlier phase";
+    const phase& p = phases[static_cast<std::size_t>(index)];
+    return Name(index) + " (" + Shortest(p.len) + " us, " + Shortest(p.amp) + " uA)";
+}
+
+}  // namespace preview

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Report.h"
+
+// The values of this room as sentences: for whoever prints a report, made when it is printed.
+namespace preview {
+
+// "time step: 0 us is not a finite number above 0"
+std::string Sentence(const Stimulator& stimulator, StimulatorValue unusable);
+
+// What the text does not plainly say: "phase 1: "2OO": not a number".
+std::string Sentence(const Asked& asked, const Irregularity& irregularity);
+
+// "phase 4: 2880 us is played as 2881 us", of report.deviations.
+std::string Sentence(const Report& report, const Finding& finding);
+
+// Where several small deviations come to one that is notable.
+std::string SmallDeviationsSentence(const Deviations& deviations);
+
+// "max-error exceeded: 0.667 us, the limit is 0.5 us"
+std::string Sentence(const Excess& excess);
+
+// Everything that keeps a text from its words, a sentence each, the library's own messages first. Empty when the text
+// has words.
+std::vector<std::string> RefusalSentences(const Report& report);
+
+// What a repair of the refused list makes: empty when nothing was repaired.
+std::string RepairSentence(const Refusal& refusal);
+
+// "(200,-60)(100,0)", each number the shortest text of its float.
+std::string PhaseListText(const std::vector<phase>& phases);
+
+// "phase 2 (50 us, -30 uA)"
+std::string NameOfPhase(const std::vector<phase>& phases, int index);
+
+}  // namespace preview

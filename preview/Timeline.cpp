@@ -1,0 +1,75 @@
+#include "Timeline.h"
+
+#include <algorithm>
+
+#include "ContinuedItemPlay.h"
+
+namespace preview {
+namespace {
+
+// Polls the record of a play from time 0 on. Of the polls only those are made at which a block can be due.
+class Player
+{
+ public:
+    Player(const Stimulator& stimulator, const Encoding& encoding, const Host& host)
+        : m_host(host),
+          m_pattern(encoding.pattern),
+          m_slot(&Base(m_pattern)),
+          m_words(encoding.words),
+          m_cycleMsec(playback::PeriodUsec(m_words, stimulator.Scale()) * 1e-3)
+    {
+        m_timeline.continuous = m_slot->IsContinuous();
+        m_timeline.cyclesAsked = m_slot->CycleCount();
+    }
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    Timeline Play()
+    {
+        const int first = playback::CyclesOf(m_words[0]);
+        ContinuedItemPlay play({0, &m_slot}, first, 0);
+        Send({0, 0, first, play.RemCycles()});
+        while (play.RemCycles() > 0 && !Stopped()) {
+            const std::int64_t due = play.m_nextMsec;
+            const std::int64_t now = FirstPollAfter(due + 2);
+            if (!play.ReadyToContinue(now)) break;
+            if (play.ContinueCmds(now, reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
+            Send({now, due, playback::CyclesOf(m_words[0]), play.RemCycles()});
+        }
+        return m_timeline;
+    }
+
+ private:
+    bool Stopped() const { return m_timeline.continuous && m_timeline.blocks.size() >= m_host.blocks; }
+
+    std::int64_t FirstPollAfter(std::int64_t msec) const
+    {
+        return (msec / m_host.pollMsec + 1) * m_host.pollMsec;
+    }
+
+    void Send(const Block& block)
+    {
+        const auto sent = static_cast<double>(block.sentMsec);
+        m_timeline.longestGapMsec = std::max(m_timeline.longestGapMsec, sent - m_endMsec);
+        m_endMsec = std::max(m_endMsec, sent) + block.cycles * m_cycleMsec;
+        m_timeline.cyclesSent += block.cycles;
+        m_timeline.blocks.push_back(block);
+    }
+
+    const Host m_host;
+    AnyPattern m_pattern;
+    StimPattern* m_slot;
+    std::vector<unsigned int> m_words;
+    const double m_cycleMsec;  // as the words play it
+    double m_endMsec = 0;      // when what was sent has been played
+    Timeline m_timeline;
+};
+
+}  // namespace
+
+Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host)
+{
+    return Player(stimulator, encoding, host).Play();
+}
+
+}  // namespace preview

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Encoding.h"
+
+// The blocks in which a host sends a train of more cycles than one command holds.
+namespace preview {
+
+struct Block
+{
+    std::int64_t sentMsec;
+    std::int64_t dueMsec;
+    int cycles;      // in word 0
+    int cyclesLeft;  // to be commanded after it
+};
+
+struct Timeline
+{
+    bool continuous = false;
+    int cyclesAsked = 0;
+    std::int64_t cyclesSent = 0;
+    double longestGapMsec = 0;  // between the end of a block and the sending of the next
+    std::vector<Block> blocks;
+
+    bool Complete() const { return continuous || cyclesSent == cyclesAsked; }
+};
+
+struct Host
+{
+    int pollMsec = 1;        // how often it looks at its clock
+    std::size_t blocks = 5;  // after so many it stops a continuous pattern
+};
+
+// What the host sends for the pattern, the first block at time 0. REQUIRES: the encoding has words.
+Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host);
+
+}  // namespace preview

@@ -1,0 +1,117 @@
+#include "WordText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+namespace preview {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr int HexDigits = 8;
+
+// Writes "0x" and eight digits.
+void PutWord(char* out, unsigned int word)
+{
+    static constexpr char Digits[] = "0123456789ABCDEF";
+    out[0] = '0';
+    out[1] = 'x';
+    for (int i = 1 + HexDigits; i >= 2; --i, word >>= 4) out[i] = Digits[word & 15U];
+}
+
+bool ReadWord(std::string_view text, unsigned int& word)
+{
+    if (text.size() < 3 || text.size() > 2 + HexDigits || text[0] != '0' || (text[1] | ' ') != 'x')
+        return false;
+    const char* end = text.data() + text.size();
+    return std::from_chars(text.data() + 2, end, word, 16).ptr == end;
+}
+
+}  // namespace
+
+void AppendWords(std::string& text, const std::vector<unsigned int>& words)
+{
+    // With the blank after it.
+    constexpr std::size_t Width = 2 + HexDigits + 1;
+    std::size_t at = text.size();
+    text.resize(at + Width * words.size(), ' ');
+    for (const unsigned int word : words) {
+        PutWord(&text[at], word);
+        at += Width;
+    }
+    if (!words.empty()) text.pop_back();
+    text += '\n';
+}
+
+std::string WordText(unsigned int word)
+{
+    std::string text(2 + HexDigits, ' ');
+    PutWord(text.data(), word);
+    return text;
+}
+
+namespace {
+
+// Returns what is no word, or nothing.
+std::string_view ReadWords(std::string_view line, std::vector<unsigned int>& words)
+{
+    constexpr const char* Blanks = " \t\v\f\r";
+    for (;;) {
+        line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));
+        if (line.empty()) return {};
+        const std::string_view text = line.substr(0, line.find_first_of(Blanks));
+        unsigned int word = 0;
+        if (!ReadWord(text, word)) return text;
+        words.push_back(word);
+        line.remove_prefix(text.size());
+    }
+}
+
+std::string ReadHexLine(std::string_view text, std::vector<unsigned int>& words)
+{
+    const std::string_view fault = ReadWords(text, words);
+    return fault.empty() ? std::string() : "not a word such as 0x0006A01E: " + std::string(fault);
+}
+
+std::string ReadStep(const Json& json, const char* key, std::optional<float>& step)
+{
+    const auto found = json.find(key);
+    if (found == json.end()) return {};
+    const float value = found->is_number() ? found->get<float>() : 0;
+    if (!(value > 0) || !std::isfinite(value)) return std::string(key) + " is not a finite number above 0";
+    step = value;
+    return {};
+}
+
+std::string ReadJsonLine(std::string_view text, WordLine& line)
+{
+    // Nothing that is looked for lies deeper; what does is left out, so that it costs no memory.
+    constexpr int Depth = 2;
+    const auto keep = [](int depth, Json::parse_event_t, const Json&) { return depth <= Depth; };
+    const Json json = Json::parse(text, keep, false);
+    if (!json.is_object()) return "not a JSON object: " + std::string(text);
+    if (json.contains("errors")) return "the pattern was not encoded and has no words";
+    const auto words = json.find("words");
+    if (words == json.end() || !words->is_array()) return "the JSON object holds no array \"words\"";
+    for (const Json& word : *words) {
+        if (!word.is_number_unsigned() ||
+            word.get<std::uint64_t>() > std::numeric_limits<unsigned int>::max())
+            return "not a 32-bit word: " + word.dump(-1, ' ', false, Json::error_handler_t::replace);
+        line.words.push_back(word.get<unsigned int>());
+    }
+    std::string fault = ReadStep(json, "time_step_us", line.timeStepUsec);
+    return fault.empty() ? ReadStep(json, "amp_step_ua", line.ampStepUa) : fault;
+}
+
+}  // namespace
+
+std::string ReadWordLine(std::string_view text, WordLine& line)
+{
+    const std::size_t first = std::min(text.find_first_not_of(" \t"), text.size());
+    return text.substr(first, 1) == "{" ? ReadJsonLine(text, line) : ReadHexLine(text, line.words);
+}
+
+}  // namespace preview

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "Picture.h"
+
+// The formats that gnuplot draws in.
+enum class PlotFormat
+{
+    Text,
+    Svg,
+    Png,
+    Pdf,
+};
+
+// The commands with which gnuplot draws the picture to its standard output.
+std::string GnuplotScript(const preview::Picture& picture, PlotFormat format);
+
+// What gnuplot writes to its standard output for a script whose last line draws. Throws Fault when gnuplot is
+// missing or fails.
+std::string RunGnuplot(const std::string& script);

@@ -1,0 +1,87 @@
+#include "Messages.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+
+#include "Sentences.h"
+
+using preview::Cause;
+
+namespace {
+
+std::string Shown(std::string_view text)
+{
+    constexpr std::size_t MaxShown = 400;
+    constexpr std::size_t HeadShown = 300;
+    constexpr std::size_t TailShown = 60;
+    const auto append = [](std::string& shown, std::string_view part) {
+        static constexpr char Digits[] = "0123456789ABCDEF";
+        for (const char c : part) {
+            const auto byte = static_cast<unsigned char>(c);
+            if (byte >= 0x20 && byte != 0x7F)
+                shown += c;
+            else
+                shown.append("\\x").append(1, Digits[byte >> 4]).append(1, Digits[byte & 15]);
+        }
+    };
+    while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+    std::string shown;
+    if (text.size() <= MaxShown) {
+        append(shown, text);
+    } else {
+        append(shown, text.substr(0, HeadShown));
+        shown += " ... " + std::to_string(text.size() - HeadShown - TailShown) + " bytes ... ";
+        append(shown, text.substr(text.size() - TailShown));
+    }
+    return shown;
+}
+
+bool IsBalanceFinding(const preview::Finding& finding)
+{
+    return finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced;
+}
+
+}  // namespace
+
+void PrintMessage(Output& output, const Place& place, std::string_view text)
+{
+    output.Flush();
+    WriteAll(STDERR_FILENO, place.Text() + ": " + Shown(text) + "\n");
+}
+
+void PrintMessage(std::string_view text)
+{
+    WriteAll(STDERR_FILENO, "tarvutil: " + Shown(text) + "\n");
+}
+
+void PrintMessages(Output& output, const Place& place, const preview::Report& report)
+{
+    for (const std::string& sentence : RefusalSentences(report)) PrintMessage(output, place, sentence);
+    constexpr std::size_t MaxWarnings = 20;
+    const std::vector<std::string>& warnings = report.encoding.warnings;
+    const std::size_t printed = std::min(warnings.size(), MaxWarnings);
+    for (std::size_t i = 0; i < printed; ++i) PrintMessage(output, place, "warning: " + warnings[i]);
+    if (printed != warnings.size())
+        PrintMessage(output, place,
+                     "warning: and " + std::to_string(warnings.size() - printed) + " more of that kind");
+    if (!report.encoding.Encoded()) return;
+    for (const preview::Finding& finding : report.deviations.findings)
+        if (IsBalanceFinding(finding)) PrintMessage(output, place, "warning: " + Sentence(report, finding));
+}
+
+void PrintDeviations(Output& output, const Place& place, const preview::Report& report)
+{
+    bool printed = false;
+    for (const preview::Finding& finding : report.deviations.findings) {
+        // The library warns of the amplitudes that it rounds.
+        if (finding.cause == Cause::AmplitudeRead || IsBalanceFinding(finding) ||
+            !finding.Notable(report.stimulator))
+            continue;
+        PrintMessage(output, place, "warning: " + Sentence(report, finding));
+        printed = true;
+    }
+    if (!printed && report.deviations.Notable())
+        PrintMessage(output, place, "warning: " + SmallDeviationsSentence(report.deviations));
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Input.h"
+#include "Stimulator.h"
+
+// The options that several commands have. What they are read into must live until the command has run.
+
+// Adds --pattern, --time-step, --amp-step, --amp-max and --budget.
+void AddStimulatorOptions(CLI::App& command, preview::Stimulator& stimulator);
+// The part of them that says what a word means: --time-step and --amp-step.
+void AddScaleOptions(CLI::App& command, preview::Stimulator& stimulator);
+// Values that no pattern can be made with are a usage error.
+void NeedUsable(const preview::Stimulator& stimulator);
+
+// Adds the arguments, called name in the help, and --file.
+void AddInputOptions(CLI::App& command, Input& input, const std::string& name);
+
+// Adds --output, for a path called name in the help.
+void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what);
+
+// Adds --format; format holds the default.
+void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats);
+
+// For a number that is held in single precision: finite and above 0, or 0 too. Returns what is wrong, or nothing.
+std::function<std::string(const std::string&)> FloatAbove(bool zeroToo);
