@@ -311,7 +311,6 @@ bool LillyPattern::AdjustPhases(std::vector<phase>& current, std::vector<phase>&
     if (m_autoAdjust == 0) return false;
     if (proposed.empty()) return ListValid(proposed, maxCmds);
     if (!TimeStepUsable(m_timeStepUsec)) return false;
-    LillyRepair repair(*this, m_autoAdjust, m_timeStepUsec, m_ampStepSize, proposed);
-    repair.FindChange(current);
-    return repair.Run(maxCmds) && ListValid(proposed, maxCmds);
+    return RepairPhases(*this, m_autoAdjust, m_timeStepUsec, m_ampStepSize, current, proposed, maxCmds) &&
+           ListValid(proposed, maxCmds);
 }

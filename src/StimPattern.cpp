@@ -568,7 +568,7 @@ std::vector<phase> StimPattern::PhasesFromStr(std::string field, float ampStepSi
                                               std::vector<std::string>& errors,
                                               std::vector<std::string>& warnings) const
 {
-    return PhaseReader(field, ampStepSize, errors, warnings).Read();
+    return ReadPhases(field, ampStepSize, errors, warnings);
 }
 
 bool StimPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
@@ -586,7 +586,7 @@ bool StimPattern::ReadSpecification(const std::string& spec, float ampStepSize,
         return false;
     }
     const std::size_t errorsBefore = errors.size();
-    std::vector<phase> phases = PhaseReader(fields.field[1], ampStepSize, errors, warnings).Read();
+    std::vector<phase> phases = ReadPhases(fields.field[1], ampStepSize, errors, warnings);
     const float durationMsec = ReadDuration(fields.field[2], errors);
     if (errors.size() != errorsBefore || phases.empty() || !(durationMsec > 0)) return false;
     SetPhases(std::move(phases));
