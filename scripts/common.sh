@@ -18,7 +18,7 @@ need() {
 }
 
 need_build() { need g++ cmake ninja-build libcli11-dev nlohmann-json3-dev; }
-need_tests() { need_build; need libgtest-dev gnuplot-nox fonts-dejavu-core locales; }
+need_tests() { need_build; need libgtest-dev libfast-float-dev gnuplot-nox fonts-dejavu-core locales; }
 
 # configure DIR [CMAKE ARGUMENT...]
 configure() {

@@ -1,8 +1,25 @@
 #include "NumberText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <limits>
+
+#include "Numbers.h"
+
+// A standard library without from_chars for floating-point numbers leaves __cpp_lib_to_chars undefined. Decimal
+// numbers are then read by fast_float, which gives the same bits.
+#if !defined(__cpp_lib_to_chars) && !defined(TARVUTIL_FAST_FLOAT)
+#define TARVUTIL_FAST_FLOAT
+#endif
+#ifdef TARVUTIL_FAST_FLOAT
+#if !__has_include(<fast_float/fast_float.h>)
+#error "this standard library does not read floating-point numbers: install fast_float (libfast-float-dev)"
+#endif
+#include <fast_float/fast_float.h>
+#endif
 
 namespace TarvUtil::Internal {
 namespace {
@@ -12,9 +29,12 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-bool IsHexDigit(char c)
+// The value of a hexadecimal digit, -1 for any other character.
+int HexDigit(char c)
 {
-    return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    if (IsDigit(c)) return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
 char At(std::string_view text, std::size_t i)
@@ -34,35 +54,174 @@ bool TakeSign(std::string_view& text)
 bool TakeHexPrefix(std::string_view& text)
 {
     if (At(text, 0) != '0' || (At(text, 1) != 'x' && At(text, 1) != 'X')) return false;
-    if (!IsHexDigit(At(text, At(text, 2) == '.' ? 3 : 2))) return false;
+    if (HexDigit(At(text, At(text, 2) == '.' ? 3 : 2)) < 0) return false;
     text.remove_prefix(2);
     return true;
 }
 
-// Tells an overflow from an underflow, for a number that is known to be out of the range of double: by the
-// place of its first digit other than 0, and its exponent.
-bool IsOverflow(std::string_view text, bool hex)
+// The exponent at the start of text, 0 when there is none.
+int ReadExponent(std::string_view text, char marker)
 {
-    long long place = 0;
+    const char first = At(text, 0);
+    return first == marker || first == marker - 'a' + 'A' ? ReadInt(text.substr(1)) : 0;
+}
+
+// value / 2^bits, rounded half to even; more means that value goes on behind its last bit. bits up to 62.
+std::uint64_t RoundedShift(std::uint64_t value, int bits, bool more = false)
+{
+    const std::uint64_t unit = std::uint64_t{1} << bits;
+    const std::uint64_t twiceRest = 2 * (value & (unit - 1)) + (more ? 1 : 0);
+    value >>= bits;
+    return value + (twiceRest > unit || (twiceRest == unit && value % 2 == 1) ? 1 : 0);
+}
+
+// The part of text behind "0x". Rounds once, also where the result is subnormal.
+double ReadHex(std::string_view text)
+{
+    std::uint64_t digits = 0;  // the first 15 from the first one that is not 0
+    bool more = false;         // whether a later one is not 0
+    long long exponent = 0;
     bool point = false;
-    bool found = false;
     std::size_t i = 0;
     for (; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '.' && !point) {
+        if (text[i] == '.' && !point) {
             point = true;
-        } else if (hex ? IsHexDigit(c) : IsDigit(c)) {
-            found = found || c != '0';
-            if (found && !point) ++place;
-            if (!found && point) --place;
+            continue;
+        }
+        const int digit = HexDigit(text[i]);
+        if (digit < 0) break;
+        if (point) exponent -= 4;
+        if (digits >> 56 == 0) {
+            digits = 16 * digits + static_cast<unsigned int>(digit);
         } else {
-            break;
+            more = more || digit != 0;
+            exponent += 4;
         }
     }
-    const char marker = At(text, i);
-    const bool marked = hex ? marker == 'p' || marker == 'P' : marker == 'e' || marker == 'E';
-    const int exponent = marked ? ReadInt(text.substr(i + 1)) : 0;
-    return place * (hex ? 4 : 1) + exponent > 0;
+    exponent += ReadExponent(text.substr(i), 'p');
+
+    constexpr int LeastExponent = -1074;
+    int width = 0;
+    while (digits >> width != 0) ++width;
+    const long long excess = std::max<long long>(width - 53, LeastExponent - exponent);
+    if (excess > width) return 0;
+    const int dropped = static_cast<int>(std::max(excess, 0LL));
+    const double rounded = static_cast<double>(RoundedShift(digits, dropped, more));
+    return std::ldexp(rounded, static_cast<int>(std::min(exponent + dropped, 2000LL)));
+}
+
+// A decimal number as its digits from the first one that is not 0, and the exponent of ten of the point in front of
+// them. Two numbers with the same 800 first digits round to the same double, but for a tie: behind it, one digit
+// stands for all others.
+struct Decimal
+{
+    explicit Decimal(std::string_view text)
+    {
+        bool point = false;
+        std::size_t i = 0;
+        for (; i < text.size(); ++i) {
+            const char c = text[i];
+            if (c == '.' && !point) {
+                point = true;
+                continue;
+            }
+            if (!IsDigit(c)) break;
+            const bool counts = c != '0' || !digits.empty();
+            if (counts != point) exponent += counts ? 1 : -1;
+            if (counts && digits.size() < 800)
+                digits += c;
+            else if (c != '0' && digits.back() == '0')
+                digits.back() = '1';
+        }
+        exponent += ReadExponent(text.substr(i), 'e');
+    }
+
+    std::string digits;
+    long long exponent = 0;
+};
+
+bool ReadShortDecimal(std::string_view text, double& value)
+{
+    const char* const end = text.data() + text.size();
+#ifdef TARVUTIL_FAST_FLOAT
+    return fast_float::from_chars(text.data(), end, value).ec == std::errc();
+#else
+    const std::errc error = std::from_chars(text.data(), end, value).ec;
+    if (error == std::errc::result_out_of_range)
+        value = Decimal(text).exponent > 0 ? std::numeric_limits<double>::infinity() : 0;
+    return error != std::errc::invalid_argument;
+#endif
+}
+
+// False when there is no number.
+bool ReadDecimal(std::string_view text, double& value)
+{
+    // Both readers stop to count at an exponent of five digits. A longer text can have zeros that outweigh it.
+    constexpr std::size_t Long = 60000;
+    if (At(text, 0) == '-') return false;
+    if (text.size() <= Long) return ReadShortDecimal(text, value);
+    const Decimal number(text);
+    if (number.digits.empty()) return ReadShortDecimal(text.substr(0, Long), value);
+    const long long exponent = std::clamp(number.exponent, -9999LL, 9999LL);
+    return ReadShortDecimal('.' + number.digits + 'e' + std::to_string(exponent), value);
+}
+
+// A text of at most 15 digits and perhaps a point among them, as most are. The digits are exact in a double, and so is
+// the power of ten: their quotient is rounded once.
+bool ReadPlain(std::string_view text, double& value)
+{
+    static constexpr double PowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                             1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+    if (text.empty() || text.size() > std::size(PowersOfTen)) return false;
+    std::int64_t digits = 0;
+    std::size_t decimals = text.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (IsDigit(text[i]))
+            digits = 10 * digits + (text[i] - '0');
+        else if (text[i] == '.' && decimals == text.size() && text.size() > 1)
+            decimals = i + 1;
+        else
+            return false;
+    }
+    value = static_cast<double>(digits);
+    decimals = text.size() - decimals;
+    if (decimals > 0) value /= PowersOfTen[decimals];
+    return true;
+}
+
+char* WritePadded(char* out, std::uint64_t value, int width)
+{
+    for (int i = width - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
+    return out + width;
+}
+
+// mantissa times 2^exponent, up to 2^128.
+char* WriteWhole(char* out, std::uint32_t mantissa, int exponent)
+{
+    constexpr std::uint64_t Group = 1000000000;
+    std::uint64_t groups[5] = {mantissa};  // of nine digits, the lowest first
+    while (exponent > 0) {
+        const int shift = std::min(exponent, 30);
+        exponent -= shift;
+        std::uint64_t carry = 0;
+        for (std::uint64_t& group : groups) {
+            carry += group << shift;
+            group = carry % Group;
+            carry /= Group;
+        }
+    }
+    int highest = 4;
+    while (highest > 0 && groups[highest] == 0) --highest;
+    out = std::to_chars(out, out + 9, groups[highest]).ptr;
+    while (highest > 0) out = WritePadded(out, groups[--highest], 9);
+    return out;
+}
+
+template <std::size_t N>
+char* WriteText(char* out, const char (&text)[N])
+{
+    std::memcpy(out, text, N - 1);
+    return out + (N - 1);
 }
 
 }  // namespace
@@ -70,16 +229,13 @@ bool IsOverflow(std::string_view text, bool hex)
 double ReadNumber(std::string_view text)
 {
     const bool negative = TakeSign(text);
-    const bool hex = TakeHexPrefix(text);
-    if (At(text, 0) == '-') return 0;
-    // No number has both signs in its exponent, but from_chars takes them in a hexadecimal one.
-    if (hex) text = text.substr(0, text.find("+-"));
     double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value,
-                                              hex ? std::chars_format::hex : std::chars_format::general);
-    if (error == std::errc::invalid_argument) return 0;
-    if (error == std::errc::result_out_of_range)
-        value = IsOverflow(text, hex) ? std::numeric_limits<double>::infinity() : 0;
+    if (!ReadPlain(text, value)) {
+        if (TakeHexPrefix(text))
+            value = ReadHex(text);
+        else if (!ReadDecimal(text, value))
+            return 0;
+    }
     return negative ? -value : value;
 }
 
@@ -95,16 +251,37 @@ int ReadInt(std::string_view text)
     return static_cast<int>(negative ? -value : value);
 }
 
+char* WriteNumber(char* out, float value)
+{
+    if (std::isnan(value)) return WriteText(out, "nan");
+    if (std::signbit(value)) *out++ = '-';
+    value = std::fabs(value);
+    if (std::isinf(value)) return WriteText(out, "inf");
+    const int whole = ToInt(value);
+    if (static_cast<float>(whole) == value && FitsInt(value)) {
+        out = std::to_chars(out, out + 10, static_cast<unsigned int>(whole)).ptr;
+        return WriteText(out, ".000000");
+    }
+    // value = mantissa 2^exponent
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    const std::uint32_t fraction = bits & 0x7FFFFF;
+    const int biased = static_cast<int>(bits >> 23);
+    const std::uint32_t mantissa = biased > 0 ? fraction | 0x800000 : fraction;
+    const int exponent = std::max(biased, 1) - 150;
+    if (exponent >= 0) return WriteText(WriteWhole(out, mantissa, exponent), ".000000");
+    // A mantissa has 24 bits, a million 20: more than 62 of them leave nothing but 0.
+    constexpr std::uint64_t Million = 1000000;
+    const std::uint64_t millionths = RoundedShift(mantissa * Million, std::min(-exponent, 62));
+    out = std::to_chars(out, out + 8, millionths / Million).ptr;
+    *out++ = '.';
+    return WritePadded(out, millionths % Million, 6);
+}
+
 void AppendNumber(std::string& text, float value)
 {
-    if (std::isnan(value)) {
-        text += "nan";
-        return;
-    }
-    char digits[64];  // a sign, 39 digits, a point and six decimals at most
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, static_cast<double>(value),
-                                            std::chars_format::fixed, 6);
-    text.append(digits, end);
+    char digits[NumberRoom];
+    text.append(digits, WriteNumber(digits, value));
 }
 
 }  // namespace TarvUtil::Internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -22,7 +23,16 @@ double ReadNumber(std::string_view text);
 // saturates at 32 bits.
 int ReadInt(std::string_view text);
 
-// Appends value as "%f" prints it, a NaN always as "nan".
+// The longest number printed has a sign, 39 digits, a point and six decimals.
+constexpr std::size_t NumberRoom = 47;
+
+// Writes value as "%f" prints it, a NaN always as "nan", and returns the end. Exact, and rounded half to even,
+// in every rounding mode.
+//
+//     0.5f -> "0.500000"    0.1f -> "0.100000"    -0.0f -> "-0.000000"    16777216.0f -> "16777216.000000"
+char* WriteNumber(char* out, float value);
+
+// Appends what WriteNumber writes.
 void AppendNumber(std::string& text, float value);
 
 }  // namespace TarvUtil::Internal

@@ -1,0 +1,22 @@
+# Where the standard library reads no floating-point numbers, src/NumberText.cpp reads them with fast_float, a header.
+include(CheckCXXSourceCompiles)
+
+# tarvutil_fast_float(TARGET): lets TARGET include it.
+function(tarvutil_fast_float target)
+    find_path(TARVUTIL_FAST_FLOAT_INCLUDE fast_float/fast_float.h
+        DOC "The directory with fast_float/fast_float.h" REQUIRED)
+    target_include_directories(${target} SYSTEM PRIVATE ${TARVUTIL_FAST_FLOAT_INCLUDE})
+endfunction()
+
+# tarvutil_fast_float_where_needed(TARGET): the same, where the standard library leaves __cpp_lib_to_chars undefined.
+function(tarvutil_fast_float_where_needed target)
+    set(CMAKE_CXX_STANDARD 17)
+    check_cxx_source_compiles("#include <charconv>
+        #ifndef __cpp_lib_to_chars
+        #error no
+        #endif
+        int main() {}" TARVUTIL_READS_FLOATS)
+    if(NOT TARVUTIL_READS_FLOATS)
+        tarvutil_fast_float(${target})
+    endif()
+endfunction()
