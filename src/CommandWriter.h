@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Assert.h"
 #include "CommandWord.h"
 #include "Numbers.h"
 #include "StimPattern.h"
@@ -138,6 +139,7 @@ class CommandWriter
 
     bool PutWhole(int count, const Amplitude& amp)
     {
+        TARVUTIL_ASSERT(count >= 1 && count <= MaxStepsPerWord);
         return m_sink.Put({amp.steps, static_cast<unsigned int>(count), amp.active, 0, amp.inPulse, false},
                           WordRole::Whole);
     }
@@ -174,7 +176,10 @@ class CommandSink
     bool Put(const CommandWord& word, WordRole /*role*/)
     {
         if (m_count >= m_maxWords) return false;
-        m_words[m_count++] = (PackWord(word) & m_keep) | m_lowHalf;
+        const unsigned int packed = PackWord(word);
+        TARVUTIL_ASSERT(PackWord(UnpackWord(packed)) == packed);
+        m_words[m_count++] = (packed & m_keep) | m_lowHalf;
+        TARVUTIL_ASSERT(m_count <= m_maxWords);
         return true;
     }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Assert.h"
 #include "Numbers.h"
 #include "StimPattern.h"
 
@@ -22,7 +23,10 @@ inline StepCut CutIntoSteps(float timeUsec, float timeStepUsec)
 {
     const float steps = timeUsec / timeStepUsec;
     const int count = FloorToInt(steps + StimPattern::IgnoreFrac);
-    return {count, (steps - static_cast<float>(count)) * timeStepUsec};
+    const float rest = (steps - static_cast<float>(count)) * timeStepUsec;
+    // A rest that is carried is below a step, as long as the count is an int.
+    TARVUTIL_ASSERT(!FitsInt(steps) || !(rest > StimPattern::IgnoreUsec) || rest < timeStepUsec);
+    return {count, rest};
 }
 
 // Whether the rest is carried into the next phase; a shorter one is dropped.

@@ -1,0 +1,27 @@
+#pragma once
+
+// TARVUTIL_ASSERT(condition) states what cannot happen, on any input of a host. A build with TARVUTIL_ASSERTS, as the
+// tests use it, aborts where it happens all the same; every other build leaves the condition out.
+#ifdef TARVUTIL_ASSERTS
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace TarvUtil::Internal {
+
+[[noreturn]] inline void AssertFailed(const char* condition, const char* file, int line)
+{
+    std::fprintf(stderr, "%s:%d: not true: %s\n", file, line, condition);
+    std::abort();
+}
+
+}  // namespace TarvUtil::Internal
+
+#define TARVUTIL_ASSERT(condition) \
+    ((condition) ? static_cast<void>(0) : TarvUtil::Internal::AssertFailed(#condition, __FILE__, __LINE__))
+
+#else
+
+#define TARVUTIL_ASSERT(condition) static_cast<void>(0)
+
+#endif
