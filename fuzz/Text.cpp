@@ -81,6 +81,22 @@ std::vector<phase> CheckPhases(const StimPattern& pattern, const std::string& fi
     return phases;
 }
 
+// Items of whole numbers have a reader of their own. With every "(" doubled, a blank more, all are read in full.
+void CheckFullReader(const StimPattern& pattern, const std::string& field, float step)
+{
+    std::string doubled;
+    for (const char c : field) doubled.append(c == '(' ? 2 : 1, c);
+    Messages messages;
+    Messages inFull;
+    const auto phases = pattern.PhasesFromStr(field, step, messages.errors, messages.warnings);
+    const auto same = pattern.PhasesFromStr(doubled, step, inFull.errors, inFull.warnings);
+    Require(phases.size() == same.size() && messages.warnings == inFull.warnings &&
+                messages.errors.size() == inFull.errors.size(),
+            "both readers find the same");
+    for (std::size_t i = 0; i < phases.size(); ++i)
+        Require(phases[i].len == same[i].len && phases[i].amp == same[i].amp, "both readers read the same");
+}
+
 // FromString does what its two readers do; true when the pattern took what they read.
 bool CheckFromString(StimPattern& pattern, const std::string& text, float step)
 {
@@ -170,6 +186,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckBalanceField(text, step);
     Messages messages;
     CheckPhases(plain, text, step, messages);
+    CheckFullReader(plain, text, step);
     CheckDuration(plain, "Duration[" + text, messages);
     return 0;
 }

@@ -166,29 +166,6 @@ bool ReadDecimal(std::string_view text, double& value)
     return ReadShortDecimal('.' + number.digits + 'e' + std::to_string(exponent), value);
 }
 
-// A text of at most 15 digits and perhaps a point among them, as most are. The digits are exact in a double, and so is
-// the power of ten: their quotient is rounded once.
-bool ReadPlain(std::string_view text, double& value)
-{
-    static constexpr double PowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
-                                             1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
-    if (text.empty() || text.size() > std::size(PowersOfTen)) return false;
-    std::int64_t digits = 0;
-    std::size_t decimals = text.size();
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (IsDigit(text[i]))
-            digits = 10 * digits + (text[i] - '0');
-        else if (text[i] == '.' && decimals == text.size() && text.size() > 1)
-            decimals = i + 1;
-        else
-            return false;
-    }
-    value = static_cast<double>(digits);
-    decimals = text.size() - decimals;
-    if (decimals > 0) value /= PowersOfTen[decimals];
-    return true;
-}
-
 char* WritePadded(char* out, std::uint64_t value, int width)
 {
     for (int i = width - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
@@ -225,6 +202,28 @@ char* WriteText(char* out, const char (&text)[N])
 }
 
 }  // namespace
+
+// The digits are exact in a double, and so is the power of ten: their quotient is rounded once.
+bool ReadPlain(std::string_view text, double& value)
+{
+    static constexpr double PowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                             1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+    if (text.empty() || text.size() > std::size(PowersOfTen)) return false;
+    std::int64_t digits = 0;
+    std::size_t decimals = text.size();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (IsDigit(text[i]))
+            digits = 10 * digits + (text[i] - '0');
+        else if (text[i] == '.' && decimals == text.size() && text.size() > 1)
+            decimals = i + 1;
+        else
+            return false;
+    }
+    value = static_cast<double>(digits);
+    decimals = text.size() - decimals;
+    if (decimals > 0) value /= PowersOfTen[decimals];
+    return true;
+}
 
 double ReadNumber(std::string_view text)
 {
@@ -281,7 +280,7 @@ char* WriteNumber(char* out, float value)
 void AppendNumber(std::string& text, float value)
 {
     char digits[NumberRoom];
-    text.append(digits, WriteNumber(digits, value));
+    text.append(digits, static_cast<std::size_t>(WriteNumber(digits, value) - digits));
 }
 
 }  // namespace TarvUtil::Internal

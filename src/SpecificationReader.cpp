@@ -12,6 +12,39 @@
 namespace TarvUtil::Internal {
 namespace {
 
+// Takes a whole number of up to seven digits off the front of text: those are exact in a float.
+bool TakeWhole(std::string_view& text, float& value)
+{
+    int whole = 0;
+    std::size_t digits = 0;
+    for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+        if (digits == 7) return false;
+        whole = 10 * whole + (text[digits] - '0');
+    }
+    value = static_cast<float>(whole);
+    text.remove_prefix(digits);
+    return digits > 0;
+}
+
+bool Take(std::string_view& text, char c)
+{
+    if (text.empty() || text.front() != c) return false;
+    text.remove_prefix(1);
+    return true;
+}
+
+// Takes an item of whole numbers, "(200,-30)", as most are, off the front of text. Any other is left to ReadItem.
+bool TakeWholeItem(std::string_view& text, phase& p)
+{
+    std::string_view rest = text;
+    if (!Take(rest, '(') || !TakeWhole(rest, p.len) || !Take(rest, ',')) return false;
+    const bool negative = Take(rest, '-');
+    if (!TakeWhole(rest, p.amp) || (!rest.empty() && !Take(rest, ')'))) return false;
+    if (negative) p.amp = -p.amp;
+    text = rest;
+    return true;
+}
+
 // Reads the items of a phase-list field, one after the other.
 class PhaseReader
 {
@@ -25,25 +58,31 @@ class PhaseReader
     {
         std::vector<phase> phases;
         phases.reserve(static_cast<std::size_t>(std::count(m_field.begin(), m_field.end(), ')')) + 1);
-        Pieces items(m_field, ')');
-        for (std::string_view item; items.NextNotEmpty(item); ++m_index) {
+        for (std::string_view rest = m_field; !rest.empty();) {
             phase p{};
-            if (ReadItem(item, p))
+            bool read = TakeWholeItem(rest, p);
+            if (!read) {
+                const std::string_view item = TakePiece(rest, ')');
+                if (item.empty()) continue;
+                read = ReadItem(item, p);
+            }
+            if (read && RoundAmplitude(p.amp))
                 phases.push_back(p);
             else
                 m_errors.push_back(Quoting("Invalid phase specification string: [", m_field, "]"));
+            ++m_index;
         }
         return phases;
     }
 
  private:
     // Every "(" of an item counts as a blank.
-    bool ReadItem(std::string_view item, phase& p)
+    static bool ReadItem(std::string_view item, phase& p)
     {
         const Fields<3> values(Stripped(item, '('), ',');
-        if (values.count != 2 || !(m_ampStep > 0) || !std::isfinite(m_ampStep)) return false;
-        return ReadLength(StrippedInFront(values.field[0], '('), p.len) &&
-               ReadAmplitude(StrippedInFront(values.field[1], '('), p.amp);
+        if (values.count != 2 || !ReadLength(StrippedInFront(values.field[0], '('), p.len)) return false;
+        p.amp = static_cast<float>(ReadNumber(StrippedInFront(values.field[1], '(')));
+        return true;
     }
 
     static bool ReadLength(std::string_view text, float& len)
@@ -53,11 +92,14 @@ class PhaseReader
         return FitsInt(usec);
     }
 
-    bool ReadAmplitude(std::string_view text, float& amp)
+    bool RoundAmplitude(float& amp)
     {
-        const float asked = static_cast<float>(ReadNumber(text));
-        amp = 0;
-        if (asked == 0) return true;
+        if (!(m_ampStep > 0) || !std::isfinite(m_ampStep)) return false;
+        const float asked = amp;
+        if (asked == 0) {
+            amp = 0;  // -0, too
+            return true;
+        }
         const float ratio = asked / m_ampStep;
         if (!FitsInt(std::fabs(ratio) + 0.5f)) return false;
         const int steps = ToInt(std::fabs(ratio) + 0.5f);
@@ -102,14 +144,16 @@ std::vector<phase> ReadPhases(std::string_view field, float ampStepUa, std::vect
 float ReadDuration(std::string_view field, std::vector<std::string>& errors)
 {
     std::string_view value;
-    float msec = 0;
-    if (BracketedValue(field, value)) {
+    double msec = 0;
+    if (BracketedValue(field, value) && !ReadPlain(value, msec)) {
         if (value.find("inf") != std::string_view::npos || value.find("INF") != std::string_view::npos)
             return LargestFloat;
-        msec = static_cast<float>(ReadNumber(value));
+        msec = ReadNumber(value);
     }
-    if (!(msec > 0)) errors.push_back(Quoting("invalid train duration specification string [", field, "]"));
-    return msec;
+    const auto rounded = static_cast<float>(msec);
+    if (!(rounded > 0))
+        errors.push_back(Quoting("invalid train duration specification string [", field, "]"));
+    return rounded;
 }
 
 }  // namespace TarvUtil::Internal

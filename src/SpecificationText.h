@@ -37,6 +37,19 @@ inline std::string_view Stripped(std::string_view text, char alsoBlank)
     return text;
 }
 
+// Takes the piece before the first delimiter, or all of text, and the delimiter off the front of text.
+inline std::string_view TakePiece(std::string_view& text, char delimiter)
+{
+    // Most pieces are a few characters long, where a loop beats a search by the library.
+    const std::size_t near = std::min(text.size(), std::size_t{8});
+    std::size_t end = 0;
+    while (end < near && text[end] != delimiter) ++end;
+    if (end == near) end = std::min(text.find(delimiter, near), text.size());
+    const std::string_view piece = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return piece;
+}
+
 // Cuts text at a delimiter, piece by piece, empty pieces included; none follows a delimiter at the end.
 class Pieces
 {
@@ -46,9 +59,7 @@ class Pieces
     bool Next(std::string_view& piece)
     {
         if (m_rest.empty()) return false;
-        const std::size_t end = End();
-        piece = m_rest.substr(0, end);
-        m_rest.remove_prefix(end < m_rest.size() ? end + 1 : end);
+        piece = TakePiece(m_rest, m_delimiter);
         return true;
     }
 
@@ -60,15 +71,6 @@ class Pieces
     }
 
  private:
-    // Most pieces are a few characters long, where a loop beats a search by the library.
-    std::size_t End() const
-    {
-        const std::size_t near = std::min(m_rest.size(), std::size_t{8});
-        for (std::size_t i = 0; i < near; ++i)
-            if (m_rest[i] == m_delimiter) return i;
-        return std::min(m_rest.find(m_delimiter, near), m_rest.size());
-    }
-
     std::string_view m_rest;
     char m_delimiter;
 };

@@ -599,11 +599,14 @@ std::string StimPattern::ToString()
     std::string text;
     text.reserve(32 * m_phases.size() + 64);
     for (const phase& p : m_phases) {
-        text += '(';
-        AppendNumber(text, p.len);
-        text += ',';
-        AppendNumber(text, p.amp);
-        text += ')';
+        char item[2 * NumberRoom + 3];
+        char* end = item;
+        *end++ = '(';
+        end = WriteNumber(end, p.len);
+        *end++ = ',';
+        end = WriteNumber(end, p.amp);
+        *end++ = ')';
+        text.append(item, static_cast<std::size_t>(end - item));
     }
     text += ":DurationMsec=[";
     AppendNumber(text, TrainLength());
