@@ -166,7 +166,7 @@ void Figures::WriteTargets(std::ostream& out) const
 
 void Figures::WriteLinear(std::ostream& out) const
 {
-    out << "| Operation | Grid | 50 phases, ns a phase | 500 phases, ns a phase | Change | |\n"
+    out << "| Operation | Grid | 50 phases, ns per phase | 500 phases, ns per phase | Change | |\n"
            "|---|---|--:|--:|--:|---|\n";
     for (const Operation& operation : OperationsOn(Lilly()))
         for (const std::string grid : {" on the grid", " off the grid"}) {

@@ -1,4 +1,4 @@
-# Nanoseconds a phase against the number of phases, from phases.tsv: on and off the grid of time steps.
+# Nanoseconds per phase against the number of phases, from phases.tsv: on and off the grid of time steps.
 #
 #     gnuplot -e "data='phases.tsv'; chart='phases.svg'" phases.gp
 set terminal svg size 900,420 font 'DejaVu Sans,13' background '#ffffff'
@@ -19,7 +19,7 @@ colors = '#888888 #0072b2 #009e73 #d55e00 #cc79a7 #56b4e9'
 set style data linespoints
 set border 3
 set tics nomirror
-set ylabel 'nanoseconds a phase'
+set ylabel 'nanoseconds per phase'
 do for [panel = 0:1] {
     set title panel == 0 ? 'Phases on the grid of time steps' : 'Phases off the grid'
     if (panel == 1) { set key at screen 0.99,0.62 right reverse Left samplen 2; unset ylabel }
