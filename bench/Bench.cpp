@@ -2,8 +2,8 @@
 //
 //     bench [BENCHMARK OPTION...] DIR INSTRUCTIONS
 //
-// Writes DIR/table.md, DIR/targets.md and DIR/phases.tsv. Of each, the shortest of all repetitions counts: what
-// else runs on the machine can only lengthen a time.
+// Writes DIR/table.md, DIR/targets.md and DIR/phases.tsv. The shortest of all repetitions counts: other programs
+// on the machine can only lengthen a time.
 
 #include <benchmark/benchmark.h>
 

@@ -1,4 +1,4 @@
-// Runs every operation a few times for callgrind, which writes what each took into a file of its own, and holds
+// Runs every operation a few times for callgrind, which writes the counts of each into its own file, and checks
 // the numbers of allocations.
 //
 //     valgrind --tool=callgrind --collect-atstart=no --callgrind-out-file=DIR/out counts

@@ -31,7 +31,7 @@ const std::vector<Target>& Targets()
     return targets;
 }
 
-// How far the time a phase at 500 phases may lie from that at 50.
+// How much longer the time per phase at 500 phases may be than at 50.
 constexpr double LinearTolerance = 0.2;
 
 std::vector<Operation> AllOperations()
@@ -103,7 +103,7 @@ double Figures::FloorOf(const Operation& operation, FloorKind chain) const
     return floor;
 }
 
-// How many times its floor an operation takes beside the allocations that it is granted.
+// The time of an operation without its allowed allocations, divided by its floor.
 double Figures::Ratio(const Operation& operation, FloorKind chain) const
 {
     const auto allocations =
@@ -180,7 +180,7 @@ void Figures::WriteLinear(std::ostream& out) const
         }
 }
 
-// Nanoseconds a phase, for the chart: a line for each number of phases.
+// Nanoseconds per phase, for the chart: one line per number of phases.
 void Figures::WritePhases(std::ostream& out) const
 {
     const std::array<std::string, 6> names{NameOf(FloorKind::Chain), "PhasesValid", "WriteStimCmds",

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// The figures of one run, and the tables made of them.
+// The figures of one run, and the tables made from them.
 class Figures
 {
  public:
@@ -18,13 +18,13 @@ class Figures
         return name + " | " + subject;
     }
 
-    // Of several times the shortest counts, nanoseconds.
+    // Nanoseconds; the shortest of several times counts.
     void Add(const std::string& key, double time);
 
-    // Lines of a key, a tab and a number.
+    // Each line is a key, a tab and a number.
     void ReadInstructions(const std::string& path);
 
-    // Writes table.md, targets.md and phases.tsv. False when one cannot be written.
+    // Writes table.md, targets.md and phases.tsv. False if one cannot be written.
     bool Write(const std::string& directory) const;
 
  private:

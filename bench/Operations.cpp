@@ -28,7 +28,7 @@ class Repeated final : public Work
     Step m_step;
 };
 
-// makeStep makes a function that holds all that it needs and does the work once.
+// makeStep makes a function that owns its data and does the work once.
 template <typename MakeStep>
 MakeWork Repeat(MakeStep makeStep)
 {
@@ -38,7 +38,7 @@ MakeWork Repeat(MakeStep makeStep)
     };
 }
 
-// A buffer of words. Zero is 0 and known only when the last word is there: no word of these patterns lasts
+// A buffer of words. Zero is 0, and known only after the last word is written: no word of these patterns lasts
 // 32768 steps.
 struct Words
 {
@@ -60,7 +60,7 @@ MakeWork UnchangedWords(const Subject& subject)
     });
 }
 
-// make makes the pattern; edit(pattern, turn, zero) changes it another way at each turn, 0 or 1.
+// make makes the pattern; edit(pattern, turn, zero) makes another change at each turn, 0 or 1.
 template <typename Make, typename Edit>
 MakeWork EditedWords(Make make, Edit edit)
 {
@@ -85,7 +85,7 @@ MakeWork AmplitudeEdit(const Subject& subject)
         [](StimPattern& pattern, int turn, float zero) { pattern.SetPhaseAmp(1, Amps[turn] + zero); });
 }
 
-// By three time steps: what the phase leaves of a step stays as it is.
+// By three time steps, so that the leftover of the phase stays the same.
 MakeWork LengthEdit(const Subject& subject)
 {
     const float len = subject.phases[2].len;
@@ -104,7 +104,7 @@ MakeWork PeriodEdit(const Subject& subject)
                        });
 }
 
-// Phase 2 begins while the step still carries the current of phase 1: the repair lengthens the IPI.
+// Phase 2 begins in a step that still holds the current of phase 1: the repair lengthens the IPI.
 MakeWork Repair(const Subject& subject)
 {
     return Repeat([subject] {
@@ -144,7 +144,7 @@ MakeWork Writing(const Subject& subject)
     });
 }
 
-// A continuous pattern, asked for its next block as soon as that is due.
+// A continuous pattern whose next block is requested as soon as it is due.
 struct Play
 {
     explicit Play(const Subject& subject) : pattern(subject.Make())

@@ -7,10 +7,10 @@
 
 #include "Subjects.h"
 
-// What is measured: the operations of the library and, to be run beside them, their floors.
+// What is measured: the operations of the library and their floors, in the same run.
 namespace bench {
 
-// Something that is done again and again, each time with the result of the time before, so that no two overlap.
+// Work that is repeated, each time with the result of the time before, so that no two runs overlap.
 class Work
 {
  public:
@@ -23,12 +23,12 @@ using MakeWork = std::function<std::unique_ptr<Work>()>;
 enum class FloorKind
 {
     Chain,           // the arithmetic of one pass over the phases, each waiting for the one before
-    ChainPredicted,  // the same arithmetic with a jump in it that the processor predicts
+    ChainPredicted,  // the same arithmetic with a branch that the processor predicts
     Copy,            // as many words as the pattern has
     NumbersRead,     // the numbers of the pattern's text
     NumbersPrinted,
     Clear,       // a pattern's memory filled with zeros
-    Allocation,  // memory for the list of phases, taken and given back
+    Allocation,  // memory for the list of phases, allocated and freed
 };
 
 struct Operation
@@ -36,7 +36,7 @@ struct Operation
     std::string name;
     std::string subject;
     MakeWork make;
-    std::vector<FloorKind> floor;  // what it cannot do without; a kind stands as often as it is needed
+    std::vector<FloorKind> floor;  // the work that it needs; a kind is repeated as often as it is needed
     int maxAllocations;
 };
 

@@ -17,8 +17,8 @@ float AmpOf(int index)
     return index % 4 == 1 ? -3 * AmpStepUa : 3 * AmpStepUa;
 }
 
-// Whole microseconds, so that a text holds the same phases. 100 us are three time steps; off the grid the phases
-// leave 10 us and 17 us of a step in turn.
+// Whole microseconds, so that a text has the same phases. 100 us are three time steps; off the grid the leftovers
+// of the phases are 10 us and 17 us in turn.
 float LenOf(int index, bool onGrid)
 {
     const int shift = index == 0 ? 10 : index % 2 == 1 ? 7 : -7;

@@ -12,7 +12,7 @@ namespace bench {
 constexpr float TimeStepUsec = 33.333332f;
 constexpr float AmpStepUa = 10;
 
-// A pattern of any number of phases, never repaired; the last one takes up what the period needs.
+// A pattern of any number of phases, never repaired; the last phase fills the period.
 class PlainPattern final : public StimPattern
 {
  public:
@@ -44,7 +44,7 @@ std::vector<Subject> Subjects();
 Subject Lilly();
 Subject Plain(int phases, bool onGrid);
 
-// The phases where they lie, to be changed behind the pattern's back.
+// The pattern's own list, to be changed without an edit.
 std::vector<phase>& PhasesOf(StimPattern& pattern);
 
 }  // namespace bench

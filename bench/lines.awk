@@ -1,5 +1,4 @@
-# Specification strings of five phases and a balance mode, each with numbers of its own, none of which is played
-# otherwise than it is asked.
+# Specification strings of five phases and a balance mode. Each has its own numbers, and each is played exactly.
 BEGIN {
     for (i = 0; i < lines; ++i) {
         len = 100 * (1 + i * 7 % 5)

@@ -1,4 +1,4 @@
-# The flags that every target of the project is compiled with. The words must come out the same bit for bit with every
+# The flags that every target of the project is compiled with. The words must be the same, bit for bit, with every
 # compiler, processor and level of optimisation. So products and sums are never contracted into one rounding, and the
 # x87 unit, which computes a float with more bits than it has, is not used: a 32-bit x86 needs SSE2.
 include(CheckCXXSourceCompiles)
@@ -17,7 +17,7 @@ function(tarvutil_flags target)
     if(TARVUTIL_TOP_LEVEL)
         target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
         if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-            # In C++20 it sees the assignments inside std::string overlap.
+            # In C++20 it reports overlapping assignments inside std::string.
             target_compile_options(${target} PRIVATE -Wno-restrict)
         endif()
         if(TARVUTIL_WERROR)

@@ -1,10 +1,10 @@
-# What is installed, and the package files by which hosts find the library: a CMake package, for the installed
-# library and for the build tree alike, and a pkg-config file.
+# Installed files, and the package files with which hosts find the library: a CMake package, for the installed library
+# and for the build tree, and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(TARVUTIL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TarvUtil)
 
-# The development files are a component of their own; the rest is what a running host needs.
+# The development files are a separate component; a running host needs only the rest.
 install(TARGETS TarvUtil EXPORT TarvUtilTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil
@@ -19,7 +19,7 @@ install(EXPORT TarvUtilTargets NAMESPACE TarvUtil:: DESTINATION ${TARVUTIL_CMAKE
 install(FILES ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake ${PROJECT_BINARY_DIR}/TarvUtilConfigVersion.cmake
     DESTINATION ${TARVUTIL_CMAKE_DIR} COMPONENT Development)
 
-# The pkg-config file names its directories relative to itself, so that an installed tree can be moved.
+# The pkg-config file has directories relative to itself, so that an installed tree can be moved.
 file(RELATIVE_PATH TARVUTIL_PC_PREFIX
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 foreach(dir LIBDIR INCLUDEDIR)
@@ -34,7 +34,7 @@ install(FILES ${PROJECT_BINARY_DIR}/tarvutil.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
 if(TARGET tarvutil)
-    # The installed program finds the library wherever the tree is moved to.
+    # The installed program finds the library even after the tree was moved.
     file(RELATIVE_PATH TARVUTIL_BIN_TO_LIB ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(tarvutil PROPERTIES INSTALL_RPATH "$ORIGIN/${TARVUTIL_BIN_TO_LIB}")
     install(TARGETS tarvutil RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -1,4 +1,4 @@
-// A host that keeps several long plays going. One command holds at most 4095 cycles; the rest follows in
+// A host that plays several long trains at once. One command holds at most 4095 cycles; the rest follows in
 // blocks, and the host sends each block when it is due, the earliest first.
 
 #include <cstdio>
@@ -21,7 +21,7 @@ LillyPattern Pulse(float hz, float trainMsec)
     return pattern;
 }
 
-// Stands for the stimulator: counts the cycles that it was told to play.
+// Replaces the stimulator: counts the cycles that it received.
 struct Stimulator
 {
     void Send(int channel, long nowMsec, const unsigned int* words, int count)

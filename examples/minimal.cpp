@@ -1,4 +1,4 @@
-// The smallest host: one charge-balanced pulse, 100 times a second for one second, and its command words.
+// The smallest host: one charge-balanced pulse, 100 times per second for one second, and its command words.
 //
 //     phase 1 (200 us, -60 uA), IPI 100 us, phase 2 (400 us, 30 uA)
 
@@ -10,7 +10,7 @@ namespace {
 constexpr int Budget = 101;                 // words, word 0 included
 constexpr float TimeStepUsec = 33.333332f;  // of the stimulator
 constexpr float AmpStepUa = 10.0f;          // of the channel
-constexpr float AmpMaxUa = 100.0f;          // what the electrode may get
+constexpr float AmpMaxUa = 100.0f;          // largest current for this electrode
 }  // namespace
 
 int main()
@@ -23,7 +23,7 @@ int main()
     pattern.SetFrequency(100.0f);
     pattern.SetTrainLength(1000.0f);
 
-    // Setters return what is in effect, which may differ from the request: a host compares before it plays.
+    // The values in effect can differ from the request: a host compares them before it plays.
     if (pattern.Phase1Len() != 200.0f || pattern.Phase2Len() != 400.0f || pattern.CycleCount() != 100) {
         std::fprintf(stderr, "the stimulator cannot play this pulse\n");
         return 1;

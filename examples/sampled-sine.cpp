@@ -1,5 +1,4 @@
-// A host with a pattern kind of its own: one period of a sine, sampled as finely as the command budget
-// allows.
+// A host with its own pattern kind: one period of a sine, sampled as finely as the command budget allows.
 
 #include <algorithm>
 #include <cmath>
@@ -23,9 +22,8 @@ class SampledSine final : public SinePattern
         Defaults();
     }
 
-    // Every sample is a whole number of time steps, so that no word is spent on a junction. The second half
-    // repeats the first with the current turned round: whatever the rounding did, the two carry the same
-    // charge.
+    // Each sample is a whole number of time steps, so that no junction word is needed. The second half repeats
+    // the first with the opposite sign, so both carry the same charge after any rounding.
     float SetPeriod(float periodMsec) override
     {
         const long halfSteps = std::max(1L, std::lround(periodMsec * 500.0f / m_timeStepUsec));
@@ -52,7 +50,7 @@ class SampledSine final : public SinePattern
     }
     bool PhaseCountFixed() override { return false; }
     bool AutoAdjustEnabled() override { return false; }
-    // Nothing is repaired: an edit is taken when it fits as it is.
+    // No repair: an edit is accepted only if it fits unchanged.
     bool AdjustPhases(std::vector<phase>& /*current*/, std::vector<phase>& proposed, int maxCmds) override
     {
         return ListValid(proposed, maxCmds);
@@ -60,7 +58,7 @@ class SampledSine final : public SinePattern
 
  private:
     static constexpr double Pi = 3.14159265358979323846;
-    static constexpr int WordsPerSample = 2;  // what validation counts for a phase of whole steps
+    static constexpr int WordsPerSample = 2;  // counted by validation for a phase of whole steps
 
     float m_peakUa;
 };

@@ -11,7 +11,7 @@
 // What the fuzz targets share: the input cut into values, and the check that ends the process.
 namespace fuzz {
 
-// A broken promise is a finding.
+// A broken promise ends the process: that is a finding.
 inline void Require(bool holds, const char* promise)
 {
     if (holds) return;
@@ -19,7 +19,7 @@ inline void Require(bool holds, const char* promise)
     std::abort();
 }
 
-// Takes values off the front of the input; zeros behind its end.
+// Reads values from the front of the input; zeros after its end.
 class Bytes
 {
  public:
@@ -39,7 +39,7 @@ class Bytes
     int Below(int bound) { return Raw<std::uint8_t>() % bound; }
     bool Bool() { return Below(2) != 0; }
 
-    // Any bits, a value where rules change, or a number of a likely size.
+    // Any bits, a value at which a rule changes, or a number of a typical size.
     float Float()
     {
         using Limits = std::numeric_limits<float>;

@@ -1,5 +1,5 @@
-// A byte string as the life of a pattern: constructed with any numbers, edited, overridden, repaired, updated, asked
-// for words and played on, in any order. After each operation the promises that hold for every one are checked.
+// A byte string as the life of a pattern: constructed with any numbers, then edited, overridden, repaired, updated,
+// encoded and played, in any order. After each operation the promises that hold for all operations are checked.
 
 #include <algorithm>
 #include <climits>
@@ -22,7 +22,7 @@ namespace {
 using Words = std::vector<unsigned int>;
 using Phases = std::vector<phase>;
 
-// A host's kind that takes valid lists, or every list, and leaves it to the build to refuse.
+// A host's kind that accepts valid lists, or every list, so that the build has to refuse it.
 template <class Base>
 class Host : public Base
 {
@@ -54,7 +54,7 @@ class Lilly : public LillyPattern
 // The state of a pattern, bit for bit.
 struct State
 {
-    std::string pattern, array;  // what edits may change, and what builds may
+    std::string pattern, array;  // edits may change the first, builds the second
     int change, update, wordCount;
 };
 
@@ -72,7 +72,7 @@ struct Inside : StimPattern
         return state;
     }
 
-    // As after so many edits that the counts are about to start again at 0.
+    // As after so many edits that the counts will soon start again at 0.
     static void Age(StimPattern& p, int left)
     {
         p.*(&Inside::m_arrayChangeCount) = p.ArrayIsCurrent() ? INT_MAX - left : 0;
@@ -88,7 +88,7 @@ struct Inside : StimPattern
     }
 };
 
-// Open to the operations in the table at its end.
+// Its members are public for the table of operations at the end.
 struct Life
 {
     explicit Life(fuzz::Bytes bytes) : in(bytes) {}
@@ -99,12 +99,12 @@ struct Life
         for (int i = 0; i < 100 && !in.Empty(); ++i) Step();
     }
 
-    // What an operation did, by its own word.
+    // What an operation reports to have done.
     enum class Did
     {
         Anything,
-        Nothing,  // refused, or only looked
-        OneEdit,  // taken, and the change count raised once
+        Nothing,  // refused, or only read
+        OneEdit,  // accepted, and the change count raised once
         Aged,
     };
 
@@ -143,7 +143,8 @@ struct Life
         try {
             Operations[operation](*this);
         } catch (
-            const std::out_of_range&) {  // a repair lacks a phase; a single edit has then changed nothing
+            const std::
+                out_of_range&) {  // the repair needs a missing phase; a single edit has then changed nothing
             Require(lilly != nullptr, "only the repair of a Lilly pattern throws");
             if (operation < SingleEdits) did = Did::Nothing;
         }
@@ -214,7 +215,7 @@ struct Life
         Require(!read || errors.empty(), "text that was read has no errors");
     }
 
-    // Repairs of a list of the caller leave the pattern alone.
+    // Repairs of the caller's list do not change the pattern.
     void Repair(bool wholeList)
     {
         did = Did::Nothing;
@@ -229,7 +230,7 @@ struct Life
         }
     }
 
-    // Words fill the buffer as far as the result says, and no further.
+    // The result is the number of words written; nothing is written after them.
     void Ask()
     {
         constexpr unsigned int Untouched = 0xA5C3960FU;
@@ -260,7 +261,7 @@ struct Life
         }
     }
 
-    // The buffer begins at any address.
+    // The buffer can begin at any address.
     void Continue()
     {
         const std::int64_t due = std::min(play.m_nextMsec, INT64_MAX - 255);
@@ -268,7 +269,7 @@ struct Life
         std::vector<unsigned char> buffer(4 * StimPattern::MaxWords + 1, 0xA5);
         const ContinuedItemPlay before = play;
         const int count = play.ContinueCmds(now, buffer.data() + 1);
-        // An array that is current, but empty, has a word 0 all the same.
+        // An array that is current but empty still has a word 0.
         const auto end = buffer.begin() + 1 + (count == 0 ? 4 : 4 * std::max(count, 0));
         Require(std::count(end, buffer.end(), 0xA5) == buffer.end() - end,
                 "nothing is written behind the words");
@@ -305,10 +306,10 @@ struct Life
 
     fuzz::Bytes in;
     std::unique_ptr<StimPattern> p;
-    Lilly* lilly = nullptr;  // the pattern, when it is one
+    Lilly* lilly = nullptr;  // the pattern, if it is a Lilly pattern
     StimPattern* slot = nullptr;
     ContinuedItemPlay play{{3, &slot}, 0, 0};
-    // Of the operation: its arguments, and what it did.
+    // The arguments of the operation, and what it did.
     int index = 0;
     float x = 0, y = 0;
     bool flag = false;
@@ -344,7 +345,7 @@ const Life::Operation Life::Operations[All] = {
         l.play = ContinuedItemPlay({3, &l.slot}, l.in.Raw<int>(), l.in.Raw<long>());
     },
     [](Life& l) { l.Look(); },
-    // Of a Lilly pattern.
+    // Operations of a Lilly pattern only.
     [](Life& l) { l.lilly->SetPeriod(l.x); },
     [](Life& l) { l.lilly->SetOffset(l.x, l.flag); },
     [](Life& l) { l.lilly->SetIPI(l.x, l.flag); },

@@ -1,5 +1,5 @@
 // Any bytes as a specification string. The readers must not crash, their messages must agree with their result, numbers
-// must come out as strtod and strtol read them, and what a pattern took must read back from what it prints.
+// must be those of strtod and strtol, and an accepted pattern, printed, must read back.
 
 #include <algorithm>
 #include <cmath>
@@ -25,7 +25,7 @@ class UnbalancedLilly : public LillyPattern
     UnbalancedLilly() : LillyPattern(Budget, TimeStepUsec, 0, 0, 10, 0, AmpMaxUa) {}
 };
 
-// What the readers append to lists that hold a message already.
+// Messages that the readers append to lists with one message already in them.
 struct Messages
 {
     Strings errors{"earlier"};
@@ -38,7 +38,7 @@ struct Messages
     }
 };
 
-// The value of "name[value]" as the readers see it: "]" is a blank, blanks at the ends do not count.
+// The value of "name[value]" as the readers read it: "]" is a blank, blanks at the ends do not count.
 std::string BracketValue(std::string value)
 {
     constexpr const char* Blanks = " \t\n\v\f\r";
@@ -97,7 +97,7 @@ void CheckFullReader(const StimPattern& pattern, const std::string& field, float
         Require(phases[i].len == same[i].len && phases[i].amp == same[i].amp, "both readers read the same");
 }
 
-// FromString does what its two readers do; true when the pattern took what they read.
+// FromString agrees with its two readers; true if the pattern accepted what they read.
 bool CheckFromString(StimPattern& pattern, const std::string& text, float step)
 {
     Messages messages;
@@ -120,7 +120,7 @@ bool CheckFromString(StimPattern& pattern, const std::string& text, float step)
 }
 
 // Lengths read back exactly, amplitudes and train within six decimals and a float's precision; amplitudes of whole
-// steps exactly, as far as their steps are told apart.
+// steps exactly, as far as a float can distinguish their steps.
 void CheckReadBack(StimPattern& pattern, StimPattern& fresh, float step)
 {
     const float train = pattern.TrainLength();
@@ -143,7 +143,7 @@ void CheckReadBack(StimPattern& pattern, StimPattern& fresh, float step)
             "the train reads back within the rounding");
 }
 
-// The field of a Lilly text behind those that every pattern has.
+// The field of a Lilly text after those of every pattern.
 void CheckBalanceField(const std::string& text, float step)
 {
     UnbalancedLilly pattern;

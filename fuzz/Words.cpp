@@ -11,7 +11,7 @@ using fuzz::Require;
 
 namespace {
 
-// A word packs again to itself, apart from a magnitude beyond the output range and a polarity of nothing.
+// A word packs to itself again, except for a magnitude above the output range and the polarity of a zero.
 void CheckUnpack(unsigned int bits)
 {
     const playback::Word word = playback::Unpack(bits);

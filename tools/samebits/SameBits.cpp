@@ -1,12 +1,12 @@
-// Prints one checksum of the words, states and texts of many patterns and edits. It must come out the same with every
+// Prints one checksum of the words, states and texts of many patterns and edits. It must be the same with every
 // compiler, level of optimisation and processor: a word must not depend on where it was made.
 //
 //     SameBits [PATTERNS [CHECKSUM]]
 //
 // With a checksum the result is compared, and the program fails when it differs. The patterns come from integer
-// arithmetic and exact float operations only, so that a difference is one of the library. No signalling NaN is made:
-// some processors quieten one on its way into a function. Of a NaN only that it is one goes into the checksum, since
-// its sign and payload are the processor's.
+// arithmetic and exact float operations only, so that only the library can cause a difference. No signalling NaN is
+// made, because some processors make it quiet when it is passed to a function. Every NaN counts as the same value,
+// since its sign and payload depend on the processor.
 
 #include <cstdint>
 #include <cstdio>
@@ -70,7 +70,7 @@ class Generator
         return values[Below(static_cast<int>(N))];
     }
 
-    // Sixteenths of a microsecond, whole steps and the floats beside them, now and then any number.
+    // Sixteenths of a microsecond, whole steps and the floats next to them, sometimes any number.
     float Length()
     {
         static constexpr float Steps[] = {33.333332f, 66.666664f, 99.67f, 133.33333f, 0.5f, 200.0f};
@@ -139,7 +139,7 @@ class Life
         m_lilly = dynamic_cast<LillyPattern*>(m_pattern.get());
     }
 
-    // A repair may find that a phase is missing.
+    // A repair can need a phase that is missing.
     void Run()
     {
         for (int edits = 2 + m_random.Below(12); edits > 0; --edits) {
@@ -263,7 +263,7 @@ class Life
     Checksum& m_sum;
     float m_ampStep = 0;
     std::unique_ptr<StimPattern> m_pattern;
-    LillyPattern* m_lilly = nullptr;  // the pattern, when it is one
+    LillyPattern* m_lilly = nullptr;  // the pattern, if it is a Lilly pattern
 };
 
 }  // namespace
