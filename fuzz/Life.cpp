@@ -142,9 +142,7 @@ struct Life
         const int operation = in.Below(lilly != nullptr ? All : Common);
         try {
             Operations[operation](*this);
-        } catch (
-            const std::
-                out_of_range&) {  // the repair needs a missing phase; a single edit has then changed nothing
+        } catch (const std::out_of_range&) {  // the repair needs a missing phase; a single edit did nothing
             Require(lilly != nullptr, "only the repair of a Lilly pattern throws");
             if (operation < SingleEdits) did = Did::Nothing;
         }
@@ -240,7 +238,7 @@ struct Life
         Words words(out.begin(), out.begin() + std::max(count, 0));
         Require(std::count(out.begin() + std::max(count, 0), out.end(), Untouched) ==
                     static_cast<long>(out.size() - words.size()),
-                "nothing is written behind the words");
+                "nothing is written after the words");
         if (count < 1) return;
         Require(Holds(words, count), "the array is copied");
         Require(playback::Refusal(words).empty(), "the words can be played");
@@ -272,7 +270,7 @@ struct Life
         // An array that is current but empty still has a word 0.
         const auto end = buffer.begin() + 1 + (count == 0 ? 4 : 4 * std::max(count, 0));
         Require(std::count(end, buffer.end(), 0xA5) == buffer.end() - end,
-                "nothing is written behind the words");
+                "nothing is written after the words");
         const int block = count < 0 ? 0 : std::min(before.m_remCycles, 4095);
         Require(count < 0 || (block > 0 && before.ReadyToContinue(now)), "what is left and due is played");
         Require(play.m_remCycles == before.m_remCycles - (p->IsContinuous() ? 0 : block),
