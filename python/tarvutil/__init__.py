@@ -1,0 +1,35 @@
+"""Stimulation patterns for a current stimulator, and the command words that play them.
+
+    >>> import tarvutil as tv
+    >>> stim = tv.Stimulator(time_step_us=20, amp_step_ua=1, amp_max_ua=100, budget=101)
+    >>> pulse = stim.lilly(amplitude_ua=-60, phase1_us=200, ipi_us=100, balance=2, frequency_hz=100, pulses=100)
+    >>> [f"{word:08X}" for word in pulse.words]
+    ['00000064', '000AA03C', '00058000', '0014A09E', '01D10000']
+    >>> stim.check(pulse).period_us.played
+    10000.0
+
+Units stand at the ends of names: us (microseconds), ms (milliseconds), ua (microamperes), hz, nc (nanocoulombs).
+An object is used by one thread at a time; different objects are independent.
+"""
+
+from ._core import version as __version__
+from .errors import NotPlayable
+from .patterns import LillyPattern, Pattern, PlainPattern, Play
+from .reports import AskedPlayed, Excess, Finding, PhaseReport, Refusal, Report
+from .stimulator import Stimulator
+
+__all__ = [
+    "AskedPlayed",
+    "Excess",
+    "Finding",
+    "LillyPattern",
+    "NotPlayable",
+    "Pattern",
+    "PhaseReport",
+    "PlainPattern",
+    "Play",
+    "Refusal",
+    "Report",
+    "Stimulator",
+    "__version__",
+]
