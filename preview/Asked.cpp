@@ -43,24 +43,6 @@ std::size_t SkipSign(std::string_view text, std::size_t at)
     return at < text.size() && (text[at] == '-' || text[at] == '+') ? at + 1 : at;
 }
 
-// Whether all of text is one number: "200", "-0.5", "2e3", ".5", "5.".
-bool IsDecimal(std::string_view text)
-{
-    const std::size_t first = SkipSign(text, 0);
-    std::size_t at = SkipDigits(text, first);
-    std::size_t digits = at - first;
-    if (at < text.size() && text[at] == '.') {
-        const std::size_t end = SkipDigits(text, at + 1);
-        digits += end - at - 1;
-        at = end;
-    }
-    if (digits == 0) return false;
-    if (at == text.size()) return true;
-    if (text[at] != 'e' && text[at] != 'E') return false;
-    const std::size_t exponent = SkipSign(text, at + 1);
-    return SkipDigits(text, exponent) == text.size() && exponent < text.size();
-}
-
 bool IsControl(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
@@ -107,14 +89,14 @@ class AskedReader
         int field = 0;
         for (std::size_t begin = 0;;) {
             const std::size_t end = std::min(text.find(':', begin), text.size());
-            if (end == begin)
+            if (end == begin && !text.empty())
                 Note({Irregular::FieldEmpty, field + 1, -1, false, {begin, 0}});
-            else
+            else if (end != begin)
                 ReadField(++field, {begin, end - begin});
             if (end == text.size()) break;
             begin = end + 1;
         }
-        if (field < FieldOfDuration) Note({Irregular::FieldMissing, field + 1, -1, false, {}});
+        if (field < FieldOfDuration) Note({Irregular::FieldMissing, field + 1, -1, false, {0, text.size()}});
     }
 
  private:
@@ -122,6 +104,7 @@ class AskedReader
 
     void Note(const Irregularity& irregularity)
     {
+        if (m_headMissing) return;  // the fields are not where they belong, which says it all
         ++m_asked.irregular;
         if (m_asked.irregularities.size() < Asked::MaxIrregularities)
             m_asked.irregularities.push_back(irregularity);
@@ -161,28 +144,33 @@ class AskedReader
     {
         m_asked.head = span;
         const std::string_view head = m_asked.At(span);
-        if (WithoutSpaces(head).substr(0, 1) == "(")
+        if (WithoutSpaces(head).substr(0, 1) == "(") {
             Note({Irregular::HeadMissing, FieldOfHead, -1, false, span});
-        else if (!IsUtf8(head))
+            m_headMissing = true;
+        } else if (!IsUtf8(head)) {
             Note({Irregular::HeadNotUtf8, FieldOfHead, -1, false, span});
+        }
     }
 
     void ReadPhases()
     {
         const std::string_view field = m_asked.At(m_asked.phaseField);
+        const std::size_t irregular = m_asked.irregular;
         Pieces items(field, ')');
-        for (std::string_view item; items.Next(item);) {
+        int index = 0;
+        for (std::string_view item; items.Next(item); ++index) {
             const bool closed = item.data() + item.size() != field.data() + field.size();
-            ReadItem(item, closed);
+            ReadItem(index, item, closed);
         }
-        if (m_kind == PatternKind::Lilly && m_asked.phases.size() != LillyPhaseCount)
+        const bool countable =
+            m_asked.irregular == irregular || m_asked.phases.size() == static_cast<std::size_t>(index);
+        if (m_kind == PatternKind::Lilly && countable && m_asked.phases.size() != LillyPhaseCount)
             Note({Irregular::PhaseCount, FieldOfPhases, -1, false, m_asked.phaseField});
     }
 
-    void ReadItem(std::string_view item, bool closed)
+    void ReadItem(int index, std::string_view item, bool closed)
     {
-        const int index = static_cast<int>(m_asked.phases.size());
-        if (!closed && WithoutSpaces(item).empty())
+        if (!closed && index > 0 && WithoutSpaces(item).empty())
             return Note({Irregular::BlankAfterPhases, FieldOfPhases, -1, false, Of(item)});
         // As the library cuts an item.
         const Fields<3> values(Stripped(item, '('), ',');
@@ -254,9 +242,27 @@ class AskedReader
 
     const PatternKind m_kind;
     Asked& m_asked;
+    bool m_headMissing = false;
 };
 
 }  // namespace
+
+bool IsDecimal(std::string_view text)
+{
+    const std::size_t first = SkipSign(text, 0);
+    std::size_t at = SkipDigits(text, first);
+    std::size_t digits = at - first;
+    if (at < text.size() && text[at] == '.') {
+        const std::size_t end = SkipDigits(text, at + 1);
+        digits += end - at - 1;
+        at = end;
+    }
+    if (digits == 0) return false;
+    if (at == text.size()) return true;
+    if (text[at] != 'e' && text[at] != 'E') return false;
+    const std::size_t exponent = SkipSign(text, at + 1);
+    return SkipDigits(text, exponent) == text.size() && exponent < text.size();
+}
 
 void ReadAsked(std::string_view text, PatternKind kind, Asked& asked)
 {

@@ -62,7 +62,7 @@ struct Asked
     double trainMsec = 0;  // infinite for a train without end
     int balanceMode = 0;   // as written; 0 where there is none
 
-    static constexpr std::size_t MaxIrregularities = 20;
+    static constexpr std::size_t MaxIrregularities = 5;
     std::vector<Irregularity> irregularities;  // the first of them, in the order of the text
     std::size_t irregular = 0;                 // how many there are
 
@@ -71,6 +71,9 @@ struct Asked
         return std::string_view(text).substr(span.begin, span.size);
     }
 };
+
+// Whether all of text is one number in decimal or exponent form: "200", "-0.5", "2e3", ".5", "5.".
+bool IsDecimal(std::string_view text);
 
 // Reads text, of which the library makes a pattern of that kind, into asked. Uses the memory that asked holds.
 void ReadAsked(std::string_view text, PatternKind kind, Asked& asked);

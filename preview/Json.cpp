@@ -51,10 +51,7 @@ Json Beginning(const Report& report, std::string_view place)
     const std::vector<std::string> errors = RefusalSentences(report);
     if (!errors.empty()) object["errors"] = errors;
     std::vector<std::string> warnings = report.encoding.warnings;
-    if (report.encoding.Encoded())
-        for (const Finding& finding : report.deviations.findings)
-            if (finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced)
-                warnings.push_back(Sentence(report, finding));
+    for (std::string& sentence : WarningSentences(report)) warnings.push_back(std::move(sentence));
     if (!warnings.empty()) object["warnings"] = warnings;
     return object;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Hints.h"
 #include "NumberFormat.h"
 #include "TimeSteps.h"
 
@@ -128,9 +129,9 @@ std::string BalanceModeSentence(const Deviations& deviations)
 
 std::string NumberSentence(const Asked& asked, const Irregularity& irregularity)
 {
-    return Quoted(asked.At(irregularity.item)) + (irregularity.kind == Irregular::Number
-                                                      ? ": not a number"
-                                                      : ": beyond the range of single precision");
+    const std::string item = Quoted(asked.At(irregularity.item));
+    if (irregularity.kind == Irregular::NotFinite) return item + ": beyond the range of single precision";
+    return item + (irregularity.phase < 0 ? ": neither a number nor inf" : ": not a number");
 }
 
 std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
@@ -138,7 +139,7 @@ std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
     const std::string item = Quoted(asked.At(irregularity.item));
     switch (irregularity.kind) {
         case Irregular::FieldMissing:
-            return "there is none: a text is Head:(length,amplitude)...:DurationMsec=[milliseconds]";
+            return item + " has none: a text is Head:(length,amplitude)...:DurationMsec=[milliseconds]";
         case Irregular::FieldEmpty:
             return "empty";
         case Irregular::FieldExtra:
@@ -159,6 +160,18 @@ std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
         default:
             return NumberSentence(asked, irregularity);
     }
+}
+
+// All that were found, and how many more there are.
+std::vector<std::string> IrregularitySentences(const Asked& asked)
+{
+    std::vector<std::string> sentences;
+    for (const Irregularity& irregularity : asked.irregularities)
+        sentences.push_back(Sentence(asked, irregularity));
+    if (asked.irregular > asked.irregularities.size())
+        sentences.push_back("and " + std::to_string(asked.irregular - asked.irregularities.size()) +
+                            " more of that kind");
+    return sentences;
 }
 
 // --- Refusals ---
@@ -219,7 +232,9 @@ std::string Sentence(const Stimulator& stimulator, StimulatorValue unusable)
            std::to_string(StimPattern::MaxWords);
 }
 
-std::string Sentence(const Asked& asked, const Irregularity& irregularity)
+namespace {
+
+std::string PlainSentence(const Asked& asked, const Irregularity& irregularity)
 {
     const std::string item = Quoted(asked.At(irregularity.item));
     switch (irregularity.kind) {
@@ -237,6 +252,14 @@ std::string Sentence(const Asked& asked, const Irregularity& irregularity)
     }
     if (irregularity.phase >= 0) return Name(irregularity.phase) + ": " + NumberSentence(asked, irregularity);
     return "field " + std::to_string(irregularity.field) + ": " + FieldSentence(asked, irregularity);
+}
+
+}  // namespace
+
+std::string Sentence(const Asked& asked, const Irregularity& irregularity)
+{
+    const std::string hint = HintOn(asked, irregularity);
+    return PlainSentence(asked, irregularity) + (hint.empty() ? hint : " (" + hint + ")");
 }
 
 std::string Sentence(const Report& report, const Finding& finding)
@@ -288,12 +311,18 @@ std::vector<std::string> RefusalSentences(const Report& report)
         sentences.push_back(ReasonSentence(*encoding.refusal));
         return sentences;
     }
-    const Asked& asked = encoding.asked;
-    for (const Irregularity& irregularity : asked.irregularities)
-        sentences.push_back(Sentence(asked, irregularity));
-    if (asked.irregular > asked.irregularities.size())
-        sentences.push_back("and " + std::to_string(asked.irregular - asked.irregularities.size()) +
-                            " more of that kind");
+    return IrregularitySentences(encoding.asked);
+}
+
+std::vector<std::string> WarningSentences(const Report& report)
+{
+    std::vector<std::string> sentences;
+    if (!report.encoding.refusal || report.encoding.refusal->reason != RefusalReason::Irregular)
+        sentences = IrregularitySentences(report.encoding.asked);
+    if (!report.encoding.Encoded()) return sentences;
+    for (const Finding& finding : report.deviations.findings)
+        if (finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced)
+            sentences.push_back(Sentence(report, finding));
     return sentences;
 }
 

@@ -27,6 +27,10 @@ std::string Sentence(const Excess& excess);
 // has words.
 std::vector<std::string> RefusalSentences(const Report& report);
 
+// What is warned of besides the library's own warnings: what the text does not plainly say, where it was read all the
+// same, and a balance that is asked for and not there.
+std::vector<std::string> WarningSentences(const Report& report);
+
 // What a repair of the refused list makes: empty when nothing was repaired.
 std::string RepairSentence(const Refusal& refusal);
 

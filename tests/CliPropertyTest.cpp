@@ -24,7 +24,7 @@ std::string RandomSpecs(Random& random, double timeStep, int lines)
             const int ampUa = random.Below(2) * (random.Below(2) == 0 ? -10 : 10) * i;
             specs << "(" << whole + rest << (random.Below(8) == 0 ? ".4," : ",") << ampUa << ")";
         }
-        specs << ":D=[" << (random.Below(10) == 0 ? "inf" : std::to_string(random.Between(1, 100))) << "]\n";
+        specs << ":DurationMsec=[" << (random.Below(10) == 0 ? "inf" : std::to_string(random.Between(1, 100))) << "]\n";
     }
     return specs.str();
 }

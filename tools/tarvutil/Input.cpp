@@ -20,9 +20,21 @@ constexpr std::size_t ReadSize = 64 * 1024;
     throw Fault("cannot read " + path + ": " + std::strerror(error));
 }
 
-bool IsBlankLine(std::string_view line)
+// A blank line or a comment.
+bool SaysNothing(std::string_view line)
 {
-    return line.find_first_not_of(" \t\v\f\r") == std::string_view::npos;
+    const std::size_t first = line.find_first_not_of(" \t\v\f\r");
+    return first == std::string_view::npos || line[first] == '#';
+}
+
+// What other systems put around the lines of a text: a byte order mark before the first, a carriage return behind each.
+std::string_view WithoutMarks(std::string_view line, bool first)
+{
+    constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
+    if (first && line.substr(0, ByteOrderMark.size()) == ByteOrderMark)
+        line.remove_prefix(ByteOrderMark.size());
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return line;
 }
 
 // One message is better than one for each line of what was never meant as text. A short file, or a line that
@@ -125,8 +137,10 @@ void ForEachLine(FileReader& file, const VisitText& visit)
 {
     if (IsBinary(file.Peek(BinarySample)))
         throw Fault(std::string(file.Where().path) + " is a binary file, not lines of text");
-    for (std::string_view line; file.NextLine(line);)
-        if (!IsBlankLine(line) && line.front() != '#') visit(file.Where(), line);
+    for (std::string_view line; file.NextLine(line);) {
+        line = WithoutMarks(line, file.Where().number == 1);
+        if (!SaysNothing(line)) visit(file.Where(), line);
+    }
 }
 
 void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit)

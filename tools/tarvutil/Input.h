@@ -63,8 +63,8 @@ class FileReader
 
 using VisitText = std::function<void(const Place&, std::string_view)>;
 
-// Calls visit with each line that is neither blank nor a comment (begins with #). Throws Fault when the file
-// is no text.
+// Calls visit with each line that is neither blank nor a comment (begins with #, after blanks perhaps), without a byte
+// order mark and without the carriage return of a line that ends with CRLF. Throws Fault when the file is no text.
 void ForEachLine(FileReader& file, const VisitText& visit);
 
 // Calls visit with each argument, and with each line of the file as ForEachLine does. Throws Fault when there

@@ -66,9 +66,8 @@ void PrintMessages(Output& output, const Place& place, const preview::Report& re
     if (printed != warnings.size())
         PrintMessage(output, place,
                      "warning: and " + std::to_string(warnings.size() - printed) + " more of that kind");
-    if (!report.encoding.Encoded()) return;
-    for (const preview::Finding& finding : report.deviations.findings)
-        if (IsBalanceFinding(finding)) PrintMessage(output, place, "warning: " + Sentence(report, finding));
+    for (const std::string& sentence : WarningSentences(report))
+        PrintMessage(output, place, "warning: " + sentence);
 }
 
 void PrintDeviations(Output& output, const Place& place, const preview::Report& report)

@@ -16,6 +16,7 @@ struct PatternOptions
 {
     preview::Stimulator stimulator;
     Input input;
+    bool lenient = false;
 };
 
 // Adds a command with these options. When it has run, exitStatus holds what run has returned. Options is derived
@@ -27,6 +28,9 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
 {
     CLI::App& command = *program.add_subcommand(name, description);
     AddInputOptions(command, options->input, "SPEC");
+    command.add_flag(
+        "--lenient", options->lenient,
+        "Read texts as the library does, and warn of what does not plainly say what it asks for");
     AddStimulatorOptions(command, options->stimulator);
     command.callback([options, run, &exitStatus] {
         NeedUsable(options->stimulator);

@@ -5,11 +5,11 @@ _tarvutil() {
     local command=${COMP_WORDS[1]}
     local stimulator='--pattern --time-step --amp-step --amp-max --budget'
     local -A options=(
-        [encode]="--file $stimulator --format --output"
+        [encode]="--file --lenient $stimulator --format --output"
         [decode]='--file --time-step --amp-step --format'
-        [check]="--file $stimulator --max-net-charge --max-error --format"
-        [plot]="--file $stimulator --output"
-        [play]="--file $stimulator --poll --blocks --format"
+        [check]="--file --lenient $stimulator --max-net-charge --max-error --format"
+        [plot]="--file --lenient $stimulator --output"
+        [play]="--file --lenient $stimulator --poll --blocks --format"
         [design]="--amplitude --phase1 --ipi --frequency --train --balance --polarity --offset --phase2
             --amplitude2 $stimulator"
     )
