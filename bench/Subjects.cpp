@@ -32,18 +32,6 @@ struct Access : StimPattern
 
 }  // namespace
 
-float PlainPattern::SetPeriod(float periodMsec)
-{
-    const int last = PhaseCount() - 1;
-    SetPhaseLen(last, periodMsec * 1000 - PhaseStart(last));
-    return Period();
-}
-
-bool PlainPattern::AdjustPhases(std::vector<phase>& /*current*/, std::vector<phase>& proposed, int maxCmds)
-{
-    return ListValid(proposed, maxCmds);
-}
-
 LillyPattern DefaultLilly(float ampStepUa)
 {
     return {LillyBudget, TimeStepUsec, 0, 0, ampStepUa, 0, 1000};
@@ -51,7 +39,7 @@ LillyPattern DefaultLilly(float ampStepUa)
 
 PlainPattern PlainOf(const std::vector<phase>& phases)
 {
-    PlainPattern pattern(StimPattern::MaxWords);
+    PlainPattern pattern(StimPattern::MaxWords, TimeStepUsec, AmpStepUa, 1000);
     pattern.SetPhases(phases);
     pattern.SetTrainLength(1000);
     return pattern;

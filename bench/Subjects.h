@@ -5,25 +5,13 @@
 #include <vector>
 
 #include "LillyPattern.h"
+#include "PlainPattern.h"
 
 // The patterns that are measured.
 namespace bench {
 
 constexpr float TimeStepUsec = 33.333332f;
 constexpr float AmpStepUa = 10;
-
-// A pattern of any number of phases, never repaired; the last phase fills the period.
-class PlainPattern final : public StimPattern
-{
- public:
-    explicit PlainPattern(int maxWords) : StimPattern(maxWords, TimeStepUsec, 0, 0, AmpStepUa, 1000) {}
-
-    float SetPeriod(float periodMsec) override;
-    void Defaults() override { ClearPhases(); }
-    bool PhaseCountFixed() override { return false; }
-    bool AutoAdjustEnabled() override { return false; }
-    bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) override;
-};
 
 LillyPattern DefaultLilly(float ampStepUa = AmpStepUa);
 PlainPattern PlainOf(const std::vector<phase>& phases);

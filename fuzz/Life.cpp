@@ -125,8 +125,7 @@ struct Life
                 p.reset(lilly = new Lilly(budget, timeStep, 1, 2, ampStep, in.Below(8) - 1, ampMax));
         } catch (const std::exception&) {
         }
-        Require((p != nullptr) == (budget >= 1 && budget <= StimPattern::MaxWords),
-                "1 to 1024 words are a budget");
+        Require((p != nullptr) == (budget >= 1), "1 word and more are a budget");
         slot = p.get();
         return slot != nullptr;
     }
@@ -165,7 +164,7 @@ struct Life
             CheckFresh();
         }
         Require(after.change >= 0 && after.update >= 0, "counts are not negative");
-        Require(after.wordCount >= 0 && after.wordCount <= p->MaxCmds() + 1,
+        Require(after.wordCount >= 0 && after.wordCount <= std::min(p->MaxCmds() + 1, StimPattern::MaxWords),
                 "the words are within the budget");
     }
 
@@ -174,7 +173,7 @@ struct Life
     {
         Words fresh(StimPattern::MaxWords);
         p->WriteVekCmd(fresh.data());
-        const int count = 1 + p->WriteStimCmds(fresh.data() + 1, p->MaxCmds());
+        const int count = 1 + p->WriteStimCmds(fresh.data() + 1, StimPattern::MaxWords - 1);
         Require(count == p->WordCount() && Holds(fresh, count), "a fresh build gives the same words");
     }
 

@@ -65,7 +65,7 @@ class TARVUTIL_EXPORT ContinuedItemPlay
     // Returns the number of 32-bit words written, in host byte order. Returns -1 and leaves record and buffer
     // alone when buf is null, nothing is left, the block is not yet due, there is no pattern, or the
     // pattern's word array cannot be brought up to date. REQUIRES: room for the whole word array (at most the
-    // pattern's command budget); buf may have any alignment. Allocates nothing, unless the AdjustPhases of a
+    // pattern's command budget, and StimPattern::MaxWords); buf may have any alignment. Allocates nothing, unless the AdjustPhases of a
     // host's pattern does.
     int ContinueCmds(long nowMsec, unsigned char* buf);
 

@@ -202,3 +202,7 @@ class TARVUTIL_EXPORT LillyPattern : public StimPattern
  private:
     void SetLength(int index, float requestUsec, bool extendPeriod);
 };
+
+// The types of BalancePhases under their own names: a host may write either.
+using LillyPhase = LillyPattern::LillyPhase;
+using PhaseParam = LillyPattern::PhaseParam;

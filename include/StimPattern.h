@@ -61,7 +61,7 @@ class TARVUTIL_EXPORT StimPattern
         Absolute = 2,  // the signed amplitude of the largest magnitude
     };
 
-    // The most words a word array holds, word 0 included; the largest command budget.
+    // The capacity of the word array, word 0 included.
     static constexpr int MaxWords = 1024;
 
     // A leftover time of at most this many microseconds is dropped when lengths are cut into time steps.
@@ -71,7 +71,9 @@ class TARVUTIL_EXPORT StimPattern
     static constexpr float IgnoreFrac = 0.015f;
 
     // A pattern without phases, train length 0, change count 0, its words never built.
-    //   maxCmdCount   command budget: the most words of the word array, word 0 included; 1..1024
+    //   maxCmdCount   command budget: the most words that the pattern may take, word 0 included; 1 or more. A
+    //                 budget above MaxWords serves WriteStimCmds into a host's own buffer: a list that needs
+    //                 more than MaxWords words has no word array
     //   timeStepUsec  time step of the stimulator, microseconds; with one that is not positive and finite no
     //                 list of phases is valid
     //   param2/3      stored with the pattern, read by nothing
@@ -79,7 +81,7 @@ class TARVUTIL_EXPORT StimPattern
     //                 current is valid, with 0 every amplitude counts as 0 steps
     //   ampMax        largest amplitude magnitude, microamperes, stored as given; to be 0 or more, as a
     //                 negative one turns clamped amplitudes round (SetAmpMax takes the magnitude)
-    // Throws std::exception, and makes no object, when maxCmdCount lies outside 1..1024.
+    // Throws std::exception, and makes no object, when maxCmdCount is 0 or negative.
     StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
     StimPattern(const StimPattern& other) = default;  // everything, word array and counters included
@@ -323,7 +325,7 @@ class TARVUTIL_EXPORT StimPattern
     // Brings the word array up to date and copies it to out, word 0 with the cycle count first; returns the
     // number of words: 0 when the last forced rebuild failed and no edit followed. Returns -1, and writes
     // nothing, when out is null or Update fails. The second argument is not used. REQUIRES: room for
-    // MaxCmds() + 1 words.
+    // MaxCmds() + 1 words; MaxWords are always enough.
     int WordArray(unsigned int* out, unsigned int unused);
 
     // The update cycle: validates the list under MaxCmds(); hands a list that fails to AdjustPhases for

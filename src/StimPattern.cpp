@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Assert.h"
 #include "CommandWord.h"
 #include "CommandWriter.h"
 #include "NumberText.h"
@@ -63,7 +64,7 @@ StimPattern::StimPattern(int maxCmdCount, float timeStepUsec, float param2, floa
       m_ampMax(ampMax),
       m_maxCmdCount(maxCmdCount)
 {
-    if (maxCmdCount < 1 || maxCmdCount > MaxWords) throw std::exception();
+    if (maxCmdCount < 1) throw std::exception();
 }
 
 // What can fail comes first, so that the array of the one pattern never meets the phases of the other.
@@ -498,10 +499,11 @@ int StimPattern::UpdateWordArray()
     m_updateCount = NextCount(m_updateCount);
     m_wordCount = 0;
     WriteVekCmd(&m_wordArray[0]);
-    const int count = WriteStimCmds(&m_wordArray[1], MaxCmds());
+    const int count = WriteStimCmds(&m_wordArray[1], std::min(MaxCmds(), MaxWords - 1));
     if (count < 0) return 0;
     m_arrayChangeCount = m_changeCount;
     m_wordCount = count + 1;
+    TARVUTIL_ASSERT(m_wordCount <= MaxWords);
     return m_wordCount;
 }
 

@@ -33,8 +33,11 @@ TEST(StimAtomTest, PacksIntoItsBits)
 
 TEST(PatternTest, WritesOnlyWhereThereIsABuffer)
 {
-    HostPattern p(PhaseList(1024, {20, 5}), 20, 1, 1024);
+    HostPattern p(PhaseList(1024, {20, 5}), 20, 1, LargestInt);
     EXPECT_EQ(Array(p), "refused") << "1025 words of 1024";
+    EXPECT_EQ(p.WordCount(), 0);
+    EXPECT_EQ(Written(p, 1023), std::nullopt);
+    EXPECT_EQ(Written(p, 1024), Words(1024, 0x0001A085)) << "the buffer of a host takes the whole budget";
     p.RemovePhase(0);
     EXPECT_EQ(Array(p).size(), 1024U * 9 - 1);
     EXPECT_EQ(p.WordArray(nullptr, 1024), -1);
@@ -49,6 +52,27 @@ TEST(PatternTest, WritesOnlyWhereThereIsABuffer)
     }
     EXPECT_EQ(Hex(Collected(5, [&](unsigned int* words) { return words[0] = 7, p.WriteDebugCmds(words); })),
               "00000007 0003E02F 0003E000 0003E0AF 0FFFE000");
+}
+
+TEST(PatternTest, LastPhaseOfAPlainPatternTakesUpThePeriod)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::tuple<const char*, float, float, float> rows[] = {
+        // phases, asked, in force, train: milliseconds
+        {"100,5 900,0", 2, 2, 2},
+        {"100,5 900,0", 0.5f, 0.5f, 1},
+        {"100,5 900,0", 0.05f, 0.1f, 1},  // no room for the last phase
+        {"100,5 900,0", nan, 1, 1},
+        {"15,0 15,5", 0.016f, 0.03f, 1},  // the last phase would end inside the step that it shares
+        {"", 5, 0, 1}};
+    for (const auto& [phases, asked, inForce, train] : rows) {
+        PlainPattern p(101, 10, 1, 1000);
+        p.SetPhases(Listed(phases));
+        p.SetTrainLength(1);
+        EXPECT_FLOAT_EQ(p.SetPeriod(asked), inForce) << phases;
+        EXPECT_FLOAT_EQ(p.Period(), inForce) << phases;
+        EXPECT_FLOAT_EQ(p.TrainLength(), train) << phases;
+    }
 }
 
 TEST(PatternTest, CycleCountReadsBack)

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "LillyPattern.h"
+#include "PlainPattern.h"
 #include "StimPattern.h"
 
 // What the tests of the library share: hosts of it that show what a host cannot see, and short names.
@@ -56,12 +57,25 @@ inline PhaseList Listed(const std::string& text)
     return phases;
 }
 
-// A host's completion of a pattern kind: any number of phases, and no repair.
+// A kind whose members a test may look at and change.
 template <typename Kind>
-class Completed : public Kind
+class Opened : public Kind
 {
  public:
     using Kind::Kind;
+
+    using Kind::ListValid, Kind::m_ampMax, Kind::m_ampStepSize, Kind::m_arrayChangeCount, Kind::m_changeCount,
+        Kind::m_cmdOverride, Kind::m_cmdOverrideValue, Kind::m_label, Kind::m_maxCmdCount, Kind::m_param2,
+        Kind::m_param3, Kind::m_phases, Kind::m_reserved, Kind::m_roundCyclesDown, Kind::m_timeStepUsec,
+        Kind::m_trainLengthUsec, Kind::m_updateCount, Kind::m_wordArray, Kind::m_wordCount;
+};
+
+// A host's completion of a pattern kind: any number of phases, and no repair.
+template <typename Kind>
+class Completed : public Opened<Kind>
+{
+ public:
+    using Opened<Kind>::Opened;
 
     float SetPeriod(float /*periodMsec*/) override { return this->Period(); }
     void Defaults() override {}
@@ -71,19 +85,14 @@ class Completed : public Kind
     {
         return this->ListValid(proposed, maxCmds);
     }
-
-    using Kind::ListValid, Kind::m_ampMax, Kind::m_ampStepSize, Kind::m_arrayChangeCount, Kind::m_changeCount,
-        Kind::m_cmdOverride, Kind::m_cmdOverrideValue, Kind::m_label, Kind::m_maxCmdCount, Kind::m_param2,
-        Kind::m_param3, Kind::m_phases, Kind::m_reserved, Kind::m_roundCyclesDown, Kind::m_timeStepUsec,
-        Kind::m_trainLengthUsec, Kind::m_updateCount, Kind::m_wordArray, Kind::m_wordCount;
 };
 
-class HostPattern : public Completed<StimPattern>
+class HostPattern : public Opened<PlainPattern>
 {
  public:
     explicit HostPattern(PhaseList phases = {}, float timeStepUsec = 1, float ampStepUa = 1, int budget = 101,
                          float ampMaxUa = 1000)
-        : Completed(budget, timeStepUsec, 0, 0, ampStepUa, ampMaxUa)
+        : Opened(budget, timeStepUsec, ampStepUa, ampMaxUa)
     {
         m_phases = std::move(phases);
     }

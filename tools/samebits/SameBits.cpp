@@ -19,9 +19,26 @@
 
 #include "ContinuedItemPlay.h"
 #include "LillyPattern.h"
-#include "PlainPattern.h"
 
 namespace {
+
+// A pattern of any number of phases. Its period is what the phases say, as the checksum has it.
+class PhaseList final : public StimPattern
+{
+ public:
+    PhaseList(int maxCmdCount, float timeStepUsec, float ampStepUa, float ampMaxUa)
+        : StimPattern(maxCmdCount, timeStepUsec, 0, 0, ampStepUa, ampMaxUa)
+    {}
+
+    float SetPeriod(float /*periodMsec*/) override { return Period(); }
+    void Defaults() override { ClearPhases(); }
+    bool PhaseCountFixed() override { return false; }
+    bool AutoAdjustEnabled() override { return false; }
+    bool AdjustPhases(std::vector<phase>& /*current*/, std::vector<phase>& proposed, int maxCmds) override
+    {
+        return ListValid(proposed, maxCmds);
+    }
+};
 
 // FNV-1a over bytes, least significant first on every processor.
 class Checksum
@@ -135,7 +152,7 @@ class Life
             m_pattern =
                 std::make_unique<LillyPattern>(budget, timeStep, 0.0f, 0.0f, m_ampStep, mode, 1000.0f);
         else
-            m_pattern = std::make_unique<PlainPattern>(budget, timeStep, m_ampStep, 1000.0f);
+            m_pattern = std::make_unique<PhaseList>(budget, timeStep, m_ampStep, 1000.0f);
         m_lilly = dynamic_cast<LillyPattern*>(m_pattern.get());
     }
 
