@@ -31,7 +31,7 @@ enum Polarity : int
 };
 }  // namespace Stim
 
-// The abstract base of every stimulation pattern: a list of phases played once a period and repeated for a
+// The abstract base of every stimulation pattern: a list of phases played once per period and repeated for a
 // train, and the command words that make a current stimulator play it.
 //
 // Units: lengths and times are microseconds, amplitudes microamperes, both single precision. Operations that
@@ -99,9 +99,9 @@ class TARVUTIL_EXPORT StimPattern
     //     Head:(200,-60)(100,0)(400,30):DurationMsec=[inf]        continuous
     //
     // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
-    // argument, as PhasesFromStr says. One message a fault is appended to errors (none for a phase field
-    // without items), one a changed amplitude to warnings, another list: in the same one it would count as an
-    // error. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands the
+    // argument, as PhasesFromStr says. Appends one message per fault to errors (none for a phase field
+    // without items) and one per changed amplitude to warnings. Pass two different lists: in one list a
+    // warning would count as an error. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands the
     // phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, also when
     // SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads to know beforehand.
     virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
@@ -201,7 +201,7 @@ class TARVUTIL_EXPORT StimPattern
 
     float PeriodUsec() const;  // the period is the sum of the phase lengths, microseconds
     float Period() const;      // the period in milliseconds
-    // Cycles a second; infinite without phases.
+    // Cycles per second; infinite without phases.
     float Frequency() const;
     // Asks the virtual SetPeriod for 1000 / hz milliseconds; returns the frequency then in force.
     float SetFrequency(float hz);
@@ -331,7 +331,7 @@ class TARVUTIL_EXPORT StimPattern
     // The update cycle: validates the list under MaxCmds(); hands a list that fails to AdjustPhases for
     // repair in place (repairs stay, without a count, even when the repair then fails); rebuilds the array
     // when it is stale. Returns ArrayIsCurrent(). Validates on every call; an array that is current stays
-    // so even when the list has become invalid without a count.
+    // current even if an uncounted edit made the list invalid.
     bool Update();
     // Rebuilds the array now, without repair; returns its number of words. On failure returns 0, and the
     // array is lost while ArrayIsCurrent stays as it was.

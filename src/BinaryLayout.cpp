@@ -1,4 +1,4 @@
-// Holds what hosts have compiled in: the layout of the plain classes, and values. No build goes through without.
+// What hosts have compiled in: the layout of the plain classes, and values. Where one differs, no build succeeds.
 
 #include <cstddef>
 #include <cstdint>

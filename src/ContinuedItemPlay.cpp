@@ -9,7 +9,7 @@
 using namespace TarvUtil::Internal;
 
 namespace {
-// A block may be sent later than this after its due time.
+// A block may be sent later than this after its due time; checked with the stimulators in the field.
 constexpr int DueDelayMsec = 2;
 }  // namespace
 

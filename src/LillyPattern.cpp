@@ -146,7 +146,7 @@ Stim::Polarity LillyPattern::Polarity()
 
 float LillyPattern::SetOffset(float offsetMsec, bool extendPeriod)
 {
-    // Of a negative offset not even the room that it would leave counts, unlike of the other lengths.
+    // A negative offset counts as 0 before the room is checked; the other lengths only after it.
     SetLength(OffsetIndex, std::max(offsetMsec * UsecPerMsec, 0.0f), extendPeriod);
     return Offset();
 }
@@ -295,7 +295,7 @@ bool LillyPattern::AdjustPhaseLen(std::vector<phase>& phases, int index, float d
 
 bool LillyPattern::OffsetShiftOk(std::vector<phase>& phases, float shift)
 {
-    constexpr float NearStepStart = 0.1f;  // of a step: a phase that starts or ends so soon may share it
+    constexpr float NearStepStart = 0.1f;  // of a step: a phase that starts or ends so soon may share it; checked in the field
     const float offset = phases.at(OffsetIndex).len;
     const float len = phases.at(Phase1Index).len;
     const float start = (offset + shift) / m_timeStepUsec;

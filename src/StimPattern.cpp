@@ -27,7 +27,8 @@ constexpr float MsecPerSec = 1000.0f;
 
 constexpr int ContinuousCycles = std::numeric_limits<int>::max();
 
-// A train this near to a whole number of periods, in periods, has that number of cycles.
+// A train this near to a whole number of periods, in periods, has that number of cycles: a period is a sum of
+// rounded lengths. Checked with the stimulators in the field.
 constexpr float CycleTolerance = 0.01f;
 
 constexpr int BaseTypeID = 4;
@@ -67,7 +68,7 @@ StimPattern::StimPattern(int maxCmdCount, float timeStepUsec, float param2, floa
     if (maxCmdCount < 1) throw std::exception();
 }
 
-// What can fail comes first, so that the array of the one pattern never meets the phases of the other.
+// Copy what can throw first; nothing after it can fail.
 StimPattern& StimPattern::operator=(const StimPattern& other)
 {
     if (this == &other) return *this;
@@ -164,7 +165,7 @@ void StimPattern::Touch()
 
 void StimPattern::RaiseChangeCount()
 {
-    // When the count starts again at 0, no value of the turn before may pass for the present state.
+    // When the count starts again at 0, an array from before must not count as current.
     if (m_changeCount == std::numeric_limits<int>::max()) m_arrayChangeCount = NeverBuilt;
     m_changeCount = NextCount(m_changeCount);
 }
@@ -546,7 +547,7 @@ int StimPattern::WriteDebugCmds(unsigned int* words) const
 std::vector<std::string>& StimPattern::Split(const std::string& text, char delimiter,
                                              std::vector<std::string>& tokens, bool keepEmpty) const
 {
-    // Cut first, appended then: text may be one of the tokens.
+    // Cut before appending: text may be one of the tokens.
     std::vector<std::string> cut = Split(text, delimiter, keepEmpty);
     tokens.insert(tokens.end(), std::make_move_iterator(cut.begin()), std::make_move_iterator(cut.end()));
     return tokens;
