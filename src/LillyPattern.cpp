@@ -295,7 +295,8 @@ bool LillyPattern::AdjustPhaseLen(std::vector<phase>& phases, int index, float d
 
 bool LillyPattern::OffsetShiftOk(std::vector<phase>& phases, float shift)
 {
-    constexpr float NearStepStart = 0.1f;  // of a step: a phase that starts or ends so soon may share it; checked in the field
+    constexpr float NearStepStart =
+        0.1f;  // of a step: a phase that starts or ends so soon may share it; checked in the field
     const float offset = phases.at(OffsetIndex).len;
     const float len = phases.at(Phase1Index).len;
     const float start = (offset + shift) / m_timeStepUsec;
