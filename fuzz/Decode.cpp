@@ -2,11 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Bytes.h"
+#include "Fuzz.h"
 #include "Json.h"
 #include "WordText.h"
-
-using fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

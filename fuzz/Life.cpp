@@ -1,4 +1,4 @@
-// A byte string as the life of a pattern: constructed with any numbers, then edited, overridden, repaired, updated,
+// Any bytes as the life of a pattern: constructed with any numbers, then edited, overridden, repaired, updated,
 // encoded and played, in any order. After each operation the promises that hold for all operations are checked.
 
 #include <algorithm>
@@ -9,52 +9,42 @@
 #include <stdexcept>
 #include <vector>
 
-#include "Bytes.h"
 #include "ContinuedItemPlay.h"
+#include "Fuzz.h"
 #include "LillyPattern.h"
-#include "PausePattern.h"
 #include "Playback.h"
-
-using fuzz::Require;
 
 namespace {
 
 using Words = std::vector<unsigned int>;
-using Phases = std::vector<phase>;
+using PhaseList = std::vector<phase>;
 
 // A host's kind that accepts valid lists, or every list, so that the build has to refuse it.
-template <class Base>
-class Host : public Base
+struct Host : StimPattern
 {
- public:
-    template <typename... Arguments>
-    explicit Host(bool takesAll, Arguments... arguments) : Base(arguments...), m_takesAll(takesAll)
+    Host(bool all, int budget, float timeStep, float ampStep, float ampMax)
+        : StimPattern(budget, timeStep, 1, 2, ampStep, ampMax), takesAll(all)
     {}
-
-    float SetPeriod(float periodMsec) override { return this->SetPhaseLen(0, periodMsec) ? periodMsec : 0; }
-    void Defaults() override { this->AppendPhase(100, -10); }
+    float SetPeriod(float periodMsec) override { return SetPhaseLen(0, periodMsec) ? periodMsec : 0; }
+    void Defaults() override { AppendPhase(100, -10); }
     bool PhaseCountFixed() override { return false; }
     bool AutoAdjustEnabled() override { return false; }
-    bool AdjustPhases(Phases& /*current*/, Phases& proposed, int maxCmds) override
+    bool AdjustPhases(PhaseList& /*current*/, PhaseList& proposed, int maxCmds) override
     {
-        return m_takesAll || this->ListValid(proposed, maxCmds);
+        return takesAll || ListValid(proposed, maxCmds);
     }
-
- private:
-    bool m_takesAll;
+    bool takesAll;
 };
 
-class Lilly : public LillyPattern
+struct Lilly : LillyPattern
 {
- public:
-    using LillyPattern::LillyPattern;
-    using LillyPattern::m_autoAdjust;
+    using LillyPattern::LillyPattern, LillyPattern::m_autoAdjust;
 };
 
 // The state of a pattern, bit for bit.
 struct State
 {
-    std::string pattern, array;  // edits may change the first, builds the second
+    std::string pattern, array;  // what edits may change, and what builds may
     int change, update, wordCount;
 };
 
@@ -63,213 +53,189 @@ struct Inside : StimPattern
     static State Of(const StimPattern& p)
     {
         State state{p.Label(), {}, p.ChangeCount(), p.UpdateCount(), p.WordCount()};
-        for (const phase& each : p.*(&Inside::m_phases)) Add(state.pattern, each);
+        const auto add = [](std::string& bytes, const auto& value) {
+            bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        };
+        for (const phase& each : p.*(&Inside::m_phases)) add(state.pattern, each);
         for (const auto member : {&Inside::m_trainLengthUsec, &Inside::m_ampStepSize, &Inside::m_ampMax})
-            Add(state.pattern, p.*member);
-        Add(state.pattern, state.change);
-        Add(state.array, p.*(&Inside::m_wordArray));
-        Add(state.array, state.wordCount);
+            add(state.pattern, p.*member);
+        add(state.array, p.*(&Inside::m_wordArray));
         return state;
     }
 
-    // As after so many edits that the counts will soon start again at 0.
+    // As after so many edits and builds that the counts will soon start again at 0, the count of the last array.
     static void Age(StimPattern& p, int left)
     {
-        p.*(&Inside::m_arrayChangeCount) = p.ArrayIsCurrent() ? INT_MAX - left : 0;
+        p.*(&Inside::m_arrayChangeCount) = 0;
         p.*(&Inside::m_changeCount) = p.*(&Inside::m_updateCount) = INT_MAX - left;
     }
 
     static bool Overridden(const StimPattern& p) { return p.*(&Inside::m_cmdOverride); }
-
-    template <typename T>
-    static void Add(std::string& bytes, const T& value)
-    {
-        bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-    }
 };
 
-// Its members are public for the table of operations at the end.
+bool Same(const phase& a, const phase& b)
+{
+    return a.len == b.len && a.amp == b.amp;
+}
+
+// Open to the operations in the table at its end.
 struct Life
 {
-    explicit Life(fuzz::Bytes bytes) : in(bytes) {}
-
-    void Run()
+    explicit Life(FuzzedDataProvider& input) : in(input)
     {
-        if (!Construct()) return;
-        for (int i = 0; i < 100 && !in.Empty(); ++i) Step();
-    }
-
-    // What an operation reports to have done.
-    enum class Did
-    {
-        Anything,
-        Nothing,  // refused, or only read
-        OneEdit,  // accepted, and the change count raised once
-        Aged,
-    };
-
-    bool Construct()
-    {
-        const int kind = in.Below(4);
-        const int budget = in.Bool() ? 4 * in.Below(256) : in.Raw<std::int16_t>();
-        const float timeStep = in.Bool() ? in.Float() : 33.333332f;
-        const float ampStep = in.Bool() ? in.Float() : 10.0f;
-        const float ampMax = in.Bool() ? in.Float() : 1000.0f;
-        flag = in.Bool();
+        flag = in.ConsumeBool();
+        const int budget = flag ? Below(1025) : in.ConsumeIntegral<std::int16_t>();
+        const float timeStep = in.ConsumeBool() ? AnyFloat(in) : 33.333332f;
+        const float ampStep = in.ConsumeBool() ? AnyFloat(in) : 10.0f;
+        const float ampMax = in.ConsumeBool() ? AnyFloat(in) : 1000.0f;
         try {
-            if (kind == 0)
-                p = std::make_unique<Host<StimPattern>>(flag, budget, timeStep, 1.f, 2.f, ampStep, ampMax);
-            else if (kind == 1)
-                p = std::make_unique<Host<PausePattern>>(flag, budget, timeStep, 1.f, 2.f, ampStep);
+            if (in.ConsumeBool())
+                p = std::make_unique<Host>(in.ConsumeBool(), budget, timeStep, ampStep, ampMax);
             else
-                p.reset(lilly = new Lilly(budget, timeStep, 1, 2, ampStep, in.Below(8) - 1, ampMax));
+                p.reset(lilly = new Lilly(budget, timeStep, 1, 2, ampStep, Below(8) - 1, ampMax));
+            if (in.ConsumeBool()) Inside::Age(*p, Below(4));
         } catch (const std::exception&) {
         }
         Require((p != nullptr) == (budget >= 1), "1 word and more are a budget");
         slot = p.get();
-        return slot != nullptr;
+    }
+
+    void Run()
+    {
+        for (int i = 0; p != nullptr && i < 100 && in.remaining_bytes() > 0; ++i) Step();
     }
 
     void Step()
     {
         const State before = Inside::Of(*p);
-        index = in.Below(8) - 1;
-        x = in.Float();
-        y = in.Float();
-        flag = in.Bool();
-        did = Did::Anything;
-        const int operation = in.Below(lilly != nullptr ? All : Common);
+        index = Below(8) - 1;
+        x = AnyFloat(in);
+        y = AnyFloat(in);
+        flag = in.ConsumeBool();
+        refused = edited = false;
+        const int operation = Below(lilly != nullptr ? All : Common);
         try {
             Operations[operation](*this);
-        } catch (const std::out_of_range&) {  // the repair needs a missing phase; a single edit did nothing
-            Require(lilly != nullptr, "only the repair of a Lilly pattern throws");
-            if (operation < SingleEdits) did = Did::Nothing;
+        } catch (const std::out_of_range&) {
+            Require(lilly != nullptr, "only the repair of a Lilly pattern throws, when it lacks a phase");
+            refused = operation < SingleEdits;
         }
-        if (did != Did::Aged) Check(before, Inside::Of(*p));
+        Check(before, Inside::Of(*p));
     }
 
     void Check(const State& before, const State& after) const
     {
-        if (did == Did::Nothing)
-            Require(after.pattern == before.pattern && after.array == before.array &&
-                        after.update == before.update,
-                    "what is refused changes nothing");
-        if (did == Did::OneEdit)
-            Require(after.change == (before.change == INT_MAX ? 0 : before.change + 1),
-                    "an edit counts once");
+        Require(!refused || (after.pattern == before.pattern && after.array == before.array &&
+                             after.change == before.change && after.update == before.update),
+                "what is refused changes nothing");
+        Require(!edited || after.change == (before.change == INT_MAX ? 0 : before.change + 1),
+                "an edit counts once");
         if (after.update == before.update) {
-            Require(after.array == before.array, "the array changes only when it is rebuilt");
+            Require(after.array == before.array && after.wordCount == before.wordCount,
+                    "the array changes only when it is rebuilt");
             Require(after.change == before.change || !p->ArrayIsCurrent(), "an edit makes the array stale");
         } else if (after.wordCount > 0) {
-            CheckFresh();
+            Words fresh(StimPattern::MaxWords);
+            p->WriteVekCmd(fresh.data());
+            Require(1 + p->WriteStimCmds(fresh.data() + 1, StimPattern::MaxWords - 1) == after.wordCount &&
+                        ArrayHolds(fresh),
+                    "a fresh build gives the same words");
         }
         Require(after.change >= 0 && after.update >= 0, "counts are not negative");
         Require(after.wordCount >= 0 && after.wordCount <= std::min(p->MaxCmds() + 1, StimPattern::MaxWords),
                 "the words are within the budget");
     }
 
-    // The words of an array just built are those that a copy builds.
-    void CheckFresh() const
+    bool ArrayHolds(const Words& words) const
     {
-        Words fresh(StimPattern::MaxWords);
-        p->WriteVekCmd(fresh.data());
-        const int count = 1 + p->WriteStimCmds(fresh.data() + 1, StimPattern::MaxWords - 1);
-        Require(count == p->WordCount() && Holds(fresh, count), "a fresh build gives the same words");
+        const auto size = sizeof(unsigned int) * static_cast<std::size_t>(p->WordCount());
+        return std::memcmp(Inside::Of(*p).array.data(), words.data(), size) == 0;
     }
 
-    bool Holds(const Words& words, int count) const
-    {
-        return std::memcmp(Inside::Of(*p).array.data(), words.data(), 4U * static_cast<std::size_t>(count)) ==
-               0;
-    }
+    int Below(int limit) { return in.ConsumeIntegralInRange(0, limit - 1); }
+    void Taken(bool taken) { (taken ? edited : refused) = true; }
 
-    void Taken(bool taken) { did = taken ? Did::OneEdit : Did::Nothing; }
-
-    Phases List()
+    PhaseList List()
     {
-        Phases phases(static_cast<std::size_t>(in.Below(12)));
-        for (phase& each : phases) each = {in.Float(), in.Float()};
+        PhaseList phases(static_cast<std::size_t>(Below(12)));
+        for (phase& each : phases) each = {AnyFloat(in), AnyFloat(in)};
         return phases;
     }
 
     void SetPhases()
     {
-        const Phases list = List();
-        const Phases before = p->Phases();
-        const auto same = [](const phase& a, const phase& b) { return a.len == b.len && a.amp == b.amp; };
+        const PhaseList list = List(), before = p->Phases();
         Taken(p->PhasesValid(list, p->MaxCmds()) &&
-              !std::equal(list.begin(), list.end(), before.begin(), before.end(), same));
+              !std::equal(list.begin(), list.end(), before.begin(), before.end(), Same));
         p->SetPhases(list);
-        if (did == Did::Nothing || !(p->AmpMax() >= 0)) return;
-        Require(!(std::fabs(p->MaxAbsAmp()) > p->AmpMax()), "amplitudes are within the largest");
+        Require(refused || !(p->AmpMax() >= 0) || !(std::fabs(p->MaxAbsAmp()) > p->AmpMax()),
+                "amplitudes are within the largest");
     }
 
     void FromString()
     {
         std::vector<std::string> errors, warnings;
-        const std::string text = flag ? p->ToString() : in.Text(static_cast<std::size_t>(in.Below(256)));
+        const std::string text = flag ? p->ToString() : in.ConsumeRandomLengthString(256);
         const bool read = p->FromString("Head:" + text, y, errors, warnings);
         Require(!read || errors.empty(), "text that was read has no errors");
     }
 
-    // Repairs of the caller's list do not change the pattern.
+    // Repairs of a list of the caller leave the pattern alone.
     void Repair(bool wholeList)
     {
-        did = Did::Nothing;
-        Phases list = flag ? List() : lilly->Phases();
-        Phases current = in.Bool() ? list : lilly->Phases();
-        const int budget = in.Below(256);
+        refused = true;
+        PhaseList list = flag ? List() : lilly->Phases();
+        PhaseList current = in.ConsumeBool() ? list : lilly->Phases();
+        const int budget = Below(256);
         try {
             if (!wholeList && lilly->OffsetShiftOk(list, x)) lilly->AdjustPhaseLen(list, index, x, flag);
-            if (wholeList && lilly->AdjustPhases(current, list, budget))
-                Require(lilly->PhasesValid(list, budget), "a list that was accepted is valid");
+            Require(
+                !wholeList || !lilly->AdjustPhases(current, list, budget) || lilly->PhasesValid(list, budget),
+                "a list that was accepted is valid");
         } catch (const std::out_of_range&) {
         }
     }
 
-    // The result is the number of words written; nothing is written after them.
+    // Words fill the buffer as far as the result says, and no further.
     void Ask()
     {
         constexpr unsigned int Untouched = 0xA5C3960FU;
-        Words out(StimPattern::MaxWords + 1, Untouched);
-        const int count = p->WordArray(out.data(), 0);
+        Words words(StimPattern::MaxWords + 1, Untouched);
+        const int count = p->WordArray(words.data(), 0);
         Require(count == (p->ArrayIsCurrent() ? p->WordCount() : -1), "all words of the array, or none");
-        Words words(out.begin(), out.begin() + std::max(count, 0));
-        Require(std::count(out.begin() + std::max(count, 0), out.end(), Untouched) ==
-                    static_cast<long>(out.size() - words.size()),
-                "nothing is written after the words");
-        if (count < 1) return;
-        Require(Holds(words, count), "the array is copied");
-        Require(playback::Refusal(words).empty(), "the words can be played");
+        const auto end = words.begin() + std::max(count, 0);
+        Require(std::all_of(end, words.end(), [](unsigned int word) { return word == Untouched; }),
+                "nothing is written behind the words");
+        Require(count < 1 || ArrayHolds(words), "the array is copied");
+        words.erase(end, words.end());
+        Require(count < 1 || playback::Refusal(words).empty(), "the words can be played");
     }
 
     void Write()
     {
-        did = Did::Nothing;
-        const int room = flag ? in.Below(256) : StimPattern::MaxWords;
-        Words out(static_cast<std::size_t>(room));
-        const int count = p->WriteStimCmds(out.data(), room);
+        refused = true;
+        Words words(static_cast<std::size_t>(flag ? Below(256) : StimPattern::MaxWords));
+        const int room = static_cast<int>(words.size()), count = p->WriteStimCmds(words.data(), room);
         Require(count >= -1 && count <= room, "at most as many words as there is room");
-        for (int i = 0; i < count; ++i) {
-            const playback::Word word = playback::Unpack(out[static_cast<std::size_t>(i)]);
-            Require(word.timeSteps > 0, "a word lasts");
-            Require(Inside::Overridden(*p) || std::abs(word.ampSteps) <= 100,
-                    "a word is in the output range");
+        for (int i = 0; i < count && !Inside::Overridden(*p); ++i) {
+            const playback::Word word = playback::Unpack(words[static_cast<std::size_t>(i)]);
+            Require(word.timeSteps > 0 && std::abs(word.ampSteps) <= 100, "a word lasts and is in the range");
         }
     }
 
-    // The buffer can begin at any address.
+    // The buffer begins at an odd address.
     void Continue()
     {
-        const std::int64_t due = std::min(play.m_nextMsec, INT64_MAX - 255);
-        const long now = flag ? in.Raw<long>() : static_cast<long>(due + in.Below(256));
-        std::vector<unsigned char> buffer(4 * StimPattern::MaxWords + 1, 0xA5);
+        constexpr unsigned char Untouched = 0xA5;
         const ContinuedItemPlay before = play;
+        const long due = std::min(play.m_nextMsec, INT64_MAX - 255);
+        const long now = flag ? in.ConsumeIntegral<long>() : due + Below(256);
+        std::vector<unsigned char> buffer(4 * StimPattern::MaxWords + 1, Untouched);
         const int count = play.ContinueCmds(now, buffer.data() + 1);
-        // An array that is current but empty still has a word 0.
+        // An array that is current, but empty, has a word 0 all the same.
         const auto end = buffer.begin() + 1 + (count == 0 ? 4 : 4 * std::max(count, 0));
-        Require(std::count(end, buffer.end(), 0xA5) == buffer.end() - end,
-                "nothing is written after the words");
+        Require(std::all_of(end, buffer.end(), [](unsigned char byte) { return byte == Untouched; }),
+                "nothing is written behind the words");
         const int block = count < 0 ? 0 : std::min(before.m_remCycles, 4095);
         Require(count < 0 || (block > 0 && before.ReadyToContinue(now)), "what is left and due is played");
         Require(play.m_remCycles == before.m_remCycles - (p->IsContinuous() ? 0 : block),
@@ -278,13 +244,13 @@ struct Life
                 "the due time does not run back");
         unsigned int word0 = 0;
         std::memcpy(&word0, buffer.data() + 1, sizeof word0);
-        if (count > 0 && before.m_remCycles < 4095)
-            Require(word0 == static_cast<unsigned int>(block), "word 0 plays what is left");
+        Require(count <= 0 || before.m_remCycles >= 4095 || word0 == static_cast<unsigned int>(block),
+                "word 0 plays what is left");
     }
 
     void Look()
     {
-        did = Did::Nothing;
+        refused = true;
         p->MaxAmplitude(static_cast<StimPattern::Sign>(index));
         p->PeriodTrimmed(index);
         p->TrainPeriodMismatch(static_cast<Stim::ReturnSign>(index));
@@ -296,28 +262,25 @@ struct Life
     }
 
     using Operation = void (*)(Life&);
-    static constexpr int SingleEdits = 3;
-    static constexpr int Common = 24;
-    static constexpr int All = 37;
+    static constexpr int SingleEdits = 3, Common = 23, All = 33;
     static const Operation Operations[All];
 
-    fuzz::Bytes in;
+    FuzzedDataProvider& in;
     std::unique_ptr<StimPattern> p;
-    Lilly* lilly = nullptr;  // the pattern, if it is a Lilly pattern
+    Lilly* lilly = nullptr;  // the pattern, when it is one
     StimPattern* slot = nullptr;
     ContinuedItemPlay play{{3, &slot}, 0, 0};
-    // The arguments of the operation, and what it did.
+    // Of the operation: its arguments, and whether it changes nothing, or makes one counted edit.
     int index = 0;
     float x = 0, y = 0;
-    bool flag = false;
-    Did did = Did::Anything;
+    bool flag = false, refused = false, edited = false;
 };
 
 const Life::Operation Life::Operations[All] = {
     [](Life& l) { l.Taken(l.p->SetPhaseLen(l.index, l.x)); },
     [](Life& l) { l.Taken(l.p->SetPhaseAmp(l.index, l.x)); },
     [](Life& l) {
-        l.Taken(l.p->SetPhase(l.index, {l.x, l.y}));
+        l.Taken(l.p->SetPhase(l.index, phase{l.x, l.y}));
     },
     [](Life& l) { l.SetPhases(); },
     [](Life& l) { l.Taken(l.p->InsertPhase(l.index, l.x, l.y) >= 0); },
@@ -328,26 +291,26 @@ const Life::Operation Life::Operations[All] = {
     [](Life& l) { l.p->SetAmpsToZero(); },
     [](Life& l) { l.p->SetFrequency(l.x); },
     [](Life& l) { l.p->SetTrainLength(l.x); },
-    [](Life& l) { l.p->SetCycleCount(l.in.Raw<int>()); },
-    [](Life& l) { l.p->SetLabel(l.in.Text(static_cast<std::size_t>(l.in.Below(40)))); },
+    [](Life& l) { l.p->SetCycleCount(l.in.ConsumeIntegral<int>()); },
+    [](Life& l) { l.p->SetLabel(l.in.ConsumeRandomLengthString(40)); },
     [](Life& l) { l.p->Defaults(); },
     [](Life& l) { l.FromString(); },
-    [](Life& l) { Inside::Age(*l.p, l.in.Below(4)), l.did = Did::Aged; },
-    [](Life& l) { l.p->SetCmdOverride(l.flag, l.in.Raw<unsigned short>()); },
+    [](Life& l) { l.p->SetCmdOverride(l.flag, l.in.ConsumeIntegral<unsigned short>()); },
     [](Life& l) { l.flag ? l.p->Update() : l.p->UpdateWordArray() > 0; },
     [](Life& l) { l.Ask(); },
     [](Life& l) { l.Write(); },
     [](Life& l) { l.Continue(); },
     [](Life& l) {
-        l.play = ContinuedItemPlay({3, &l.slot}, l.in.Raw<int>(), l.in.Raw<long>());
+        l.play = {{3, &l.slot}, l.in.ConsumeIntegral<int>(), l.in.ConsumeIntegral<long>()};
     },
     [](Life& l) { l.Look(); },
-    // Operations of a Lilly pattern only.
+    // Of a Lilly pattern.
     [](Life& l) { l.lilly->SetPeriod(l.x); },
-    [](Life& l) { l.lilly->SetOffset(l.x, l.flag); },
-    [](Life& l) { l.lilly->SetIPI(l.x, l.flag); },
-    [](Life& l) { l.lilly->SetPhase1Len(l.x, l.flag); },
-    [](Life& l) { l.lilly->SetPhase2Len(l.x, l.flag); },
+    [](Life& l) {
+        static constexpr decltype(&Lilly::SetIPI) Setters[] = {&Lilly::SetOffset, &Lilly::SetIPI,
+                                                               &Lilly::SetPhase1Len, &Lilly::SetPhase2Len};
+        (l.lilly->*l.in.PickValueInArray(Setters))(l.x, l.flag);
+    },
     [](Life& l) { l.lilly->SetPhase1Amp(l.x); },
     [](Life& l) { l.lilly->SetPhase2Amp(l.x); },
     [](Life& l) { l.lilly->SetPolarity(static_cast<Stim::Polarity>(l.index)); },
@@ -362,6 +325,7 @@ const Life::Operation Life::Operations[All] = {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    Life(fuzz::Bytes(data, size)).Run();
+    FuzzedDataProvider in(data, size);
+    Life(in).Run();
     return 0;
 }

@@ -3,12 +3,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Bytes.h"
+#include "Fuzz.h"
 #include "Json.h"
 #include "Sentences.h"
 
 using namespace preview;
-using fuzz::Require;
 
 namespace {
 
@@ -27,11 +26,11 @@ void CheckWords(const Report& report)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static constexpr float TimeSteps[] = {33.333332f, 20, 1, 100, 7.3f};
-    fuzz::Bytes in(data, size);
+    FuzzedDataProvider in(data, size);
     Stimulator stimulator;
-    stimulator.pattern = in.Bool() ? PatternKind::Plain : PatternKind::Lilly;
-    stimulator.timeStepUsec = TimeSteps[in.Below(5)];
-    const std::string text = in.Rest();
+    stimulator.pattern = in.ConsumeBool() ? PatternKind::Plain : PatternKind::Lilly;
+    stimulator.timeStepUsec = in.PickValueInArray(TimeSteps);
+    const std::string text = in.ConsumeRemainingBytesAsString();
 
     Report lenient(stimulator);
     Report strict(stimulator);

@@ -3,11 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "Bytes.h"
+#include "Fuzz.h"
 #include "Playback.h"
 #include "StimAtom.h"
-
-using fuzz::Require;
 
 namespace {
 
@@ -66,14 +64,15 @@ void CheckPlayback(const std::vector<unsigned int>& words, const playback::Scale
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    fuzz::Bytes in(data, size);
-    static constexpr double TimeSteps[] = {33.333332, 20, 5,
-                                           1};  // a split point may lie beyond the short ones
-    const int choice = in.Below(5);
-    const playback::Scale scale{choice < 4 ? TimeSteps[choice] : in.Raw<double>(),
-                                choice < 4 ? 10.0 : in.Raw<double>()};
+    // A split point may lie beyond the short time steps.
+    static constexpr double TimeSteps[] = {33.333332, 20, 5, 1};
+    FuzzedDataProvider in(data, size);
+    const double any = in.ConsumeBool() ? static_cast<double>(AnyFloat(in)) : 0;
+    const playback::Scale scale{any != 0 ? any : in.PickValueInArray(TimeSteps),
+                                any != 0 ? static_cast<double>(AnyFloat(in)) : 10};
     std::vector<unsigned int> words;
-    while (!in.Empty() && words.size() < 2048) words.push_back(in.Raw<unsigned int>());
+    while (in.remaining_bytes() > 0 && words.size() < 2048)
+        words.push_back(in.ConsumeIntegral<unsigned int>());
     for (const unsigned int word : words) CheckUnpack(word);
     if (playback::Refusal(words).empty())
         CheckPlayback(words, scale);

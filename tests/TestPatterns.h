@@ -130,10 +130,11 @@ inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = S
     return Collected(maxWords, [&](unsigned int* words) { return pattern.WriteStimCmds(words, maxWords); });
 }
 
-// The words of one cycle in hexadecimal, "00030000 0006A01E", or "refused".
+// The words of one cycle in hexadecimal, "00030000 0006A01E", or "none" or "refused".
 inline std::string Hex(const std::optional<Words>& words)
 {
     if (!words) return "refused";
+    if (words->empty()) return "none";
     std::string text;
     for (const unsigned int word : *words) {
         char digits[10];
