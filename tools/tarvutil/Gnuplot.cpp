@@ -1,10 +1,5 @@
 #include "Gnuplot.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -12,6 +7,7 @@
 
 #include "Fault.h"
 #include "NumberFormat.h"
+#include "System.h"
 
 using namespace preview;
 
@@ -134,95 +130,13 @@ std::string GnuplotScript(const Picture& picture, PlotFormat format)
     return script;
 }
 
-namespace {
-
-// A child that runs gnuplot with a pipe to its standard input and one from its standard output.
-class Gnuplot
-{
- public:
-    Gnuplot()
-    {
-        if (pipe2(m_input, O_CLOEXEC) != 0 || pipe2(m_output, O_CLOEXEC) != 0)
-            throw Fault(std::string("cannot start gnuplot: ") + std::strerror(errno));
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, m_input[0], STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, m_output[1], STDOUT_FILENO);
-        char name[] = "gnuplot";
-        char* arguments[] = {name, nullptr};
-        // Without a locale of UTF-8 gnuplot warns that it cannot write a degree sign.
-        char locale[] = "LC_ALL=C.UTF-8";
-        std::vector<char*> environment{locale};
-        for (char** variable = environ; *variable != nullptr; ++variable)
-            if (std::strncmp(*variable, "LC_ALL=", 7) != 0) environment.push_back(*variable);
-        environment.push_back(nullptr);
-        const int error = posix_spawnp(&m_child, name, &actions, nullptr, arguments, environment.data());
-        posix_spawn_file_actions_destroy(&actions);
-        Close(m_input[0]);
-        Close(m_output[1]);
-        if (error == ENOENT)
-            throw Fault("plot needs gnuplot, which is not installed: apt-get install gnuplot-nox");
-        if (error != 0) throw Fault(std::string("cannot start gnuplot: ") + std::strerror(error));
-    }
-    ~Gnuplot()
-    {
-        for (int* fd : {&m_input[0], &m_input[1], &m_output[0], &m_output[1]}) Close(*fd);
-        if (m_child > 0) waitpid(m_child, nullptr, 0);
-    }
-    Gnuplot(const Gnuplot&) = delete;
-    Gnuplot& operator=(const Gnuplot&) = delete;
-
-    void Write(std::string_view script)
-    {
-        while (!script.empty()) {
-            const ssize_t count = write(m_input[1], script.data(), script.size());
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) break;  // it has ended, and Succeeded returns how
-            script.remove_prefix(static_cast<std::size_t>(count));
-        }
-        Close(m_input[1]);
-    }
-
-    std::string Read()
-    {
-        std::string text;
-        char block[16384];
-        for (ssize_t count = 0; (count = read(m_output[0], block, sizeof block)) != 0;) {
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) break;
-            text.append(block, static_cast<std::size_t>(count));
-        }
-        return text;
-    }
-
-    bool Succeeded()
-    {
-        int status = 0;
-        while (waitpid(m_child, &status, 0) < 0 && errno == EINTR) {
-        }
-        m_child = -1;
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-
- private:
-    static void Close(int& fd)
-    {
-        if (fd >= 0) close(fd);
-        fd = -1;
-    }
-
-    int m_input[2] = {-1, -1};
-    int m_output[2] = {-1, -1};
-    pid_t m_child = -1;
-};
-
-}  // namespace
-
 std::string RunGnuplot(const std::string& script)
 {
-    Gnuplot gnuplot;
-    gnuplot.Write(script);
-    std::string drawing = gnuplot.Read();
-    if (!gnuplot.Succeeded() || drawing.empty()) throw Fault("gnuplot could not draw the plot");
+    std::string drawing;
+    const Ended ended = RunFilter("gnuplot", script, drawing);
+    if (ended == Ended::NotStarted && errno == ENOENT)
+        throw Fault("plot needs gnuplot, which is not installed: apt-get install gnuplot-nox");
+    if (ended == Ended::NotStarted) throw Fault(std::string("cannot start gnuplot: ") + std::strerror(errno));
+    if (ended == Ended::Badly || drawing.empty()) throw Fault("gnuplot could not draw the plot");
     return drawing;
 }

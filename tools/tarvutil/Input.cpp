@@ -1,15 +1,12 @@
 #include "Input.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
 #include "Fault.h"
+#include "System.h"
 
 namespace {
 
@@ -69,14 +66,14 @@ void NeedInput(const Input& input)
 FileReader::FileReader(const std::string& path, std::function<void()> beforeReading)
     : m_path(path),
       m_beforeReading(std::move(beforeReading)),
-      m_fd(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC))
+      m_fd(path == "-" ? StandardInput : OpenToRead(path))
 {
     if (m_fd < 0) CannotRead(m_path, errno);
 }
 
 FileReader::~FileReader()
 {
-    if (m_fd != STDIN_FILENO) close(m_fd);
+    if (m_fd != StandardInput) CloseFile(m_fd);
 }
 
 bool FileReader::NextLine(std::string_view& line)
@@ -112,9 +109,7 @@ bool FileReader::Fill()
     m_start = 0;
     if (m_buffer.size() < m_end + ReadSize) m_buffer.resize(std::max(m_end + ReadSize, 2 * m_end));
     m_beforeReading();
-    ssize_t count = 0;
-    do count = read(m_fd, m_buffer.data() + m_end, m_buffer.size() - m_end);
-    while (count < 0 && errno == EINTR);
+    const std::ptrdiff_t count = ReadSome(m_fd, m_buffer.data() + m_end, m_buffer.size() - m_end);
     if (count < 0) CannotRead(m_path, errno);
     m_end += static_cast<std::size_t>(count);
     return count > 0;

@@ -1,11 +1,10 @@
 #include "Messages.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <string>
 
 #include "Sentences.h"
+#include "System.h"
 
 using preview::Cause;
 
@@ -48,12 +47,12 @@ bool IsBalanceFinding(const preview::Finding& finding)
 void PrintMessage(Output& output, const Place& place, std::string_view text)
 {
     output.Flush();
-    WriteAll(STDERR_FILENO, place.Text() + ": " + Shown(text) + "\n");
+    WriteAll(StandardError, place.Text() + ": " + Shown(text) + "\n");
 }
 
 void PrintMessage(std::string_view text)
 {
-    WriteAll(STDERR_FILENO, "tarvutil: " + Shown(text) + "\n");
+    WriteAll(StandardError, "tarvutil: " + Shown(text) + "\n");
 }
 
 void PrintMessages(Output& output, const Place& place, const preview::Report& report)

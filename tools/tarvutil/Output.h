@@ -46,6 +46,3 @@ class Output
 struct ReaderGone
 {
 };
-
-// Writes all of text; false, with errno, when that fails.
-bool WriteAll(int fd, std::string_view text);

@@ -1,12 +1,13 @@
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "Commands.h"
 #include "ExitStatus.h"
 #include "Fault.h"
 #include "Messages.h"
+#include "System.h"
 
 namespace {
 
@@ -25,17 +26,18 @@ void AddCommands(CLI::App& program, int& exitStatus)
     AddDesign(program, exitStatus);
 }
 
-int Run(int argc, char** argv)
+int Run(const std::vector<std::string>& arguments)
 {
     CLI::App program("Stimulation patterns as text, and the command words that a current stimulator plays",
                      "tarvutil");
     int exitStatus = ExitDone;
     AddCommands(program, exitStatus);
-    const auto isAsked = [&](const CLI::App* command) { return command->check_name(argv[1]); };
-    if (argc > 1 && argv[1][0] != '-' && program.get_subcommands(isAsked).empty())
-        throw Fault("unknown command " + std::string(argv[1]) + "; see tarvutil --help");
+    const auto isAsked = [&](const CLI::App* command) { return command->check_name(arguments.front()); };
+    if (!arguments.empty() && arguments.front().compare(0, 1, "-") != 0 &&
+        program.get_subcommands(isAsked).empty())
+        throw Fault("unknown command " + arguments.front() + "; see tarvutil --help");
     try {
-        program.parse(argc, argv);
+        program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::Success& request) {  // --help, --version
         return program.exit(request);
     } catch (const CLI::ParseError& error) {
@@ -48,10 +50,8 @@ int Run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    // A reader that has gone shows as a failed write.
-    std::signal(SIGPIPE, SIG_IGN);
     try {
-        return Run(argc, argv);
+        return Run(StartProgram(argc, argv));
     } catch (const ReaderGone&) {
         return ExitDone;
     } catch (const std::exception& fault) {
