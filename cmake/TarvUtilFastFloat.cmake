@@ -20,3 +20,16 @@ function(tarvutil_fast_float_where_needed target)
         tarvutil_fast_float(${target})
     endif()
 endfunction()
+
+# tarvutil_numbers_by_fast_float(): the library TarvUtilNumbersByFastFloat, the same source compiled to read with
+# fast_float, with another name for its namespace, so that a program can compare both.
+function(tarvutil_numbers_by_fast_float)
+    if(TARGET TarvUtilNumbersByFastFloat)
+        return()
+    endif()
+    add_library(TarvUtilNumbersByFastFloat STATIC ${PROJECT_SOURCE_DIR}/src/NumberText.cpp)
+    target_compile_definitions(TarvUtilNumbersByFastFloat PRIVATE TARVUTIL_FAST_FLOAT Internal=ByFastFloat)
+    target_include_directories(TarvUtilNumbersByFastFloat PRIVATE ${PROJECT_SOURCE_DIR}/include)
+    tarvutil_fast_float(TarvUtilNumbersByFastFloat)
+    tarvutil_flags(TarvUtilNumbersByFastFloat)
+endfunction()
