@@ -1,6 +1,8 @@
 #include "Asked.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 #include "NumberText.h"
@@ -117,6 +119,8 @@ class AskedReader
 
     void FindControlCharacters()
     {
+        // Counted without a branch: there is hardly ever one.
+        if (std::count_if(m_asked.text.begin(), m_asked.text.end(), IsControl) == 0) return;
         for (std::size_t i = 0; i < m_asked.text.size(); ++i)
             if (IsControl(m_asked.text[i])) Note({Irregular::ControlCharacter, 0, -1, false, {i, 1}});
     }
@@ -168,8 +172,35 @@ class AskedReader
             Note({Irregular::PhaseCount, FieldOfPhases, -1, false, m_asked.phaseField});
     }
 
+    // A whole number of few digits, as most are; at moves after it. Reads as ReadNumber does.
+    static bool ReadShortWhole(const char*& at, const char* end, double& value)
+    {
+        constexpr std::ptrdiff_t MaxDigits = 9;
+        const bool negative = at != end && *at == '-';
+        if (negative) ++at;
+        const char* const first = at;
+        int whole = 0;
+        for (; at != end && IsDigit(*at) && at - first < MaxDigits; ++at) whole = 10 * whole + (*at - '0');
+        value = negative ? -static_cast<double>(whole) : static_cast<double>(whole);
+        return at != first;
+    }
+
+    // An item of two such numbers and no blank, read in one pass. False, and nothing read, for any other.
+    bool ReadPlainItem(std::string_view item)
+    {
+        const char* at = item.data();
+        const char* const end = at + item.size();
+        AskedPhase p;
+        if (at == end || *at++ != '(' || !ReadShortWhole(at, end, p.lenUsec) || at == end || *at++ != ',' ||
+            !ReadShortWhole(at, end, p.ampUa) || at != end)
+            return false;
+        m_asked.phases.push_back(p);
+        return true;
+    }
+
     void ReadItem(int index, std::string_view item, bool closed)
     {
+        if (closed && ReadPlainItem(item)) return;
         if (!closed && index > 0 && WithoutSpaces(item).empty())
             return Note({Irregular::BlankAfterPhases, FieldOfPhases, -1, false, Of(item)});
         // As the library cuts an item.
@@ -195,9 +226,19 @@ class AskedReader
             Note({Irregular::NotFinite, field, phase, isAmp, Of(number)});
     }
 
+    bool ReadPlainDuration(std::string_view field)
+    {
+        constexpr std::string_view Begin = "DurationMsec=[";
+        if (field.substr(0, Begin.size()) != Begin || field.back() != ']') return false;
+        const char* at = field.data() + Begin.size();
+        return *at != '-' && ReadShortWhole(at, field.data() + field.size() - 1, m_asked.trainMsec) &&
+               at == field.data() + field.size() - 1;
+    }
+
     void ReadDuration()
     {
         const std::string_view field = m_asked.At(m_asked.durationField);
+        if (ReadPlainDuration(field)) return;
         std::string_view value;
         if (BracketedValue(field, value)) {
             const bool endless =

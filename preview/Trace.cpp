@@ -10,29 +10,7 @@ namespace {
 
 using namespace TarvUtil::Internal;
 
-// Keeps the words of one phase, each with what it is for.
-class RecordingSink
-{
- public:
-    struct Record
-    {
-        CommandWord word;
-        WordRole role;
-    };
-
-    bool Put(const CommandWord& word, WordRole role)
-    {
-        m_records.push_back({word, role});
-        return true;
-    }
-
-    const std::vector<Record>& Records() const { return m_records; }
-    void Clear() { m_records.clear(); }
-
- private:
-    std::vector<Record> m_records;
-};
-
+// Runs the writer, and is the sink of its words: plays each back as the array has it.
 class Tracer
 {
  public:
@@ -42,63 +20,64 @@ class Tracer
           m_scale(scale),
           m_words(words),
           m_trace(trace),
-          m_writer(static_cast<float>(scale.timeStepUsec), static_cast<float>(scale.ampStepUa), m_sink)
+          m_writer(static_cast<float>(scale.timeStepUsec), static_cast<float>(scale.ampStepUa), *this)
     {}
+    Tracer(const Tracer&) = delete;
+    Tracer& operator=(const Tracer&) = delete;
 
     void Run()
     {
         const int count = m_pattern.PhaseCount();
-        for (int i = 0; i < count && !m_trace.foreign; ++i) {
-            m_sink.Clear();
-            TakePhase(i, i + 1 == count);
-        }
+        for (int i = 0; i < count && !m_trace.foreign; ++i) TracePhase(i, i + 1 == count);
         if (m_next != m_words.size()) m_trace.foreign = true;
         m_trace.periodUsec = PlayedUsec();
         PlaceLost();
+    }
+
+    // For the writer: the next word of the phase that is traced.
+    bool Put(const CommandWord& word, WordRole role)
+    {
+        const double start = PlayedUsec();
+        PlayWord(word);
+        if (role == WordRole::Junction) {
+            m_traced.junction = Shared(word, start);
+            m_traced.startUsec = m_traced.junction.changeUsec;
+        } else if (role == WordRole::Tail) {
+            m_traced.tail = Shared(word, start);
+            m_traced.paddedUsec = m_scale.timeStepUsec - CarriedUsec();
+            return true;
+        }
+        m_endOfSteps = PlayedUsec();
+        return true;
     }
 
  private:
     double PlayedUsec() const { return m_steps * m_scale.timeStepUsec; }
     double CarriedUsec() const { return static_cast<double>(m_writer.State().carriedUsec); }
 
-    void TakePhase(int i, bool last)
+    void TracePhase(int i, bool last)
     {
         const phase& p = *m_pattern.Phase(i);
-        TracedPhase traced;
-        traced.ampSteps = AmpStepsOf(p);
         const double start = PlayedUsec();
         const double carried = CarriedUsec();
-        traced.startUsec = start;
-        if (!m_writer.Write(p, i == 0, last)) {
-            m_trace.foreign = true;
-            return;
+        const std::size_t firstWord = m_next;
+        m_traced = {};
+        m_traced.ampSteps = AmpStepsOf(p);
+        m_traced.startUsec = start;
+        m_endOfSteps = start;
+        m_phase = i;
+        if (!(carried > 0)) m_stepOwner = i;
+        if (!m_writer.Write(p, i == 0, last)) m_trace.foreign = true;
+        m_traced.gainedUsec = m_endOfSteps - start + CarriedUsec() - carried -
+                              m_traced.junction.lengthenedUsec - static_cast<double>(p.len);
+        const bool hasWords = m_next != firstWord;
+        if (carried > 0 && m_traced.junction.word == 0) {
+            m_traced.lost = !(p.len > 0) && !hasWords;
+            m_traced.takenUsec = m_traced.lost ? 0 : carried;
         }
-        double whole = start;  // played without the tail word
-        bool first = true;
-        for (const RecordingSink::Record& record : m_sink.Records()) {
-            const double wordStart = PlayedUsec();
-            TakeWord(record, first && carried > 0 ? m_carriedFrom : i, i);
-            first = false;
-            if (record.role == WordRole::Junction) {
-                traced.junction = Shared(record.word, wordStart, carried);
-                traced.startUsec = traced.junction.changeUsec;
-            } else if (record.role == WordRole::Tail) {
-                traced.tail = Shared(record.word, wordStart, CarriedUsec());
-                traced.paddedUsec = m_scale.timeStepUsec - CarriedUsec();
-                continue;
-            }
-            whole = PlayedUsec();
-        }
-        traced.gainedUsec = whole - start + CarriedUsec() - carried - traced.junction.lengthenedUsec -
-                            static_cast<double>(p.len);
-        if (carried > 0 && traced.junction.word == 0) {
-            traced.lost = !(p.len > 0) && m_sink.Records().empty();
-            traced.takenUsec = traced.lost ? 0 : carried;
-        }
-        if (!m_sink.Records().empty() || !(carried > 0)) m_carriedFrom = i;
         m_trace.endUsec =
-            traced.tail.word != 0 && traced.ampSteps != 0 ? traced.tail.changeUsec : PlayedUsec();
-        m_trace.phases.push_back(traced);
+            m_traced.tail.word != 0 && m_traced.ampSteps != 0 ? m_traced.tail.changeUsec : PlayedUsec();
+        m_trace.phases.push_back(m_traced);
     }
 
     int AmpStepsOf(const phase& p) const
@@ -107,33 +86,34 @@ class Tracer
         return std::clamp(ToInt(AmplitudeSteps(p.amp, static_cast<float>(m_scale.ampStepUa))), -Most, Most);
     }
 
-    // The next word of the array must be the one that was recorded. The in-pulse flag says nothing about the current,
-    // and where the phases carry none the low half is empty.
-    void TakeWord(const RecordingSink::Record& record, int firstPhase, int lastPhase)
+    // The next word of the array must be the one that the writer puts. The in-pulse flag says nothing about the
+    // current, and where the phases carry none the low half is empty.
+    void PlayWord(const CommandWord& word)
     {
         constexpr unsigned int LowHalf = 0xFFFFU;
-        const unsigned int written = PackWord(record.word);
+        const unsigned int written = PackWord(word);
         const unsigned int taken = m_next < m_words.size() ? m_words[m_next] : 0;
-        if (taken != written && !(record.word.ampSteps == 0 && taken == (written & ~LowHalf)))
+        if (taken != written && !(word.ampSteps == 0 && taken == (written & ~LowHalf)))
             m_trace.foreign = true;
         ++m_next;
         m_played = playback::Unpack(taken);
         m_steps += m_played.timeSteps;
-        m_trace.words.push_back({firstPhase, lastPhase});
+        m_trace.words.push_back({m_stepOwner, m_phase});
+        m_stepOwner = m_phase;
     }
 
-    // The word taken last, of a step that holds a current before the carried time is over, or after it.
-    SharedStep Shared(const CommandWord& meant, double start, double carriedUsec) const
+    // The word played last, of a step that holds a current before the carried time is over, or after it.
+    SharedStep Shared(const CommandWord& meant, double start) const
     {
         SharedStep step;
         step.word = m_next - 1;
         step.splitUsec = meant.splitUsec;
         step.lengthenedUsec = (m_played.timeSteps - 1.0) * m_scale.timeStepUsec;
-        step.changeUsec = start + carriedUsec;
+        step.changeUsec = start + CarriedUsec();
         if (meant.ampSteps == 0) return step;
         const bool untilEnd = !meant.ampAfterSplit && m_played.ampAfterSplit;
         step.changeUsec = untilEnd ? PlayedUsec() : std::min(start + m_played.splitUsec, PlayedUsec());
-        step.cutUsec = carriedUsec - meant.splitUsec;
+        step.cutUsec = CarriedUsec() - meant.splitUsec;
         step.errorUsec = step.changeUsec - start - meant.splitUsec;
         return step;
     }
@@ -152,12 +132,14 @@ class Tracer
     const playback::Scale& m_scale;
     const std::vector<unsigned int>& m_words;
     Trace& m_trace;
-    RecordingSink m_sink;
-    CommandWriter<RecordingSink> m_writer;
+    CommandWriter<Tracer> m_writer;
     std::size_t m_next = 1;
-    playback::Word m_played{};  // the word taken last
-    double m_steps = 0;         // time steps that the words taken so far last
-    int m_carriedFrom = 0;      // the phase that began the step which is not finished
+    playback::Word m_played{};  // the word played last
+    double m_steps = 0;         // time steps that the words played so far last
+    TracedPhase m_traced;       // the phase that is traced
+    int m_phase = 0;            // its index
+    double m_endOfSteps = 0;    // when its steps end, without its tail word
+    int m_stepOwner = 0;        // the phase that began the step which is not finished
 };
 
 }  // namespace
