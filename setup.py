@@ -1,28 +1,37 @@
-"""Builds the compiled core of the Python package, with the library in it."""
+"""Builds the compiled core of the Python package, with the library in it.
 
-import glob
+TARVUTIL_SYSTEM_LIBRARY=1 links libTarvUtil.so instead and compiles only what is not in it; TARVUTIL_LIBRARY_DIR is where
+the linker looks for it besides the usual places.
+"""
+
 import os
+import re
+from glob import glob
 
-from pybind11.setup_helpers import Pybind11Extension, build_ext
+from pybind11.setup_helpers import ParallelCompile, Pybind11Extension, build_ext
 from setuptools import setup
 
-SOURCES = ["python/core.cpp", *(p for room in ("src", "playback", "preview") for p in sorted(glob.glob(room + "/*.cpp")))]
+with open("CMakeLists.txt", encoding="utf-8") as project:
+    VERSION = re.findall(r"project\(TarvUtil VERSION ([0-9.]+)", project.read())[0]
 
-# TARVUTIL_SYSTEM_LIBRARY=1 links libTarvUtil.so and compiles only what is not in it.
+ROOMS = ["src", "playback", "preview", "python/core"]
+SOURCES = [path for room in ROOMS for path in sorted(glob(f"{room}/*.cpp"))] + ["tools/samebits/Lives.cpp"]
+
 SHARED = os.environ.get("TARVUTIL_SYSTEM_LIBRARY") == "1"
 if SHARED:
-    SOURCES = [p for p in SOURCES if not p.startswith("src/") or p == "src/NumberText.cpp"]
+    SOURCES = [path for path in SOURCES if not path.startswith("src/") or path == "src/NumberText.cpp"]
 
 core = Pybind11Extension(
     "tarvutil._core",
     SOURCES,
-    include_dirs=["include", "src", "playback", "preview"],
+    include_dirs=["include", *ROOMS, "tools/samebits"],
     libraries=["TarvUtil"] if SHARED else [],
-    library_dirs=[p for p in [os.environ.get("TARVUTIL_LIBRARY_DIR")] if p],
-    define_macros=[("TARVUTIL_VERSION", '"1.0.0"')],
+    library_dirs=os.environ.get("TARVUTIL_LIBRARY_DIR", "").split(),
+    define_macros=[("TARVUTIL_VERSION", f'"{VERSION}"')],
     cxx_std=17,
     # The words come out the same, to the bit, with every build.
     extra_compile_args=["-ffp-contract=off", "-O2", "-g0"],
 )
 
-setup(ext_modules=[core], cmdclass={"build_ext": build_ext})
+ParallelCompile("TARVUTIL_BUILD_JOBS").install()
+setup(version=VERSION, ext_modules=[core], cmdclass={"build_ext": build_ext})

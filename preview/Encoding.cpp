@@ -1,6 +1,7 @@
 #include "Encoding.h"
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 #include "SpecificationText.h"
@@ -82,14 +83,34 @@ void EncodePattern(const Stimulator& stimulator, Encoding& encoding)
         encoding.refusal = RefusalOf(stimulator, pattern.Phases());
 }
 
-}  // namespace
-
-void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding)
+void Clear(Encoding& encoding)
 {
     encoding.errors.clear();
     encoding.warnings.clear();
     encoding.words.clear();
     encoding.refusal.reset();
+}
+
+Asked AskedOf(AnyPattern pattern)
+{
+    constexpr std::string_view Head = "Pattern";
+    StimPattern& base = Base(pattern);
+    Asked asked;
+    asked.text.append(Head).append(":").append(base.ToString());
+    asked.head = {0, Head.size()};
+    for (const phase& p : base.Phases())
+        asked.phases.push_back({static_cast<double>(p.len), static_cast<double>(p.amp)});
+    asked.trainMsec = base.IsContinuous() ? std::numeric_limits<double>::infinity()
+                                          : static_cast<double>(base.TrainLength());
+    if (const auto* lilly = std::get_if<LillyPattern>(&pattern)) asked.balanceMode = lilly->BalanceMode();
+    return asked;
+}
+
+}  // namespace
+
+void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding)
+{
+    Clear(encoding);
     ReadAsked(text, stimulator.pattern, encoding.asked);
     MakeEmpty(encoding.pattern);
     if (reading == Reading::Strict && encoding.asked.irregular != 0)
@@ -97,6 +118,17 @@ void Encode(const Stimulator& stimulator, std::string_view text, Reading reading
     else
         ReadPattern(stimulator, encoding);
     if (!encoding.refusal) EncodePattern(stimulator, encoding);
+}
+
+void Encode(const Stimulator& stimulator, const AnyPattern& pattern, Encoding& encoding)
+{
+    Clear(encoding);
+    encoding.asked = AskedOf(pattern);
+    encoding.pattern = pattern;
+    if (encoding.asked.phases.empty())
+        Refuse(RefusalReason::NoPhases, encoding);
+    else
+        EncodePattern(stimulator, encoding);
 }
 
 std::vector<phase> PhasesRead(const Stimulator& stimulator, const Encoding& encoding)

@@ -43,6 +43,10 @@ enum class Reading
 // Reads a text into a fresh pattern and encodes it, in the memory that encoding holds, a place of the same stimulator.
 void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding);
 
+// Encodes a copy of the pattern, one of the same stimulator. What is asked are its phases and train as they stand, and
+// its balance mode.
+void Encode(const Stimulator& stimulator, const AnyPattern& pattern, Encoding& encoding);
+
 // The phases as the library's reader makes them of the text: lengths whole microseconds, amplitudes whole steps; not
 // yet clamped or balanced. Empty when the reader refuses them.
 std::vector<phase> PhasesRead(const Stimulator& stimulator, const Encoding& encoding);

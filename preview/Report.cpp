@@ -2,13 +2,28 @@
 
 namespace preview {
 
-void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report)
+namespace {
+
+void Compare(const Limits& limits, Report& report)
 {
     report.excesses.clear();
-    Encode(report.stimulator, text, reading, report.encoding);
     if (!report.encoding.Encoded()) return;
     FindDeviations(report.stimulator, report.encoding, report.deviations);
     FindExcesses(limits, report.deviations, report.excesses);
+}
+
+}  // namespace
+
+void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report)
+{
+    Encode(report.stimulator, text, reading, report.encoding);
+    Compare(limits, report);
+}
+
+void ReportOn(const AnyPattern& pattern, const Limits& limits, Report& report)
+{
+    Encode(report.stimulator, pattern, report.encoding);
+    Compare(limits, report);
 }
 
 }  // namespace preview

@@ -25,5 +25,7 @@ struct Report
 
 // Reports on a text, in the memory that report holds.
 void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report);
+// Reports on a pattern of the same stimulator, as it stands.
+void ReportOn(const AnyPattern& pattern, const Limits& limits, Report& report);
 
 }  // namespace preview

@@ -15,10 +15,12 @@ An object is used by one thread at a time; different objects are independent.
 from ._core import version as __version__
 from .errors import NotPlayable
 from .patterns import LillyPattern, Pattern, PlainPattern, Play
+from .played import Played, decode
 from .reports import AskedPlayed, Excess, Finding, PhaseReport, Refusal, Report
-from .stimulator import Stimulator
+from .stimulator import LIMITS, Stimulator
 
 __all__ = [
+    "LIMITS",
     "AskedPlayed",
     "Excess",
     "Finding",
@@ -28,8 +30,10 @@ __all__ = [
     "PhaseReport",
     "PlainPattern",
     "Play",
+    "Played",
     "Refusal",
     "Report",
     "Stimulator",
     "__version__",
+    "decode",
 ]

@@ -2,19 +2,45 @@
 
 from __future__ import annotations
 
-from typing import Optional
+import json
+from typing import Any, Dict, Optional
+
+from . import _core
 
 
 class NotPlayable(ValueError):
-    """A pattern or a text that cannot be played as it was asked; nothing was changed.
+    """A pattern or a text that cannot be played as it was asked. Nothing was changed.
 
-    phase: index of the phase that cannot be played, or None.
     reason: why, in one sentence.
+    phase: index of the phase that cannot be played, or None.
     advice: what would work, or None.
+    text_index: which of several texts it is, from 0, or None.
     """
 
-    def __init__(self, reason: str, phase: Optional[int] = None, advice: Optional[str] = None) -> None:
-        super().__init__(reason if advice is None else f"{reason}; {advice}")
+    def __init__(
+        self,
+        reason: str,
+        phase: Optional[int] = None,
+        advice: Optional[str] = None,
+        text_index: Optional[int] = None,
+    ) -> None:
+        place = "" if text_index is None else f"text {text_index}: "
+        super().__init__(place + reason + ("" if advice is None else f"; {advice}"))
         self.reason = reason
         self.phase = phase
         self.advice = advice
+        self.text_index = text_index
+
+
+def not_playable(refused: _core.NotPlayable, text_index: Optional[int] = None) -> NotPlayable:
+    """The exception for a refusal of the compiled core, which brings the JSON of the report on it."""
+    return not_playable_from(json.loads(str(refused)), text_index)
+
+
+def not_playable_from(report: Dict[str, Any], text_index: Optional[int] = None) -> NotPlayable:
+    """The exception for a report that has no words."""
+    refusal = report["refusal"]
+    reason = "; ".join(report.get("errors", [])) or refusal["text"] or "there are no words"
+    adjusted = report.get("adjusted")
+    advice = f"repaired, the phases would be {adjusted['text']}" if adjusted and adjusted["fits"] else None
+    return NotPlayable(reason, refusal["phase"], advice, text_index)

@@ -3,53 +3,58 @@
 from __future__ import annotations
 
 import math
-from typing import TYPE_CHECKING, Any, Callable, Dict, List, Optional, Tuple, Union
+import weakref
+from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Union, overload
 
-import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from .errors import NotPlayable
+from .errors import NotPlayable, not_playable
+from .numbers import INT32_MAX, Phases, Words, above_zero, milliseconds, phase_array, same, single, whole
 
 if TYPE_CHECKING:
     from .stimulator import Stimulator
 
-Words = npt.NDArray[np.uint32]
-Phases = npt.NDArray[np.float32]
+OwnAdjust = Callable[[Phases, Phases, int], Optional[Phases]]
+OwnPeriod = Callable[[Phases, float], Optional[Phases]]
 
 
-def _single(name: str, value: float, endless: bool = False) -> float:
-    """value, finite in single precision (or infinite, for a train without end)."""
-    number = float(value)
-    if endless and number == math.inf:
-        return number
-    if not math.isfinite(number) or not math.isfinite(float(np.float32(min(max(number, -3.5e38), 3.5e38)))):
-        raise ValueError(f"{name}: {value!r} is not a finite number in single precision")
-    return number
+class Parameter:
+    """A number of a pattern. Reading it gives what is in effect; assigning to it is `set` of that one parameter."""
 
+    def __init__(self, doc: str) -> None:
+        self.__doc__ = doc
+        self.name = ""
 
-def _whole(name: str, value: int, low: int, high: int) -> int:
-    if isinstance(value, bool) or int(value) != value or not low <= value <= high:
-        raise ValueError(f"{name}: {value!r} is not a whole number from {low} to {high}")
-    return int(value)
+    def __set_name__(self, owner: type, name: str) -> None:
+        self.name = name
 
+    @overload
+    def __get__(self, pattern: None, owner: type) -> "Parameter": ...
 
-def _same(asked: float, got: float) -> bool:
-    """Equal but for what single precision does to a value on the way."""
-    if asked == got:
-        return True
-    single = float(np.float32(asked))
-    return math.isfinite(single) and abs(single - got) <= 1e-6 * abs(single)
+    @overload
+    def __get__(self, pattern: "BasePattern", owner: type) -> float: ...
+
+    def __get__(self, pattern: Optional["BasePattern"], owner: type) -> Union["Parameter", float]:
+        return self if pattern is None else read(pattern._core, self.name)
+
+    def __set__(self, pattern: "BasePattern", value: float) -> None:
+        pattern._change({self.name: value}, exact=True)
 
 
 class BasePattern:
     """What all kinds of patterns have in common.
 
-    Reading `words` of a pattern that does not fit the time steps or the budget raises NotPlayable.
+    A pattern is used by one thread at a time.
     """
 
-    _core: _core.Pattern
-    stimulator: "Stimulator"
+    # In the order in which they are set: each may change those after it.
+    _parameters: Tuple[str, ...] = ("period_ms", "frequency_hz", "train_ms", "pulses")
+
+    period_ms = Parameter("Length of one cycle, milliseconds. The train keeps its length.")
+    frequency_hz = Parameter("Cycles per second; above 0. The train keeps its length.")
+    train_ms = Parameter("Length of the train, milliseconds, at least one period; infinite for one without end.")
+    pulses = Parameter("Cycles in the train, from 1; infinite for a train without end.")
 
     def __init__(self, stimulator: "Stimulator", core: _core.Pattern) -> None:
         self.stimulator = stimulator
@@ -58,219 +63,243 @@ class BasePattern:
 
     @property
     def words(self) -> Words:
-        """The word array, uint32, word 0 with the number of cycles first; read-only.
+        """The word array: uint32 of shape (n,), word 0 with the number of cycles first; read-only.
 
-        An array that was handed out keeps its values, whatever is edited later.
+        An array that was handed out keeps its values, whatever is edited later. Raises NotPlayable when the phases do
+        not fit the time steps or the budget.
         """
-        count = self._core.change_count
-        if self._words is None or self._words[0] != count:
-            words = self._core.words()
-            if len(words) == 0:
-                raise NotPlayable("the phases do not fit the time steps or the budget")
+        if self._words is None or self._words[0] != self._core.change_count:
+            words = _words(self._core)
             self._words = (self._core.change_count, words)
         return self._words[1]
 
     @property
     def phases(self) -> Phases:
-        """A copy of the phases, float32 of shape (n, 2): length in microseconds, amplitude in microamperes.
+        """A copy of the phases: float32 of shape (n, 2), length in microseconds and amplitude in microamperes.
 
-        Assigning an array of that shape replaces all phases, or raises NotPlayable.
+        Assigning an array of that shape replaces all phases, clamped to the largest amplitude, or raises NotPlayable
+        and changes nothing.
         """
         return self._core.phases()
 
     @phases.setter
     def phases(self, phases: npt.ArrayLike) -> None:
-        array = _phase_array(phases)
-        if not self._core.set_phases(array):
-            raise NotPlayable("the phases do not fit the time steps or the budget")
+        self._set_phases(phases)
 
-    def set_phase(self, index: int, length_us: float, amplitude_ua: float) -> None:
-        """Offers a phase in the place of phase index; raises NotPlayable when the pattern refuses it."""
-        length, amplitude = _single("length_us", length_us), _single("amplitude_ua", amplitude_ua)
-        if not self._core.set_phase(_whole("index", index, 0, 2**31 - 1), length, amplitude):
-            raise NotPlayable(f"phase {index} ({length_us} us, {amplitude_ua} uA) is refused", index)
+    def _set_phases(self, phases: npt.ArrayLike) -> None:
+        try:
+            self._core.set_phases(phase_array(phases))
+        except _core.NotPlayable as refused:
+            raise not_playable(refused) from None
 
-    @property
-    def period_ms(self) -> float:
-        return self._core.period_ms
+    def _begin(self, phases: npt.ArrayLike, parameters: Dict[str, float]) -> None:
+        self._set_phases(phases)
+        self._change(parameters if "train_ms" in parameters else {"pulses": 1, **parameters}, exact=True)
 
-    @period_ms.setter
-    def period_ms(self, period_ms: float) -> None:
-        self._core.set_period(_single("period_ms", period_ms))
+    def set_phase(self, index: int, length_us: float, amplitude_ua: float, *, exact: bool = True) -> None:
+        """Offers a phase in the place of phase index, from 0: microseconds, microamperes.
 
-    @property
-    def train_ms(self) -> float:
-        """Length of the train, milliseconds; infinite without end. Assigning a train below one period gives one."""
-        return self._core.train_ms
+        Raises NotPlayable, and changes nothing, when the pattern refuses it; with exact also when the pattern would
+        hold something else there, repaired or clamped.
+        """
+        place = whole("index", index, 0, INT32_MAX)
+        asked = (single("length_us", length_us), single("amplitude_ua", amplitude_ua))
+        trial = self._core.copy()
+        if not trial.set_phase(place, *asked):
+            raise NotPlayable(f"phase {place} ({asked[0]:.9g} us, {asked[1]:.9g} uA) is refused", place)
+        held = trial.phases()[place]
+        if exact and not all(same(a, float(b)) for a, b in zip(asked, held)):
+            raise NotPlayable(
+                f"phase {place}: ({asked[0]:.9g} us, {asked[1]:.9g} uA) is asked, "
+                f"({held[0]:.9g} us, {held[1]:.9g} uA) would be in effect",
+                place,
+                "exact=False takes it",
+            )
+        self._core.assign(trial)
 
-    @train_ms.setter
-    def train_ms(self, train_ms: float) -> None:
-        self._core.set_train(_single("train_ms", train_ms, endless=True))
+    def set(self, *, exact: bool = True, **parameters: float) -> Dict[str, float]:
+        """Sets several parameters at once, or none of them, and returns what is in effect.
 
-    @property
-    def pulses(self) -> float:
-        """Cycles in the train; infinite without end."""
-        return math.inf if self._core.continuous else self._core.cycles
+        With exact, raises NotPlayable when a parameter would not be what was asked, after rounding to single
+        precision, or when the pattern would have no words. Without, takes what the library makes of the parameters:
+        an amplitude of a balanced pulse is clamped in each of its phases, and the charges then differ.
+        The pattern stays as it was before the call whenever an exception is raised.
+        """
+        return self._change(parameters, exact)
 
-    @pulses.setter
-    def pulses(self, pulses: int) -> None:
-        self._core.set_cycles(_whole("pulses", pulses, 1, 2**31 - 1))
+    def _change(self, parameters: Dict[str, float], exact: bool) -> Dict[str, float]:
+        for name in parameters:
+            if name not in self._parameters:
+                raise TypeError(f"{name}: there is no such parameter; {', '.join(self._parameters)}")
+        trial = self._core.copy()
+        extend = "period_ms" in parameters or "frequency_hz" in parameters
+        for name in self._parameters:
+            if name in parameters:
+                write(trial, name, parameters[name], extend)
+        effect = {name: read(trial, name) for name in parameters}
+        if exact:
+            for name, asked in parameters.items():
+                if not _in_effect(name, float(asked), effect[name]):
+                    raise NotPlayable(
+                        f"{name}: {float(asked):.9g} is asked, {effect[name]:.9g} would be in effect",
+                        advice=_advice(name, extend),
+                    )
+            _words(trial)
+        self._core.assign(trial)
+        return effect
 
     @property
     def text(self) -> str:
-        """The specification string, with the head "Python"; it holds six decimals of each number."""
-        return "Python:" + self._core.text()
+        """The specification string, with the head "Pattern" and six decimals of each number.
 
-    def play(self, channel: int = 0, now_ms: int = 0, clock: Optional[Callable[[], int]] = None) -> "Play":
+        Reading it back rounds lengths to whole microseconds and amplitudes to whole steps.
+        """
+        return "Pattern:" + self._core.text()
+
+    def play(
+        self, channel: int = 0, now_ms: int = 0, clock: Optional[Callable[[], int]] = None
+    ) -> "Play":
         """A continued play of which the first block, the present words, is sent at now_ms. See Play."""
         return Play(self, channel, now_ms, clock)
 
 
-def _phase_array(phases: npt.ArrayLike) -> Phases:
-    array = np.asarray(phases)
-    if array.ndim != 2 or array.shape[1] != 2:
-        raise ValueError(f"phases: shape {array.shape} is not (n, 2): length_us, amplitude_ua")
-    if array.dtype.kind not in "iuf":
-        raise ValueError(f"phases: numbers are needed, not {array.dtype}")
-    return np.ascontiguousarray(array, dtype=np.float32)
-
-
 class PlainPattern(BasePattern):
-    """Any number of phases, played as they are or refused."""
+    """Any number of phases, played as they are or refused.
 
-    _core: _core.Plain
+    phases: an array of shape (n, 2), lengths in microseconds and amplitudes in microamperes; n from 1. The train is
+    one period unless train_ms or pulses is given. A period that is set changes the last phase. Raises NotPlayable when the phases do not fit.
+    """
 
-    def __init__(self, stimulator: "Stimulator", phases: Optional[npt.ArrayLike] = None) -> None:
-        super().__init__(stimulator, _core.Plain(stimulator.core))
-        if phases is not None:
-            self.phases = phases  # type: ignore[assignment]
+    def __init__(self, stimulator: "Stimulator", phases: npt.ArrayLike, **parameters: float) -> None:
+        super().__init__(stimulator, _core.Plain(stimulator.plain_core))
+        self._begin(phases, parameters)
 
 
 class Pattern(BasePattern):
     """A kind of pattern of your own: override adjust_phases and set_period.
 
-    Both get copies. An exception in them refuses the edit, and is raised when the library has returned.
+    phases: as PlainPattern's. Both functions get copies. While one of them runs, the pattern can be read and not
+    edited. An exception in them refuses the edit and is raised when the library has returned.
     """
 
-    def __init__(self, stimulator: "Stimulator", phases: Optional[npt.ArrayLike] = None) -> None:
-        super().__init__(stimulator, _core.OwnKind(stimulator.core, self._adjust, self._set_period))
-        if phases is not None:
-            self.phases = phases  # type: ignore[assignment]
+    def __init__(self, stimulator: "Stimulator", phases: npt.ArrayLike, **parameters: float) -> None:
+        pattern = weakref.ref(self)
+
+        def adjust(current: Phases, proposed: Phases, budget: int) -> Optional[Phases]:
+            me = pattern()
+            adjusted = None if me is None else me.adjust_phases(current, proposed, budget)
+            return None if adjusted is None else phase_array(adjusted)
+
+        def period(current: Phases, period_ms: float) -> Optional[Phases]:
+            me = pattern()
+            changed = None if me is None else me.set_period(current, period_ms)
+            return None if changed is None else phase_array(changed)
+
+        super().__init__(stimulator, _core.OwnKind(stimulator.plain_core, adjust, period))
+        self._begin(phases, parameters)
 
     def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> Optional[npt.ArrayLike]:
         """Phases that fit in the place of proposed, which do not, or None to refuse the edit.
 
-        current, proposed: float32 of shape (n, 2). budget: words besides word 0.
+        current, proposed: float32 of shape (n, 2), microseconds and microamperes. budget: words besides word 0.
         """
         return None
 
     def set_period(self, current: Phases, period_ms: float) -> Optional[npt.ArrayLike]:
-        """The phases with a period as near to period_ms as the kind allows, or None to keep the period."""
+        """The phases with a period as near to period_ms (milliseconds) as the kind allows, or None to keep it."""
         return None
-
-    def _adjust(self, current: Phases, proposed: Phases, budget: int) -> Optional[Phases]:
-        adjusted = self.adjust_phases(current, proposed, budget)
-        return None if adjusted is None else _phase_array(adjusted)
-
-    def _set_period(self, current: Phases, period_ms: float) -> Optional[Phases]:
-        phases = self.set_period(current, period_ms)
-        return None if phases is None else _phase_array(phases)
-
-
-_LILLY_ORDER = (
-    "phase1_us",
-    "ipi_us",
-    "balance",
-    "amplitude_ua",
-    "phase2_us",
-    "amplitude2_ua",
-    "offset_ms",
-    "period_ms",
-    "frequency_hz",
-    "train_ms",
-    "pulses",
-)
 
 
 class LillyPattern(BasePattern):
     """A charge-balanced biphasic pulse within a period: offset, phase 1, interphase interval, phase 2, end phase.
 
-    amplitude_ua: of phase 1, microamperes; negative for a cathodal phase first.
-    phase1_us, ipi_us: lengths of phase 1 and the interphase interval, microseconds.
-    balance: 0 off, or 1 to 4 for a phase 2 that is 1, 2, 4 or 8 times weaker and longer than phase 1.
-    phase2_us, amplitude2_ua: of phase 2, without a balance mode.
-    offset_ms: time before phase 1, milliseconds.
-    frequency_hz or period_ms: pulse rate, or its period.
-    train_ms or pulses: length of the train, milliseconds (infinite without end), or its number of pulses.
+    A new one has phases of 100 us and three amplitude steps, 100 us apart, cathodal first, in a period of 100 ms and
+    a train of 1 s. Lengths fit the period, or change it when period_ms or frequency_hz is set in the same call.
+
+        >>> import tarvutil as tv
+        >>> stim = tv.Stimulator(time_step_us=20, amp_step_ua=1)
+        >>> pulse = stim.lilly(amplitude_ua=-60, phase1_us=200, balance=2, frequency_hz=100)
+        >>> pulse.phase2_us, pulse.amplitude2_ua
+        (400.0, 30.0)
+        >>> pulse.set(amplitude_ua=-70.4, exact=False)
+        {'amplitude_ua': -70.0}
+        >>> pulse.amplitude_ua = -70.4
+        Traceback (most recent call last):
+            ...
+        tarvutil.errors.NotPlayable: amplitude_ua: -70.4 is asked, -70 would be in effect; exact=False takes it
     """
 
-    _core: _core.Lilly
+    _parameters = (
+        "phase1_us",
+        "ipi_us",
+        "balance",
+        "amplitude_ua",
+        "phase2_us",
+        "amplitude2_ua",
+        "offset_ms",
+        *BasePattern._parameters,
+    )
+
+    amplitude_ua = Parameter("Current of phase 1, microamperes, whole steps; negative for a cathodal phase first.")
+    phase1_us = Parameter("Length of phase 1, microseconds.")
+    ipi_us = Parameter("Interphase interval, microseconds.")
+    balance = Parameter("0 off, or 1 to 4: phase 2 is 1, 2, 4 or 8 times weaker and longer than phase 1.")
+    phase2_us = Parameter("Length of phase 2, microseconds; follows from phase 1 when balance is not 0.")
+    amplitude2_ua = Parameter("Current of phase 2, microamperes; follows from phase 1 when balance is not 0.")
+    offset_ms = Parameter("Time before phase 1, milliseconds.")
 
     def __init__(self, stimulator: "Stimulator", **parameters: float) -> None:
-        super().__init__(stimulator, _core.Lilly(stimulator.core))
+        super().__init__(stimulator, _core.Lilly(stimulator.lilly_core))
         if parameters:
-            self.set(**parameters)
+            self._change(parameters, exact=True)
 
-    def set(self, *, exact: bool = True, **parameters: float) -> Dict[str, float]:
-        """Sets several parameters at once and returns what is in effect.
-
-        With exact, raises NotPlayable when a parameter would not be what was asked, after rounding to single
-        precision, or when the pattern would have no words; the pattern then stays as it was before the call.
-        """
-        unknown = set(parameters) - set(_LILLY_ORDER)
-        if unknown:
-            raise TypeError(f"a Lilly pattern has no parameter {sorted(unknown)[0]!r}")
-        trial = self._core.copy()
-        for name in _LILLY_ORDER:
-            if name in parameters:
-                _set_lilly(trial, name, parameters[name])
-        effect = {name: _get_lilly(trial, name) for name in parameters}
-        if exact:
-            for name, asked in parameters.items():
-                if not _same(float(asked), effect[name]):
-                    raise NotPlayable(
-                        f"{name}: {asked:g} is asked, {effect[name]:g} would be in effect",
-                        advice="exact=False takes what the library makes of it",
-                    )
-            if len(trial.words()) == 0:
-                raise NotPlayable("the pulse does not fit the time steps or the budget")
-        self._core = trial
-        self._words = None
-        return effect
-
-    def __getattr__(self, name: str) -> float:
-        if name in _LILLY_ORDER:
-            return _get_lilly(self._core, name)
-        raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
-
-    def __setattr__(self, name: str, value: Any) -> None:
-        if name in _LILLY_ORDER:
-            self.set(**{name: value})
-        else:
-            super().__setattr__(name, value)
+    def _set_phases(self, phases: npt.ArrayLike) -> None:
+        array = phase_array(phases)
+        if len(array) != 5:
+            raise ValueError(f"phases: a Lilly pattern has 5, not {len(array)}")
+        super()._set_phases(array)
 
 
-def _set_lilly(core: _core.Lilly, name: str, value: float) -> None:
+def _words(core: _core.Pattern) -> Words:
+    try:
+        return core.words()
+    except _core.NotPlayable as refused:
+        raise not_playable(refused) from None
+
+
+def read(core: _core.Pattern, name: str) -> float:
+    """The parameter of that name in effect."""
+    if name == "pulses" and core.continuous:
+        return math.inf
+    value: float = getattr(core, name)
+    return value
+
+
+def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> None:
+    """Sets the parameter of that name. With extend_period a length may make the period longer."""
+    setter = getattr(core, "set_" + name)
     if name == "balance":
-        core.set_balance(_whole(name, int(value) if float(value).is_integer() else value, 0, 4))  # type: ignore[arg-type]
+        setter(whole(name, value, 0, 4))
     elif name == "pulses":
-        core.set_cycles(_whole(name, int(value) if float(value).is_integer() else value, 1, 2**31 - 1))  # type: ignore[arg-type]
-    elif name == "frequency_hz":
-        if not value > 0:
-            raise ValueError(f"frequency_hz: {value!r} is not above 0")
-        core.set_frequency(_single(name, value))
-    elif name == "period_ms":
-        core.set_period(_single(name, value))
+        setter(whole(name, value, 1, INT32_MAX))
+    elif name in ("period_ms", "frequency_hz"):
+        setter(above_zero(name, value))
     elif name == "train_ms":
-        core.set_train(_single(name, value, endless=True))
+        setter(single(name, value, endless=True))
+    elif name.startswith("amplitude"):
+        setter(single(name, value))
     else:
-        getattr(core, "set_" + name)(_single(name, value))
+        setter(single(name, value), extend_period)
 
 
-def _get_lilly(core: _core.Lilly, name: str) -> float:
-    if name == "pulses":
-        return math.inf if core.continuous else core.cycles
-    return float(getattr(core, name))
+def _advice(name: str, extend_period: bool) -> str:
+    if name in ("phase1_us", "phase2_us", "ipi_us", "offset_ms") and not extend_period:
+        return "exact=False takes it; set period_ms or frequency_hz as well where it does not fit the period"
+    return "exact=False takes it"
+
+
+def _in_effect(name: str, asked: float, got: float) -> bool:
+    return asked == got if name in ("balance", "pulses") else same(asked, got)
 
 
 class Play:
@@ -283,38 +312,51 @@ class Play:
             if block is not None:
                 send(block)
 
-    A block is due 4095 periods after the one before, and is given from 3 ms after that on.
+    channel: number of the stimulator's channel, kept for the caller. now_ms: when the first block is sent, in whole
+    milliseconds of any clock. clock: gives the time when a call does not; read now, too.
+
+    A block is due 4095 periods after the one before, and is handed out from 3 ms after that on. Edits of the pattern
+    show from the next block on.
     """
 
     def __init__(
-        self, pattern: BasePattern, channel: int = 0, now_ms: int = 0, clock: Optional[Callable[[], int]] = None
+        self,
+        pattern: BasePattern,
+        channel: int = 0,
+        now_ms: int = 0,
+        clock: Optional[Callable[[], int]] = None,
     ) -> None:
+        self.pattern = pattern
+        self.channel = whole("channel", channel, -INT32_MAX - 1, INT32_MAX)
         self._clock = clock
         started = int(pattern.words[0])
-        if clock is not None:
-            now_ms = clock()
-        self._core = _core.Play(pattern._core, _whole("channel", channel, -(2**31), 2**31 - 1), started, int(now_ms))
-        self.channel = channel
+        now = milliseconds("now_ms", now_ms if clock is None else clock())
+        self._core = _core.Play(pattern._core, self.channel, started, now)
 
     @property
     def cycles_left(self) -> int:
-        """Cycles to be commanded; the largest 32-bit number for a train without end."""
+        """Cycles to be commanded; 2**31 - 1 for a train without end."""
         return max(self._core.cycles_left, 0)
 
     @property
     def due_ms(self) -> int:
+        """When the next block is due, milliseconds of the caller's clock."""
         return self._core.due_ms
 
-    def _now(self, now_ms: Optional[int]) -> int:
-        if now_ms is not None:
-            return int(now_ms)
-        if self._clock is None:
-            raise ValueError("now_ms: without a clock the time is needed")
-        return int(self._clock())
-
     def ready(self, now_ms: Optional[int] = None) -> bool:
+        """Whether next gives a block at that time."""
         return self._core.ready(self._now(now_ms))
 
     def next(self, now_ms: Optional[int] = None) -> Optional[Words]:
-        """The words of the next block, or None when none is due or left."""
-        return self._core.next(self._now(now_ms))
+        """The words of the next block, uint32 and read-only, or None when none is due or left."""
+        try:
+            return self._core.next(self._now(now_ms))
+        except _core.NotPlayable as refused:
+            raise not_playable(refused) from None
+
+    def _now(self, now_ms: Optional[int]) -> int:
+        if now_ms is None:
+            if self._clock is None:
+                raise ValueError("now_ms: needed by a play without a clock")
+            now_ms = self._clock()
+        return milliseconds("now_ms", now_ms)

@@ -2,21 +2,22 @@
 
 from __future__ import annotations
 
+import functools
 import json
 import math
-from dataclasses import dataclass, field
-from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple
+from dataclasses import dataclass
+from typing import TYPE_CHECKING, Any, Dict, List, Optional
 
-import numpy as np
-import numpy.typing as npt
 
 from . import _core
-from .errors import NotPlayable
+from .errors import not_playable_from
+from .numbers import Words
+from .played import Numbers, Played, decode
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
-    from .patterns import Words
+    from .stimulator import Stimulator
 
 
 @dataclass(frozen=True)
@@ -33,7 +34,7 @@ class AskedPlayed:
 
 @dataclass(frozen=True)
 class PhaseReport:
-    """One phase: its start, length and amplitude, asked and played."""
+    """One phase: its start within the cycle, its length and amplitude."""
 
     start_us: AskedPlayed
     length_us: AskedPlayed
@@ -42,7 +43,12 @@ class PhaseReport:
 
 @dataclass(frozen=True)
 class Finding:
-    """One cause for which something is played otherwise than it was asked. phase is None for the whole pattern."""
+    """One cause for which something is played otherwise than it was asked.
+
+    cause: its name, such as "split-point-cut". phase: index of the first phase that has it, or None for the whole
+    pattern. by_us: how much longer, or later, what is played is. by_ua: how much more positive the current is.
+    notable: from half a microsecond or one amplitude step on. text: all that in a sentence.
+    """
 
     cause: str
     phase: Optional[int]
@@ -54,16 +60,21 @@ class Finding:
 
 @dataclass(frozen=True)
 class Excess:
-    """A limit that is exceeded."""
+    """A limit that is exceeded: its name, the signed value, and the most that was to be; unit: "us", "nc"."""
 
     limit: str
     value: float
     most: float
+    unit: str
 
 
 @dataclass(frozen=True)
 class Refusal:
-    """Why a text has no words."""
+    """Why there are no words.
+
+    phase: index of the phase that cannot be played, or None. meets_phase: the one that began the time step which it
+    meets. carried_us: how much of that step is taken.
+    """
 
     text: str
     phase: Optional[int]
@@ -71,37 +82,17 @@ class Refusal:
     carried_us: Optional[float]
 
 
-def _number(value: Optional[float]) -> float:
-    return math.nan if value is None else float(value)
-
-
-def _pair(found: Dict[str, Any], name: str, unit: str) -> AskedPlayed:
-    return AskedPlayed(_number(found[f"{name}_asked{unit}"]), _number(found[f"{name}_played{unit}"]))
-
-
-def refusal_error(report: str) -> NotPlayable:
-    """The exception for a text whose report says that it is refused."""
-    found = json.loads(report)
-    refusal = found.get("refusal", {})
-    reason = "; ".join(found.get("errors", [])) or refusal.get("text", "the text has no words")
-    adjusted = found.get("adjusted")
-    advice = f"repaired, the phases would be {adjusted['text']}" if adjusted and adjusted["fits"] else None
-    return NotPlayable(reason, refusal.get("phase"), advice)
-
-
 class Report:
-    """What will be played beside what a specification string asks for.
+    """What will be played beside what a text, or the phases of a pattern, ask for.
 
-    text: the specification string. encoded: whether it has words. refusal: why not, or None.
-    Of a text with words: period_us, frequency_hz, pulses, train_ms, positive_charge_nc, negative_charge_nc and
-    net_charge_nc (per cycle), each AskedPlayed; phases; findings; exceeded (limits); largest_error_us, of the starts
-    of the phases. Without words these raise NotPlayable.
+    Where there are no words, `refusal` says why, and everything that is played raises NotPlayable. In a notebook a
+    report shows its picture.
     """
 
-    def __init__(self, core: _core.Report) -> None:
+    def __init__(self, core: _core.Report, stimulator: "Stimulator") -> None:
+        self.stimulator = stimulator
         self._core = core
         self._found: Dict[str, Any] = json.loads(core.json())
-        self._json = core.json
 
     def to_dict(self) -> Dict[str, Any]:
         """The object that `tarvutil check --format json` prints, without its place."""
@@ -110,96 +101,148 @@ class Report:
 
     @property
     def text(self) -> str:
+        """The specification string that was checked."""
         return str(self._found["text"])
 
     @property
     def encoded(self) -> bool:
+        """Whether there are words."""
         return bool(self._found["encoded"])
 
     @property
     def within_limits(self) -> bool:
-        return self.encoded and not self._found["exceeded"]
+        """Whether there are words and no limit is exceeded."""
+        return self._core.within_limits
 
     @property
     def refusal(self) -> Optional[Refusal]:
+        """Why there are no words, or None."""
         if self.encoded:
             return None
         found = self._found["refusal"]
-        return Refusal(found["text"], found["phase"], found["meets_phase"], found["carried_us"])
+        text = found["text"] or "; ".join(self._found.get("errors", []))
+        return Refusal(text, found["phase"], found["meets_phase"], found["carried_us"])
+
+    @property
+    def errors(self) -> List[str]:
+        """Everything that keeps the text from its words, a sentence each."""
+        return list(self._found.get("errors", []))
 
     @property
     def warnings(self) -> List[str]:
+        """What is played all the same, a sentence each."""
         return list(self._found.get("warnings", []))
 
     @property
-    def words(self) -> "Words":
-        """The word array, uint32 and read-only."""
-        self._need_words()
+    def words(self) -> Words:
+        """The word array: uint32 of shape (n,), word 0 with the number of cycles first; read-only."""
+        self._with_words()
         return self._core.words()
 
-    def _need_words(self) -> Dict[str, Any]:
-        if not self.encoded:
-            raise refusal_error(self._core.json())
-        return self._found
+    @functools.cached_property
+    def played(self) -> Played:
+        """What the words play."""
+        steps = self.stimulator
+        return decode(self.words, time_step_us=steps.time_step_us, amp_step_ua=steps.amp_step_ua)
 
     @property
     def period_us(self) -> AskedPlayed:
-        return _pair(self._need_words(), "period", "_us")
+        """Length of a cycle."""
+        return self._pair("period", "_us")
 
     @property
     def frequency_hz(self) -> AskedPlayed:
-        return _pair(self._need_words(), "frequency", "_hz")
+        """Cycles per second."""
+        return self._pair("frequency", "_hz")
 
     @property
     def pulses(self) -> AskedPlayed:
-        """Cycles of the train; NaN when it has no end."""
-        return _pair(self._need_words(), "cycles", "")
+        """Cycles of the train; infinite without end. The asked number may have a fraction."""
+        return self._pair("cycles", "", endless=True)
 
     @property
     def train_ms(self) -> AskedPlayed:
-        return _pair(self._need_words(), "train", "_ms")
+        """Length of the train; infinite without end."""
+        return self._pair("train", "_ms", endless=True)
 
     @property
     def positive_charge_nc(self) -> AskedPlayed:
-        return _pair(self._need_words(), "positive_charge", "_nc")
+        """Of the positive current, per cycle."""
+        return self._pair("positive_charge", "_nc")
 
     @property
     def negative_charge_nc(self) -> AskedPlayed:
-        return _pair(self._need_words(), "negative_charge", "_nc")
+        """Of the negative current, per cycle; 0 or below."""
+        return self._pair("negative_charge", "_nc")
 
     @property
     def net_charge_nc(self) -> AskedPlayed:
-        return _pair(self._need_words(), "net_charge", "_nc")
+        """Sum of both, per cycle."""
+        return self._pair("net_charge", "_nc")
 
     @property
     def largest_error_us(self) -> float:
-        return float(self._need_words()["largest_error_us"])
+        """Of the starts of the phases, with its sign: above 0 a phase starts late."""
+        return float(self._with_words()["largest_error_us"])
 
     @property
     def phases(self) -> List[PhaseReport]:
+        """Each phase that was asked."""
         return [
             PhaseReport(
-                AskedPlayed(p["start_asked_us"], p["start_played_us"]),
-                AskedPlayed(p["asked"]["length_us"], p["played"]["length_us"]),
-                AskedPlayed(p["asked"]["amplitude_ua"], p["played"]["amplitude_ua"]),
+                AskedPlayed(phase["start_asked_us"], phase["start_played_us"]),
+                AskedPlayed(phase["asked"]["length_us"], phase["played"]["length_us"]),
+                AskedPlayed(phase["asked"]["amplitude_ua"], phase["played"]["amplitude_ua"]),
             )
-            for p in self._need_words()["phases"]
+            for phase in self._with_words()["phases"]
         ]
 
     @property
     def findings(self) -> List[Finding]:
-        return [
-            Finding(f["cause"], f["phase"], f["by_us"], f["by_ua"], f["notable"], f["text"])
-            for f in self._need_words()["deviations"]
-        ]
+        """The causes of all that is played otherwise than asked."""
+        keys = ("cause", "phase", "by_us", "by_ua", "notable", "text")
+        return [Finding(*(found[key] for key in keys)) for found in self._with_words()["deviations"]]
 
     @property
     def exceeded(self) -> List[Excess]:
-        return [
-            Excess(
-                e["limit"],
-                next(v for k, v in e.items() if k.startswith("value")),
-                next(v for k, v in e.items() if k.startswith("limit_")),
-            )
-            for e in self._need_words()["exceeded"]
-        ]
+        """The limits that are exceeded."""
+        return [_excess(found) for found in self._with_words()["exceeded"]]
+
+    def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
+        """Samples of so many cycles as played, microamperes; see Played.waveform."""
+        return self.played.waveform(sample_rate_hz, cycles)
+
+    def plot(self, ax: "Optional[Axes]" = None, *, whole_cycle: bool = False) -> "Axes":
+        """Draws one cycle as asked and as played, and returns the Matplotlib axes.
+
+        Time is in microseconds from the start of the cycle. The view is that of the currents; whole_cycle shows the
+        pauses around them as well. Needs Matplotlib (pip install tarvutil[plot]).
+        """
+        from .plot import plot
+
+        return plot(self, ax, whole_cycle)
+
+    def __repr__(self) -> str:
+        if not self.encoded:
+            return f"<Report: no words: {'; '.join(self.errors)}>"
+        return (
+            f"<Report: {len(self.words)} words, period {self.period_us.played:.9g} us, "
+            f"largest error {self.largest_error_us:.9g} us, net charge {self.net_charge_nc.played:.9g} nC>"
+        )
+
+    def _with_words(self) -> Dict[str, Any]:
+        if not self.encoded:
+            raise not_playable_from(self._found)
+        return self._found
+
+    def _pair(self, name: str, unit: str, endless: bool = False) -> AskedPlayed:
+        found = self._with_words()
+        unknown = math.inf if endless and found["continuous"] else math.nan
+        values = (found[f"{name}_{which}{unit}"] for which in ("asked", "played"))
+        return AskedPlayed(*(unknown if value is None else float(value) for value in values))
+
+
+def _excess(found: Dict[str, Any]) -> Excess:
+    key = next(key for key in found if key.startswith("value"))
+    unit = key[len("value") :]
+    return Excess(found["limit"], found[key], found["limit" + unit], unit.lstrip("_"))

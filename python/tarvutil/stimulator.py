@@ -2,12 +2,19 @@
 
 from __future__ import annotations
 
-from typing import Any, List, Optional, Sequence, Union, overload
+import math
+from typing import Dict, List, Optional, Tuple, Union, overload
+
+import numpy.typing as npt
 
 from . import _core
-from .errors import NotPlayable
-from .patterns import BasePattern, LillyPattern, PlainPattern, Words, npt
-from .reports import Report, refusal_error
+from .errors import not_playable
+from .numbers import Words, single, whole
+from .patterns import BasePattern, LillyPattern, PlainPattern
+from .played import Played, decode
+from .reports import Report
+
+_Texts = Union[List[str], Tuple[str, ...]]
 
 
 class Stimulator:
@@ -18,7 +25,7 @@ class Stimulator:
     amp_max_ua: largest amplitude, microamperes, 0 or above; 100 amplitude steps when not given.
     budget: most words of a pattern, word 0 included, 1 to 1024.
 
-    ValueError names a value that no pattern can be made with.
+    ValueError names a value that no pattern can be made with. Values are rounded to single precision.
     """
 
     def __init__(
@@ -28,24 +35,30 @@ class Stimulator:
         amp_max_ua: Optional[float] = None,
         budget: int = 101,
     ) -> None:
-        self.core = _core.Stimulator(False, time_step_us, amp_step_ua, amp_max_ua, budget)
-        self._plain_core = _core.Stimulator(True, time_step_us, amp_step_ua, amp_max_ua, budget)
+        values = (
+            single("time_step_us", time_step_us),
+            single("amp_step_ua", amp_step_ua),
+            None if amp_max_ua is None else single("amp_max_ua", amp_max_ua),
+            whole("budget", budget, 1, 1024),
+        )
+        self.lilly_core = _core.Stimulator(False, *values)
+        self.plain_core = _core.Stimulator(True, *values)
 
     @property
     def time_step_us(self) -> float:
-        return self.core.time_step_us
+        return self.plain_core.time_step_us
 
     @property
     def amp_step_ua(self) -> float:
-        return self.core.amp_step_ua
+        return self.plain_core.amp_step_ua
 
     @property
     def amp_max_ua(self) -> float:
-        return self.core.amp_max_ua
+        return self.plain_core.amp_max_ua
 
     @property
     def budget(self) -> int:
-        return self.core.budget
+        return self.plain_core.budget
 
     def __repr__(self) -> str:
         return (
@@ -57,37 +70,83 @@ class Stimulator:
         """A balanced biphasic pulse; see LillyPattern for its parameters. Raises NotPlayable."""
         return LillyPattern(self, **parameters)
 
-    def plain(self, phases: npt.ArrayLike) -> PlainPattern:
-        """A pattern of any phases, an (n, 2) array of length_us and amplitude_ua. Raises NotPlayable."""
-        return PlainPattern(self, phases)
+    def plain(self, phases: npt.ArrayLike, **parameters: float) -> PlainPattern:
+        """A pattern of any phases, an array of shape (n, 2); see PlainPattern. Raises NotPlayable."""
+        return PlainPattern(self, phases, **parameters)
 
     @overload
     def encode(self, text: str, *, plain: bool = ..., lenient: bool = ...) -> Words: ...
 
     @overload
-    def encode(self, text: Sequence[str], *, plain: bool = ..., lenient: bool = ...) -> List[Words]: ...
+    def encode(self, text: _Texts, *, plain: bool = ..., lenient: bool = ...) -> List[Words]: ...
 
-    def encode(self, text: Union[str, Sequence[str]], *, plain: bool = False, lenient: bool = False) -> Any:
+    def encode(
+        self, text: Union[str, _Texts], *, plain: bool = False, lenient: bool = False
+    ) -> Union[Words, List[Words]]:
         """The word array of a specification string, uint32 and read-only, or a list of them for several texts.
 
         plain: the texts are of plain patterns, with any number of phases. lenient: irregular texts are read as the
         library reads them, not refused. Raises NotPlayable for the first text that has no words. Several texts are
-        encoded without the interpreter's lock.
+        encoded without the interpreter's lock; their arrays share memory, which is freed with the last of them.
         """
-        core = self._plain_core if plain else self.core
-        try:
-            if isinstance(text, str):
-                return core.encode_text(text, lenient)
-            return core.encode_texts(list(text), lenient)
-        except _core.NotPlayable as refused:
-            raise refusal_error(str(refused)) from None
+        core = self.plain_core if plain else self.lilly_core
+        if isinstance(text, str):
+            try:
+                return _core.encode_text(core, text, lenient)
+            except _core.NotPlayable as refused:
+                raise not_playable(refused) from None
+        texts = list(text)
+        arrays = _core.encode_texts(core, texts, lenient)
+        if len(arrays) < len(texts):
+            try:
+                _core.encode_text(core, texts[len(arrays)], lenient)
+            except _core.NotPlayable as refused:
+                raise not_playable(refused, len(arrays)) from None
+        return arrays
 
-    def check(self, pattern: Union[str, BasePattern], *, plain: bool = False, lenient: bool = False) -> Report:
-        """A report on what will be played beside what a text, or a pattern's own phases, ask for.
+    def decode(self, words: npt.ArrayLike) -> Played:
+        """What this stimulator plays for words, whoever wrote them; see tarvutil.decode."""
+        return decode(words, time_step_us=self.time_step_us, amp_step_ua=self.amp_step_ua)
 
-        A text that is refused gives a report as well, with its refusal.
+    def check(
+        self,
+        pattern: Union[str, BasePattern],
+        *,
+        plain: bool = False,
+        lenient: bool = False,
+        **limits: Optional[float],
+    ) -> Report:
+        """A report on what will be played beside what a text, or the phases of a pattern, ask for.
+
+        What is refused gives a report as well, with its refusal. plain, lenient: how a text is read, as in encode.
+        limits: the most that may be played otherwise than asked, each 0 or above, or None for no limit; the names are
+        those of tarvutil.LIMITS, such as max_error_us.
+
+            >>> text = "Head:(200,-60)(53,0)(200,60):DurationMsec=[1]"
+            >>> report = Stimulator().check(text, plain=True, max_error_us=0.5)
+            >>> report.within_limits
+            False
+            >>> report.exceeded
+            [Excess(limit='max-error', value=-0.666676, most=0.5, unit='us')]
         """
+        most = _limits(limits)
         if isinstance(pattern, str):
-            return Report(_core.Report(self._plain_core if plain else self.core, pattern, lenient))
-        is_lilly = isinstance(pattern, LillyPattern)
-        return Report(_core.Report(self.core if is_lilly else self._plain_core, pattern.text, lenient))
+            core = self.plain_core if plain else self.lilly_core
+            return Report(_core.Report(core, pattern, lenient, most), self)
+        if not isinstance(pattern, BasePattern):
+            raise TypeError(f"pattern: a text or a pattern is needed, not {type(pattern).__name__}")
+        if repr(pattern.stimulator) != repr(self):
+            raise ValueError("pattern: it is for another stimulator")
+        return Report(_core.Report(pattern._core, most), self)
+
+
+LIMITS = tuple(_core.limit_names())
+
+
+def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
+    for name, most in limits.items():
+        if name not in LIMITS:
+            raise TypeError(f"{name}: there is no such limit; {', '.join(LIMITS)}")
+        if most is not None and not float(most) >= 0 or most == math.inf:
+            raise ValueError(f"{name}: {most!r} is not a finite number, 0 or above")
+    return {name: float(most) for name, most in limits.items() if most is not None}

@@ -1,0 +1,72 @@
+"""Command words as current over time."""
+
+from __future__ import annotations
+
+import math
+from dataclasses import dataclass
+from typing import Any, Dict
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+from .numbers import above_zero, whole, word_array
+
+Numbers = npt.NDArray[np.float64]
+
+
+@dataclass(frozen=True, eq=False)
+class Played:
+    """What words play in one cycle: stretches of constant current, in order and without gaps.
+
+    cycles: from word 0. period_us: length of the cycle. starts_us, durations_us, currents_ua: float64 of shape (n,).
+    words: the index in the word array of the word that each stretch belongs to.
+    """
+
+    cycles: int
+    period_us: float
+    starts_us: Numbers
+    durations_us: Numbers
+    currents_ua: Numbers
+    words: npt.NDArray[np.int64]
+
+    def to_dict(self) -> Dict[str, Any]:
+        """The same as plain numbers and lists."""
+        return {
+            name: value.tolist() if isinstance(value, np.ndarray) else value for name, value in vars(self).items()
+        }
+
+    def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
+        """Samples of so many cycles, microamperes, float64 of shape (n,).
+
+        A sample is the mean current over its interval, so that the sum of the samples, divided by the rate, is the
+        charge whatever the rate. The last interval may extend beyond the last cycle: the current there is 0.
+
+            >>> decode([1, 0x000AA03C, 0x0014A09E], time_step_us=20, amp_step_ua=1).waveform(5000)
+            array([-60.,  30.,  30.])
+        """
+        rate = above_zero("sample_rate_hz", sample_rate_hz)
+        repeats = whole("cycles", cycles, 1, 2**31 - 1)
+        end = repeats * self.period_us
+        count = math.ceil(end * rate / 1e6 * (1 - 1e-12))
+        if count > MAX_SAMPLES or repeats * len(self.starts_us) > MAX_SAMPLES:
+            raise ValueError(f"sample_rate_hz: {count} samples are more than {MAX_SAMPLES}")
+        durations = np.tile(self.durations_us, repeats)
+        charges = np.append(0.0, np.cumsum(durations * np.tile(self.currents_ua, repeats)))
+        times = np.append(0.0, np.cumsum(durations))
+        edges = np.arange(count + 1) * (1e6 / rate)
+        samples: Numbers = np.diff(np.interp(edges, times, charges)) * (rate / 1e6)
+        return samples
+
+
+MAX_SAMPLES = 100_000_000
+
+
+def decode(words: npt.ArrayLike, *, time_step_us: float = 33.333332, amp_step_ua: float = 10.0) -> Played:
+    """What words play, whoever wrote them: word 0 with the cycles, and the words of one cycle.
+
+    words: whole numbers of shape (n,). time_step_us, amp_step_ua: of the stimulator that plays them, above 0.
+    Raises ValueError for words that are none, with the index of the word.
+    """
+    steps = (above_zero("time_step_us", time_step_us), above_zero("amp_step_ua", amp_step_ua))
+    return Played(*_core.segments(word_array(words), *(float(np.float32(step)) for step in steps)))

@@ -1,0 +1,236 @@
+"""What the package adds to the library: Python's values, errors, memory and threads."""
+
+import gc
+import math
+import threading
+from typing import Any, Callable, Dict, List, Optional, Type, cast
+
+import matplotlib
+import numpy as np
+import numpy.typing as npt
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+import tarvutil as tv
+from tarvutil import _core
+from tarvutil.numbers import Phases
+
+matplotlib.use("Agg")
+
+STIM = tv.Stimulator(time_step_us=20, amp_step_ua=1, amp_max_ua=100)
+PULSE: Dict[str, Any] = dict(amplitude_ua=-60, phase1_us=200, ipi_us=100, balance=2, frequency_hz=100, pulses=100)
+TEXT = "Lilly:(0,0)(200,-60)(100,0)(400,30)(9300,0):DurationMsec=[1000]:ChargeBalanceIdx=[2]"
+
+
+class RoundsUp(tv.Pattern):
+    """Lengthens every phase to whole time steps."""
+
+    def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> npt.ArrayLike:
+        proposed[:, 0] = np.ceil(proposed[:, 0] / 20) * 20
+        return proposed
+
+    def set_period(self, current: Phases, period_ms: float) -> Optional[npt.ArrayLike]:
+        if period_ms == 13:
+            raise KeyError("thirteen")
+        current[-1, 0] += 1000 * period_ms - current[:, 0].sum()
+        return current
+
+
+def test_the_compiled_core_gives_the_same_bits_as_every_build() -> None:
+    with open("tools/samebits/SameBits.checksums", encoding="utf-8") as checksums:
+        patterns, checksum = checksums.readline().split()
+    assert _core.same_bits(int(patterns)) == checksum
+
+
+def test_an_array_keeps_its_values_and_cannot_be_written() -> None:
+    pulse = STIM.lilly(**PULSE)
+    first, phases = pulse.words, pulse.phases
+    values = first.tolist()
+    assert pulse.words is first
+    pulse.amplitude_ua = -70
+    phases[:] = 0
+    assert first.tolist() == values != pulse.words.tolist()
+    for array in (first, STIM.encode(TEXT), STIM.encode([TEXT])[0], STIM.check(TEXT).words):
+        assert array.dtype == np.uint32
+        with pytest.raises(ValueError):
+            array[0] = 1
+    assert STIM.encode(TEXT).tolist() == values == STIM.encode((TEXT, TEXT))[1].tolist()
+
+
+@pytest.mark.parametrize(
+    ("parameters", "named"),
+    [
+        (dict(amplitude_ua=-70, phase1_us=1e6), "phase1_us"),
+        (dict(amplitude_ua=-70.4), "amplitude_ua"),
+        (dict(amplitude_ua=-170), "amplitude_ua"),
+        (dict(amplitude_ua=-70, phase2_us=100), "phase2_us"),
+        (dict(pulses=50, frequency_hz=math.nan), "frequency_hz"),
+        (dict(pulses=2.5), "pulses"),
+        (dict(pulses=2**31), "pulses"),
+        (dict(balance=5), "balance"),
+        (dict(ipi_us=-20, offset_ms=1), "ipi_us"),
+        (dict(ipi_us=10**400), "ipi_us"),
+        (dict(train_ms=-math.inf), "train_ms"),
+    ],
+)
+def test_set_changes_all_or_nothing(parameters: Dict[str, Any], named: str) -> None:
+    pulse = STIM.lilly(**PULSE)
+    before = (pulse.text, pulse.words.tolist())
+    with pytest.raises(ValueError, match=f"^{named}: "):
+        pulse.set(**parameters)
+    assert (pulse.text, pulse.words.tolist()) == before
+
+
+def test_set_returns_what_is_in_effect() -> None:
+    pulse = STIM.lilly(**PULSE)
+    assert pulse.set(exact=False, amplitude_ua=-170, ipi_us=110) == {"amplitude_ua": -100, "ipi_us": 110}
+    assert pulse.set(train_ms=math.inf) == {"train_ms": math.inf} and pulse.pulses == math.inf
+    assert (pulse.phase2_us, pulse.amplitude2_ua, pulse.period_ms) == (400, 85, 10)
+
+
+@given(st.lists(st.tuples(st.floats(0, 3000, width=32), st.floats(-100, 100, width=32)), min_size=1, max_size=12))
+def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> None:
+    try:
+        pattern = STIM.plain(phases)
+    except tv.NotPlayable:
+        return
+    report = STIM.check(pattern)
+    assert [[p.length_us.asked, p.amplitude_ua.asked] for p in report.phases] == pattern.phases.tolist()
+    assert report.words.tolist() == pattern.words.tolist()
+    assert not {finding.cause for finding in report.findings} & {"length-read", "amplitude-read"}
+    if pattern.period_ms > 0:
+        for rate in (1e4, 123456.7):
+            charge = report.waveform(rate, cycles=3).sum() / rate * 1e3
+            assert charge == pytest.approx(3 * report.net_charge_nc.played, abs=1e-5)
+
+
+@pytest.mark.parametrize(
+    ("call", "error", "named"),
+    [
+        (lambda: STIM.encode("Head:\ud800"), ValueError, "text"),
+        (lambda: STIM.encode("Head:(200,-60)\0:DurationMsec=[1]", plain=True), tv.NotPlayable, "byte 15"),
+        (lambda: STIM.encode([TEXT, "Head"]), tv.NotPlayable, "text 1: "),
+        (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "text"),
+        (lambda: STIM.plain([[200, math.nan]]), ValueError, "phases"),
+        (lambda: STIM.plain([[1e39, 1]]), ValueError, "phases"),
+        (lambda: STIM.plain([[200, -60, 1]]), ValueError, "phases"),
+        (lambda: STIM.plain([["200", "-60"]]), TypeError, "phases"),
+        (lambda: STIM.plain(np.zeros((0, 2))), tv.NotPlayable, "no phase"),
+        (lambda: STIM.plain([[20, 60], [5, 0], [10, 60], [5, 1]]), tv.NotPlayable, "phase 2"),
+        (lambda: setattr(STIM.lilly(), "phases", [[20, 0]]), ValueError, "phases"),
+        (lambda: STIM.lilly().set_phase(5, 20, 0), tv.NotPlayable, "phase 5"),
+        (lambda: STIM.check(tv.Stimulator().lilly()), ValueError, "pattern"),
+        (lambda: STIM.check(TEXT, max_error_us=-1), ValueError, "max_error_us"),
+        (lambda: STIM.decode([1, 2**32]), ValueError, "words"),
+        (lambda: STIM.decode([1.5]), TypeError, "words"),
+        (lambda: STIM.decode(STIM.encode(TEXT)).waveform(1e300), ValueError, "sample_rate_hz"),
+        (lambda: STIM.lilly().play(now_ms=2**63), ValueError, "now_ms"),
+        (lambda: tv.Stimulator(time_step_us=0), ValueError, "time step"),
+        (lambda: tv.Stimulator(budget=2000), ValueError, "budget"),
+        (lambda: STIM.check("Head").plot(), tv.NotPlayable, ""),
+    ],
+)
+def test_a_bad_argument_is_named(call: Callable[[], object], error: Type[Exception], named: str) -> None:
+    with pytest.raises(error, match=named):
+        call()
+
+
+@pytest.mark.parametrize("dtype", [">f4", "<f8", ">i2", "f2"])
+def test_numbers_of_any_type_and_order_have_their_value(dtype: str) -> None:
+    phases = np.array([[200, 0], [-60, 0]], dtype).T
+    assert STIM.plain(phases).words.tolist() == STIM.plain([[200, -60], [0, 0]]).words.tolist()
+    assert STIM.decode(STIM.encode(TEXT).astype(">u4")[::1]).to_dict() == STIM.decode(STIM.encode(TEXT)).to_dict()
+
+
+def test_an_own_kind_repairs_refuses_and_raises() -> None:
+    own = RoundsUp(STIM, [[200, -60], [200, 60], [600, 0]])
+    own.set_phase(0, 190, -60, exact=False)
+    assert own.phases[0, 0] == 200
+    own.set(period_ms=2)
+    assert (own.period_ms, own.pulses, len(own.words)) == (2, 1, 4)
+    before = own.text
+    with pytest.raises(KeyError, match="thirteen"):
+        own.set(period_ms=13)
+    assert own.text == before and own.set(period_ms=3) == {"period_ms": 3}
+
+
+def test_a_pattern_cannot_be_edited_while_it_is_asked() -> None:
+    class Reenters(tv.Pattern):
+        def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> Optional[npt.ArrayLike]:
+            trials[-1].set_phases(current)
+            return None
+
+    own = Reenters(STIM, [[200, -60], [200, 60]])
+    trials = [own._core]
+    with pytest.raises(RuntimeError, match="being edited"):
+        own._core.set_phase(0, 190, -60)
+    assert own.phases[0, 0] == 200
+
+
+def test_a_play_sends_every_cycle_and_outlives_the_name_of_its_pattern() -> None:
+    now = [0]
+    play = STIM.lilly(**{**PULSE, "pulses": 10000}).play(channel=2, clock=lambda: now[0])
+    gc.collect()
+    sent = 4095
+    while play.cycles_left:
+        assert play.next() is None or not play.ready()
+        now[0] = play.due_ms + 3
+        block = play.next()
+        assert block is not None
+        sent += int(block[0])
+    assert sent == 10000 and play.next() is None
+
+
+def test_threads_encode_while_others_run() -> None:
+    expected = STIM.encode(TEXT).tolist()
+    results: List[bool] = []
+
+    def work(phase1_us: float) -> None:
+        pulse = STIM.lilly(**{**PULSE, "phase1_us": phase1_us})
+        words = pulse.words.tolist()
+        same = [STIM.encode([TEXT] * 200)[-1].tolist() == expected and pulse.words.tolist() == words for _ in range(50)]
+        results.append(all(same))
+
+    threads = [threading.Thread(target=work, args=(20 * i,)) for i in range(5, 9)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert results == [True] * 4
+
+
+def test_no_call_leaks() -> None:
+    def calls(count: int) -> None:
+        pulse = STIM.lilly(**PULSE)
+        for i in range(count):
+            STIM.encode(TEXT)
+            pulse.set(amplitude_ua=-20 - i % 50)
+            pulse.words
+            if i % 20 == 0:
+                STIM.encode([TEXT] * 10)
+                STIM.check("Head:(1,1)(1,-1):DurationMsec=[1]", plain=True)
+                STIM.decode(STIM.check(pulse).words)
+                RoundsUp(STIM, [[200, -60], [0, 0]]).play()
+                with pytest.raises(tv.NotPlayable):
+                    pulse.set(amplitude_ua=-0.5)
+        gc.collect()
+
+    calls(5000)
+    before = resident_kib()
+    calls(100_000)
+    assert resident_kib() - before < 2048
+
+
+def resident_kib() -> int:
+    with open("/proc/self/status", encoding="utf-8") as status:
+        return next(int(line.split()[1]) for line in status if line.startswith("VmRSS"))
+
+
+def test_the_plot_shows_asked_and_played() -> None:
+    axes = STIM.check("Head:(0,0)(200,-60)(53,0)(200,60)(547,0):DurationMsec=[10]").plot()
+    played, asked = (np.array(line.get_xydata()) for line in axes.get_lines())
+    for curve, shift in ((asked, 253), (played, 253)):
+        assert curve[:, 1].min() == -60 and curve[:, 1].max() == 60
+        assert curve[curve[:, 1] == 60, 0].min() == pytest.approx(shift, abs=0.5)
+    assert axes.get_xlim()[0] < 0 and 453 < axes.get_xlim()[1] < 600

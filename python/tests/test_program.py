@@ -1,0 +1,69 @@
+"""The program and the package give the same words, reports and messages for the same texts."""
+
+import json
+import os
+import subprocess
+from typing import Any, Dict, List
+
+import pytest
+from hypothesis import given, settings
+from hypothesis import strategies as st
+
+import tarvutil as tv
+
+PROGRAM = os.environ.get("TARVUTIL_PROGRAM", "build/tools/tarvutil/tarvutil")
+
+numbers = st.one_of(
+    st.integers(-2000, 20000).map(str),
+    st.floats(-500, 500).map(lambda value: f"{value:.4g}"),
+    st.sampled_from(["0", "", "inf", "nan", "1e39", "-0", "2OO", " 5", "33.333332", "0.5"]),
+)
+amplitudes = st.one_of(st.integers(-100, 100).map(str), numbers)
+lengths = st.one_of(st.integers(0, 50).map(lambda steps: str(20 * steps)), numbers)
+phases = st.tuples(lengths, amplitudes).map(lambda phase: f"({phase[0]},{phase[1]})")
+phase_lists = st.one_of(st.lists(phases, min_size=5, max_size=5), st.lists(phases, max_size=8)).map("".join)
+trains = numbers.map(lambda number: f":DurationMsec=[{number}]")
+balances = st.one_of(st.just(""), numbers.map(lambda number: f":ChargeBalanceIdx=[{number}]"))
+texts = st.one_of(
+    st.tuples(st.just("Head:"), phase_lists, trains, balances).map("".join),
+    st.text(st.characters(blacklist_categories=("Cs",), blacklist_characters="\n\r\0"), min_size=1),
+).filter(lambda text: text.strip() != "" and not text.lstrip().startswith("#"))
+
+
+def run(command: str, texts: List[str], *options: str) -> List[Dict[str, Any]]:
+    lines = subprocess.run(
+        [PROGRAM, command, "--format", "json", "--amp-step", "1", *options, "--file", "-"],
+        input="\n".join(texts).encode() + b"\n",
+        capture_output=True,
+    ).stdout
+    return [json.loads(line) for line in lines.splitlines()]
+
+
+@pytest.mark.parametrize("plain", [False, True])
+@pytest.mark.parametrize("lenient", [False, True])
+@settings(max_examples=12, deadline=None)
+@given(st.lists(texts, min_size=60, max_size=120), st.sampled_from([20.0, 33.333332, 7.3]))
+def test_words_reports_and_messages_are_those_of_the_program(
+    plain: bool, lenient: bool, texts: List[str], time_step_us: float
+) -> None:
+    stim = tv.Stimulator(time_step_us=time_step_us, amp_step_ua=1)
+    options = ["--time-step", str(time_step_us), "--pattern", "plain" if plain else "lilly"]
+    options += ["--lenient"] * lenient
+    checked = run("check", texts, *options, "--max-error", "0.5")
+    encoded = run("encode", texts, *options)
+    assert len(checked) == len(encoded) == len(texts)
+    playable = []
+    for text, expected, with_words in zip(texts, checked, encoded):
+        del expected["place"]
+        report = stim.check(text, plain=plain, lenient=lenient, max_error_us=0.5)
+        assert report.to_dict() == expected
+        if report.encoded:
+            playable.append((text, with_words["words"]))
+            assert stim.encode(text, plain=plain, lenient=lenient).tolist() == with_words["words"]
+        else:
+            with pytest.raises(tv.NotPlayable) as refused:
+                stim.encode([text], plain=plain, lenient=lenient)
+            assert refused.value.text_index == 0
+            assert refused.value.reason == "; ".join(expected["errors"])
+    together = stim.encode([text for text, _ in playable], plain=plain, lenient=lenient)
+    assert [words.tolist() for words in together] == [words for _, words in playable]
