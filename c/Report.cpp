@@ -30,8 +30,8 @@ namespace {
 
 std::optional<double>* LimitOf(preview::Limits& limits, std::string_view key)
 {
-    if (key == NameOf(preview::Limit::Error)) return &limits.errorUsec;
-    if (key == NameOf(preview::Limit::NetCharge)) return &limits.netChargeNc;
+    for (const preview::LimitKind& kind : preview::LimitKinds())
+        if (key == kind.name) return &limits[kind.limit];
     return nullptr;
 }
 

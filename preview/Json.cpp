@@ -96,10 +96,10 @@ Json FindingObject(const Report& report, const Finding& finding)
 
 Json ExcessObject(const Excess& excess)
 {
-    const std::string unit = excess.limit == Limit::Error ? "_us" : "_nc";
-    return {{"limit", NameOf(excess.limit)},
-            {"value" + unit, Figure(excess.value)},
-            {"limit" + unit, Figure(excess.most)}};
+    const LimitKind& kind = KindOf(excess.limit);
+    return {{"limit", kind.name},
+            {std::string("value") + kind.key, Figure(excess.value)},
+            {std::string("limit") + kind.key, Figure(excess.most)}};
 }
 
 void Put(Json& object, const std::string& name, const std::string& unit, const AskedPlayed& value)
@@ -237,6 +237,21 @@ std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<
                             {"current_ua", segment.currentUa},
                             {"kind", playback::NameOf(segment.kind)},
                             {"word", segment.word}});
+    return Line(object);
+}
+
+std::string SummaryJson(const Summary& summary)
+{
+    Json object{
+        {"patterns", summary.patterns}, {"within_limits", summary.within}, {"refused", summary.refused}};
+    Json& worst = object["worst"] = Json::array();
+    for (const LimitKind& kind : LimitKinds()) {
+        const Summary::Worst& found = summary.worst[static_cast<std::size_t>(kind.limit)];
+        if (!found.place.empty())
+            worst.push_back({{"limit", kind.name},
+                             {std::string("value") + kind.key, Figure(found.value)},
+                             {"place", found.place}});
+    }
     return Line(object);
 }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Report.h"
+#include "Summary.h"
 #include "Timeline.h"
 
 // The values of this room as JSON: an object of one line each, without the line's end. docs/program.md describes the
@@ -21,6 +22,9 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
 // What words play, whoever wrote them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
                          std::string_view place);
+
+// What came out of several patterns.
+std::string SummaryJson(const Summary& summary);
 
 // One error and nothing else.
 std::string ErrorJson(std::string_view error, std::string_view place);

@@ -1,33 +1,113 @@
 #include "Limits.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace preview {
 namespace {
 
-void Compare(Limit limit, double value, const std::optional<double>& most, std::vector<Excess>& excesses)
+double Larger(double a, double b)
 {
-    constexpr double Noise = 1e-9;  // sums of doubles end in digits that nobody asked for
-    if (most && !(std::fabs(value) <= *most + Noise)) excesses.push_back({limit, value, *most});
+    return std::fabs(b) > std::fabs(a) ? b : a;
+}
+
+// Of two infinite values the error is none.
+double ErrorOf(const AskedPlayed& value)
+{
+    return value.asked == value.played ? 0 : value.Error();
+}
+
+double AmplitudeError(const Deviations& deviations)
+{
+    double largest = 0;
+    for (const PhaseDeviation& p : deviations.phases)
+        if (p.asked.lenUsec > 0) largest = Larger(largest, p.played.ampUa - p.asked.ampUa);
+    return largest;
+}
+
+double ChargeError(const Deviations& d)
+{
+    return Larger(d.playedNc.positiveNc - d.askedNc.positiveNc, d.playedNc.negativeNc - d.askedNc.negativeNc);
+}
+
+double CyclesError(const Deviations& deviations)
+{
+    constexpr double Noise = 1e-12;  // of the quotient of two doubles
+    const double error = ErrorOf(deviations.cycles);
+    return std::fabs(error) <= Noise * deviations.cycles.asked ? 0 : error;
+}
+
+// --- Roundings: docs/accuracy.md ---
+
+// What single precision may add to the end of the cycle, and so to any boundary.
+double TimeRounding(const Stimulator& stimulator, const Deviations& deviations)
+{
+    constexpr double CutRounding = 1.0 / (1 << 22);
+    double sum = 0;
+    for (const PhaseDeviation& p : deviations.phases)
+        sum += CutRounding * (std::fabs(p.asked.lenUsec) + stimulator.Scale().timeStepUsec);
+    return sum;
+}
+
+double AmplitudeRounding(const Stimulator& stimulator, const Deviations& /*deviations*/)
+{
+    constexpr double StepRounding = 1.0 / (1 << 17);
+    return StepRounding * stimulator.Scale().ampStepUa;
+}
+
+// A phase begins and ends within the one, and has an amplitude within the other.
+double ChargeRounding(const Stimulator& stimulator, const Deviations& deviations)
+{
+    constexpr double NcPerUaUsec = 1e-3;
+    const double usec = TimeRounding(stimulator, deviations);
+    const double ampUa = AmplitudeRounding(stimulator, deviations);
+    double sum = 0;
+    for (const PhaseDeviation& p : deviations.phases)
+        sum += 2 * usec * std::fabs(p.asked.ampUa) + ampUa * std::fabs(p.asked.lenUsec);
+    return sum * NcPerUaUsec;
+}
+
+double None(const Stimulator& /*stimulator*/, const Deviations& /*deviations*/)
+{
+    return 0;
 }
 
 }  // namespace
 
-const char* NameOf(Limit limit)
+const std::array<LimitKind, LimitCount>& LimitKinds()
 {
-    return limit == Limit::Error ? "max-error" : "max-net-charge";
+    static const std::array<LimitKind, LimitCount> kinds{{
+        {Limit::Error, "max-error", "error of a phase start", "us", "_us",
+         [](const Deviations& d) { return d.LargestErrorUsec(); }, TimeRounding},
+        {Limit::PeriodError, "max-period-error", "error of the period", "us", "_us",
+         [](const Deviations& d) { return d.periodUsec.Error(); }, TimeRounding},
+        {Limit::AmplitudeError, "max-amplitude-error", "error of an amplitude", "uA", "_ua", AmplitudeError,
+         AmplitudeRounding},
+        {Limit::ChargeError, "max-charge-error", "error of the charge of either polarity per cycle", "nC",
+         "_nc", ChargeError, ChargeRounding},
+        {Limit::NetCharge, "max-net-charge", "net charge per cycle", "nC", "_nc",
+         [](const Deviations& d) { return d.playedNc.NetNc(); }, nullptr},
+        {Limit::WholeCycles, "whole-cycles", "error of the number of cycles", "cycles", "_cycles",
+         CyclesError, None},
+    }};
+    return kinds;
 }
 
-const char* UnitOf(Limit limit)
+void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Deviations& deviations,
+                  std::vector<Excess>& excesses)
 {
-    return limit == Limit::Error ? "us" : "nC";
-}
-
-void FindExcesses(const Limits& limits, const Deviations& deviations, std::vector<Excess>& excesses)
-{
+    constexpr double Noise = 1e-9;  // sums of doubles end in digits that nobody asked for
     excesses.clear();
-    Compare(Limit::Error, deviations.LargestErrorUsec(), limits.errorUsec, excesses);
-    Compare(Limit::NetCharge, deviations.playedNc.NetNc(), limits.netChargeNc, excesses);
+    for (const LimitKind& kind : LimitKinds()) {
+        std::optional<double> most = limits.most[static_cast<std::size_t>(kind.limit)];
+        if (limits.exact && kind.rounding != nullptr) {
+            const double rounding = kind.rounding(stimulator, deviations);
+            most = most ? std::min(*most, rounding) : rounding;
+        }
+        if (!most) continue;
+        const double value = kind.value(deviations);
+        if (!(std::fabs(value) <= *most + Noise)) excesses.push_back({kind.limit, value, *most});
+    }
 }
 
 }  // namespace preview

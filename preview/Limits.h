@@ -1,37 +1,65 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <vector>
 
 #include "Deviations.h"
 
-// What a user lets pass.
+// What a user lets pass of what is played otherwise than it is asked.
 namespace preview {
+
+enum class Limit
+{
+    Error,
+    PeriodError,
+    AmplitudeError,
+    ChargeError,
+    NetCharge,
+    WholeCycles,
+};
+
+// All that one limit is.
+struct LimitKind
+{
+    Limit limit;
+    const char* name;                    // "max-error", ...
+    const char* what;                    // it limits: "error of a phase start", ...
+    const char* unit;                    // "us", ...
+    const char* key;                     // ends the keys of its values in JSON: "_us", ...
+    double (*value)(const Deviations&);  // signed; the limit is one of its magnitude
+    // Up to here the value is a rounding of single precision; null where what is asked may have any value.
+    double (*rounding)(const Stimulator&, const Deviations&);
+};
+
+constexpr std::size_t LimitCount = 6;
+// In the order of Limit.
+const std::array<LimitKind, LimitCount>& LimitKinds();
+
+inline const LimitKind& KindOf(Limit limit)
+{
+    return LimitKinds()[static_cast<std::size_t>(limit)];
+}
 
 // The most that may be played otherwise than it is asked; what is not set has no limit.
 struct Limits
 {
-    std::optional<double> netChargeNc;  // magnitude of the net charge played per cycle
-    std::optional<double> errorUsec;    // magnitude of the error of the start of a phase
-};
+    std::array<std::optional<double>, LimitCount> most;
+    bool exact = false;  // nothing above the roundings
 
-enum class Limit
-{
-    NetCharge,
-    Error,
+    std::optional<double>& operator[](Limit limit) { return most[static_cast<std::size_t>(limit)]; }
 };
-
-const char* NameOf(Limit limit);  // "max-net-charge", ...
-const char* UnitOf(Limit limit);  // "nC", "us"
 
 // A limit that a pattern exceeds.
 struct Excess
 {
     Limit limit;
-    double value;  // signed; the limit is one of its magnitude
+    double value;  // signed
     double most;
 };
 
-void FindExcesses(const Limits& limits, const Deviations& deviations, std::vector<Excess>& excesses);
+void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Deviations& deviations,
+                  std::vector<Excess>& excesses);
 
 }  // namespace preview

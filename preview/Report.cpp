@@ -9,7 +9,7 @@ void Compare(const Limits& limits, Report& report)
     report.excesses.clear();
     if (!report.encoding.Encoded()) return;
     FindDeviations(report.stimulator, report.encoding, report.deviations);
-    FindExcesses(limits, report.deviations, report.excesses);
+    FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
 }
 
 }  // namespace

@@ -297,9 +297,25 @@ std::string SmallDeviationsSentence(const Deviations& deviations)
 std::string Sentence(const Excess& excess)
 {
     constexpr int Decimals = 6;  // a limit may be exceeded by little
-    return std::string(NameOf(excess.limit)) + " exceeded: " + Rounded(excess.value, Decimals) + " " +
-           UnitOf(excess.limit) + ", the limit is " + Rounded(excess.most, Decimals) + " " +
-           UnitOf(excess.limit);
+    const LimitKind& kind = KindOf(excess.limit);
+    const std::string unit = std::string(" ") + kind.unit;
+    return std::string(kind.name) + " exceeded: " + Rounded(excess.value, Decimals) + unit +
+           ", the limit is " + Rounded(excess.most, Decimals) + unit;
+}
+
+std::string Sentence(const Summary& summary)
+{
+    std::string text = std::to_string(summary.patterns) + " patterns, " + std::to_string(summary.within) +
+                       " within the limits, " + std::to_string(summary.refused) + " refused";
+    const char* separator = "; largest ";
+    for (const LimitKind& kind : LimitKinds()) {
+        const Summary::Worst& worst = summary.worst[static_cast<std::size_t>(kind.limit)];
+        if (worst.place.empty() || Rounded(worst.value) == "0") continue;
+        text += separator + std::string(kind.what) + ": " + Rounded(worst.value) + " " + kind.unit + " (" +
+                worst.place + ")";
+        separator = ", ";
+    }
+    return text;
 }
 
 std::vector<std::string> RefusalSentences(const Report& report)
@@ -314,11 +330,16 @@ std::vector<std::string> RefusalSentences(const Report& report)
     return IrregularitySentences(encoding.asked);
 }
 
+std::vector<std::string> IrregularityWarnings(const Report& report)
+{
+    const std::optional<Refusal>& refusal = report.encoding.refusal;
+    if (refusal && refusal->reason == RefusalReason::Irregular) return {};
+    return IrregularitySentences(report.encoding.asked);
+}
+
 std::vector<std::string> WarningSentences(const Report& report)
 {
-    std::vector<std::string> sentences;
-    if (!report.encoding.refusal || report.encoding.refusal->reason != RefusalReason::Irregular)
-        sentences = IrregularitySentences(report.encoding.asked);
+    std::vector<std::string> sentences = IrregularityWarnings(report);
     if (!report.encoding.Encoded()) return sentences;
     for (const Finding& finding : report.deviations.findings)
         if (finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced)

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Report.h"
+#include "Summary.h"
 
 // The values of this room as sentences: for whoever prints a report, made when it is printed.
 namespace preview {
@@ -27,8 +28,13 @@ std::string Sentence(const Excess& excess);
 // has words.
 std::vector<std::string> RefusalSentences(const Report& report);
 
-// What is warned of besides the library's own warnings: what the text does not plainly say, where it was read all the
-// same, and a balance that is asked for and not there.
+// "3 patterns, 2 within the limits, 1 refused; largest error of a phase start: 0.667 us (FILE:3), ..."
+std::string Sentence(const Summary& summary);
+
+// What the text does not plainly say, where it was read all the same.
+std::vector<std::string> IrregularityWarnings(const Report& report);
+
+// What is warned of besides the library's own warnings: these, and a balance that is asked for and not there.
 std::vector<std::string> WarningSentences(const Report& report);
 
 // What a repair of the refused list makes: empty when nothing was repaired.

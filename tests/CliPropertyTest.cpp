@@ -125,7 +125,9 @@ TEST(CliPropertyTest, ReportsOfCheckAgreeWithTheWordsAndTheWarningsOfEncode)
         const playback::Scale scale{static_cast<double>(std::stof(timeStep)), 10};
         shell.Write("specs", RandomSpecs(random, scale.timeStepUsec, 1500));
         const std::string options = " --format json --pattern plain --file specs --time-step ";
-        const std::vector<json> reports = Objects(shell, "tarvutil check" + options + timeStep);
+        std::vector<json> reports = Objects(shell, "tarvutil check" + options + timeStep);
+        ASSERT_EQ(reports.back()["patterns"], 1500);
+        reports.pop_back();
         const std::vector<json> words = Objects(shell, "tarvutil encode" + options + timeStep);
         const std::string warnings = shell.Run("tarvutil encode" + options + timeStep + " >/dev/null").err;
         ASSERT_EQ(reports.size(), 1500U);

@@ -1,9 +1,13 @@
+#include <algorithm>
+#include <cctype>
 #include <optional>
 
 #include "CheckTable.h"
 #include "Commands.h"
 #include "Json.h"
+#include "Messages.h"
 #include "PatternCommand.h"
+#include "Sentences.h"
 
 namespace {
 
@@ -13,24 +17,64 @@ struct Options : PatternOptions
     std::string format = "table";
 };
 
-int Check(const Options& options)
+void PrintSummary(const preview::Summary& summary, const std::string& format, Output& output)
 {
-    Output output;
-    return ForEachReport(options, options.limits, output,
-                         [&](const Place& place, const preview::Report& report) {
-                             if (options.format == "json")
-                                 output.Write(ReportJson(report, place.Text()) + '\n');
-                             else
-                                 output.Write(CheckTable(report, place.Text()));
-                             return report.WithinLimits();
-                         });
+    if (summary.patterns < 2) return;
+    output.Write((format == "json" ? SummaryJson(summary) : Sentence(summary)) + '\n');
 }
 
-void AddLimit(CLI::App& command, preview::Limit limit, std::optional<double>& most, const char* unit,
-              const std::string& what)
+int Check(const Options& options)
 {
-    command.add_option(std::string("--") + NameOf(limit), most, what)
-        ->option_text(unit)
+    const bool json = options.format == "json";
+    Output output;
+    preview::Summary summary;
+    int status = ExitFailed;
+    try {
+        status = VisitReports(
+            options, options.limits, output, [&](const Place& place, const preview::Report& report) {
+                // The table has the messages, too.
+                if (json || !output.IsMessageTerminal()) PrintMessages(output, place, report);
+                const std::string where = place.Text();
+                output.Write(json ? ReportJson(report, where) + '\n' : CheckTable(report, where));
+                summary.Add(report, [&] { return where; });
+                return report.WithinLimits();
+            });
+        if (summary.patterns == 0) {
+            status = ExitFailed;
+            PrintMessage(options.input.file + ": no specification string to check");
+        }
+        PrintSummary(summary, options.format, output);
+        output.Finish();
+    } catch (const ReaderGone&) {
+        // What was not checked is not known to be good: status says so, or what was found.
+    }
+    return status;
+}
+
+// "us" -> "USEC", "nC" -> "NC"
+std::string Placeholder(std::string unit)
+{
+    if (unit == "us") return "USEC";
+    std::transform(unit.begin(), unit.end(), unit.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return unit;
+}
+
+void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits& limits)
+{
+    std::optional<double>& most = limits[kind.limit];
+    const std::string option = std::string("--") + kind.name;
+    if (kind.limit == preview::Limit::WholeCycles) {
+        command.add_flag_callback(
+            option, [&most] { most = 0; },
+            "Exit with 1 when not exactly as many cycles are played as the train asks for");
+        return;
+    }
+    command
+        .add_option(
+            option, most,
+            std::string("Exit with 1 when the ") + kind.what + " is larger, of either sign [no limit]")
+        ->option_text(Placeholder(kind.unit))
         ->check([](const std::string& text) {
             double value = 0;
             const bool usable = CLI::detail::lexical_cast(text, value) && value >= 0;
@@ -46,14 +90,13 @@ void AddCheck(CLI::App& program, int& exitStatus)
     CLI::App& command =
         AddPatternCommand(program, "check", "Compare what is played with what specification strings ask for",
                           options, Check, exitStatus);
-    AddLimit(command, preview::Limit::NetCharge, options->limits.netChargeNc, "NC",
-             "Exit with 1 when a cycle leaves more net charge, nanocoulombs, of either sign [no limit]");
-    AddLimit(
-        command, preview::Limit::Error, options->limits.errorUsec, "USEC",
-        "Exit with 1 when a phase starts farther from where it was asked to; the period's own error does "
-        "not count [no limit]");
+    for (const preview::LimitKind& kind : preview::LimitKinds()) AddLimit(command, kind, options->limits);
+    command.add_flag(
+        "--exact", options->limits.exact,
+        "Exit with 1 when anything but the net charge is not as asked, to the rounding of floats");
     AddFormatOption(command, options->format, {"table", "json"});
     command.footer(
-        "Exit status: 0 as asked within the limits, 1 a limit is exceeded or a pattern is refused, "
-        "2 the request\ncannot be carried out.");
+        "Exit status: 0 as asked within the limits, 1 a limit is exceeded, a pattern is refused, nothing "
+        "was\n"
+        "read or not all of it was checked, 2 the request cannot be carried out.");
 }

@@ -88,5 +88,6 @@ std::string CheckTable(const Report& report, std::string_view place)
     else
         AppendRefusal(text, report);
     for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
+    for (const std::string& warning : IrregularityWarnings(report)) text += "  warning: " + warning + "\n";
     return text;
 }

@@ -46,8 +46,7 @@ bool IsBalanceFinding(const preview::Finding& finding)
 
 void PrintMessage(Output& output, const Place& place, std::string_view text)
 {
-    output.Flush();
-    WriteAll(StandardError, place.Text() + ": " + Shown(text) + "\n");
+    output.Message(place.Text() + ": " + Shown(text) + "\n");
 }
 
 void PrintMessage(std::string_view text)

@@ -6,7 +6,7 @@
 #include "Output.h"
 #include "Report.h"
 
-// Prints a message for the user on standard error, after what output has collected: the place, a colon and
+// Prints a message for the user on standard error, in its order among what output collects: the place, a colon and
 // the text, control characters as \xNN and a long text shortened in its middle.
 void PrintMessage(Output& output, const Place& place, std::string_view text);
 // For messages without a place: the name of the program stands there.

@@ -17,13 +17,15 @@ namespace {
 
 Output::Output(const std::string& path)
     : m_path(path == "-" || path.empty() ? std::string() : Resolved(path)),
-      m_fd(m_path.empty() ? StandardOutput : OpenToWrite(m_path, m_temporary))
+      m_fd(m_path.empty() ? StandardOutput : OpenToWrite(m_path, m_temporary)),
+      m_oneStream(m_path.empty() && IsSameStream(StandardOutput, StandardError))
 {
     if (m_fd < 0) CannotWrite(m_path, errno);
 }
 
 Output::~Output()
 {
+    FlushMessages();
     if (m_path.empty() && m_fd == StandardOutput) WriteAll(m_fd, m_buffer);
     if (m_fd > StandardError) CloseFile(m_fd);
     if (!m_temporary.empty()) Remove(m_temporary);
@@ -34,8 +36,20 @@ bool Output::IsTerminal() const
     return ::IsTerminal(m_fd);
 }
 
+bool Output::IsMessageTerminal() const
+{
+    return IsTerminal() && ::IsTerminal(StandardError);
+}
+
+void Output::FlushMessages()
+{
+    WriteAll(StandardError, m_messages);
+    m_messages.clear();
+}
+
 void Output::Flush()
 {
+    FlushMessages();
     if (!WriteAll(m_fd, m_buffer)) {
         if (errno == EPIPE) throw ReaderGone();
         CannotWrite(m_path, errno);

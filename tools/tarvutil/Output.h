@@ -17,6 +17,8 @@ class Output
     Output& operator=(const Output&) = delete;
 
     bool IsTerminal() const;
+    // Results and messages are read on the same terminal.
+    bool IsMessageTerminal() const;
 
     // Results are collected, and handed on when there are many, and by Flush.
     void Write(std::string_view text)
@@ -30,16 +32,28 @@ class Output
     {
         if (m_buffer.size() >= FlushSize) Flush();
     }
+    // A message for the user, a line for standard error. Messages are collected like results, and where both end in
+    // one terminal or pipe they stay in their order.
+    void Message(std::string_view line)
+    {
+        (m_oneStream ? m_buffer : m_messages).append(line);
+        if (m_messages.size() >= FlushSize) FlushMessages();
+        Written();
+    }
     void Flush();
     void Finish();
 
  private:
+    void FlushMessages();
+
     static constexpr std::size_t FlushSize = 64 * 1024;
 
     const std::string m_path;
     std::string m_temporary;  // empty when there is none
     int m_fd;
     std::string m_buffer;
+    std::string m_messages;
+    bool m_oneStream;  // standard error ends where the results do
 };
 
 // Thrown when the reader of standard output has gone: nobody wants the rest, which is no fault.

@@ -2,8 +2,8 @@
 
 #include "Messages.h"
 
-int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                  const Handle& handle)
+int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
+                 const Handle& handle)
 {
     preview::Report report(options.stimulator);
     const preview::Reading reading = options.lenient ? preview::Reading::Lenient : preview::Reading::Strict;
@@ -12,8 +12,18 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
         options.input, [&output] { output.Flush(); },
         [&](const Place& place, std::string_view text) {
             ReportOn(text, limits, reading, report);
-            PrintMessages(output, place, report);
             if (!handle(place, report)) status = ExitFailed;
+        });
+    return status;
+}
+
+int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
+                  const Handle& handle)
+{
+    const int status =
+        VisitReports(options, limits, output, [&](const Place& place, const preview::Report& report) {
+            PrintMessages(output, place, report);
+            return handle(place, report);
         });
     output.Finish();
     return status;

@@ -41,7 +41,11 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
 
 using Handle = std::function<bool(const Place&, const preview::Report&)>;
 
-// Reports on each specification string, prints its messages and hands the report to handle, which returns whether the
-// pattern is good. Returns the exit status: whether all were.
+// Reports on each specification string and hands the report to handle, which returns whether the pattern is good.
+// Returns the exit status: whether all were.
+int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
+                 const Handle& handle);
+
+// Likewise, prints the messages of each report before it is handled, and finishes the output.
 int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
                   const Handle& handle);

@@ -17,6 +17,9 @@ constexpr int StandardError = 2;
 std::vector<std::string> StartProgram(int argc, char** argv);
 
 bool IsTerminal(int file);
+// Both are the same terminal, pipe or device. Not so for a file on disk: two that are open on it have each a place of
+// their own in it.
+bool IsSameStream(int a, int b);
 bool CloseFile(int file);
 
 // A file to read, or -1.

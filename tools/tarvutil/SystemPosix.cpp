@@ -22,6 +22,18 @@ bool IsTerminal(int file)
     return isatty(file) != 0;
 }
 
+bool IsSameStream(int a, int b)
+{
+    struct stat first
+    {
+    };
+    struct stat second
+    {
+    };
+    return fstat(a, &first) == 0 && fstat(b, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino && !S_ISREG(first.st_mode);
+}
+
 bool CloseFile(int file)
 {
     return close(file) == 0;

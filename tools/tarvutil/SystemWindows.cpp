@@ -98,6 +98,11 @@ bool IsTerminal(int file)
     return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(file)), &mode) != 0;
 }
 
+bool IsSameStream(int a, int b)
+{
+    return IsTerminal(a) && IsTerminal(b);
+}
+
 bool CloseFile(int file)
 {
     return _close(file) == 0;

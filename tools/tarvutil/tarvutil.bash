@@ -7,7 +7,8 @@ _tarvutil() {
     local -A options=(
         [encode]="--file --lenient $stimulator --format --output"
         [decode]='--file --time-step --amp-step --format'
-        [check]="--file --lenient $stimulator --max-net-charge --max-error --format"
+        [check]="--file --lenient $stimulator --max-error --max-period-error
+            --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --format"
         [plot]="--file --lenient $stimulator --output"
         [play]="--file --lenient $stimulator --poll --blocks --format"
         [design]="--amplitude --phase1 --ipi --frequency --train --balance --polarity --offset --phase2
