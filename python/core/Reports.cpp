@@ -1,7 +1,6 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <optional>
 
@@ -102,31 +101,18 @@ py::tuple Segments(const Words& array, double timeStepUsec, double ampStepUa)
 
 // --- Limits ---
 
-struct NamedLimit
+// "max_error_us": the limit's name and unit.
+std::string NameInPython(const preview::LimitKind& kind)
 {
-    std::string name;  // "max_error_us": the limit's name and unit
-    std::optional<double> Limits::*most;
-};
-
-std::string NameInPython(Limit limit)
-{
-    std::string name = std::string(NameOf(limit)) + "_" + UnitOf(limit);
+    std::string name = std::string(kind.name) + kind.key;
     std::replace(name.begin(), name.end(), '-', '_');
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return name;
-}
-
-std::vector<NamedLimit> NamedLimits()
-{
-    return {{NameInPython(Limit::NetCharge), &Limits::netChargeNc},
-            {NameInPython(Limit::Error), &Limits::errorUsec}};
 }
 
 std::vector<std::string> LimitNames()
 {
     std::vector<std::string> names;
-    for (const NamedLimit& limit : NamedLimits()) names.push_back(limit.name);
+    for (const preview::LimitKind& kind : preview::LimitKinds()) names.push_back(NameInPython(kind));
     return names;
 }
 
@@ -134,9 +120,9 @@ std::vector<std::string> LimitNames()
 Limits LimitsOf(const std::map<std::string, double>& values)
 {
     Limits limits;
-    for (const NamedLimit& limit : NamedLimits())
-        if (const auto found = values.find(limit.name); found != values.end())
-            limits.*limit.most = found->second;
+    for (const preview::LimitKind& kind : preview::LimitKinds())
+        if (const auto found = values.find(NameInPython(kind)); found != values.end())
+            limits[kind.limit] = found->second;
     return limits;
 }
 
