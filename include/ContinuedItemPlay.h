@@ -29,6 +29,10 @@ struct StimItem
 // 4095 cycles sent: 5905 are left; ContinueCmds(3, buf) commands 4095 and is next due at 409 500, then
 // ContinueCmds(409 503, buf) commands the last 1810.
 //
+// The record keeps times in 64 bits, but the clock is a long, which has 32 bits on Windows. There a due time beyond
+// 2^31 - 1 ms (24.8 days) is never reached: count the milliseconds since the program or the play started, not since
+// a date. A play that lasts longer is not completed there.
+//
 // The record does not own the pattern or the slot: the slot must outlive the record. Record and pattern must
 // be used by one thread at a time.
 class TARVUTIL_EXPORT ContinuedItemPlay

@@ -1,6 +1,7 @@
 #include "Timeline.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "ContinuedItemPlay.h"
 
@@ -32,14 +33,20 @@ class Player
         while (play.RemCycles() > 0 && !Stopped()) {
             const std::int64_t due = play.m_nextMsec;
             const std::int64_t now = FirstPollAfter(due + 2);
-            if (!play.ReadyToContinue(now)) break;
-            if (play.ContinueCmds(now, reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
+            if (!play.ReadyToContinue(Clock(now))) break;
+            if (play.ContinueCmds(Clock(now), reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
             Send({now, due, playback::CyclesOf(m_words[0]), play.RemCycles()});
         }
         return m_timeline;
     }
 
  private:
+    // The host's clock stops at its largest value: where a long has 32 bits, after 24.8 days.
+    static long Clock(std::int64_t msec)
+    {
+        return static_cast<long>(std::min<std::int64_t>(msec, std::numeric_limits<long>::max()));
+    }
+
     bool Stopped() const { return m_timeline.continuous && m_timeline.blocks.size() >= m_host.blocks; }
 
     std::int64_t FirstPollAfter(std::int64_t msec) const

@@ -1,10 +1,10 @@
-// clang-format off: the headers that windows.h needs to stand before
 #define WIN32_LEAN_AND_MEAN
-#include <shellapi.h>
+#define NOMINMAX
 #include <windows.h>
-// clang-format on
+
 #include <fcntl.h>
 #include <io.h>
+#include <shellapi.h>
 
 #include <algorithm>
 #include <cerrno>
