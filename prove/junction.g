@@ -1,4 +1,4 @@
-# How much rounding changes the leftover of a phase behind a junction, for one time step T and lengths from A to B.
+# How much rounding changes the leftover of a phase after a junction, for one time step T and lengths from A to B.
 # scripts/prove puts the numbers in.
 #
 #   t = len - (T - c),  q = t / T,  n = whole part of (q + 0.015),  rest = (q - n) T,  every operation rounded to single
