@@ -8,6 +8,7 @@
 #include "NumberText.h"
 #include "Numbers.h"
 #include "SpecificationText.h"
+#include "Utf8.h"
 
 namespace preview {
 namespace {
@@ -49,34 +50,6 @@ bool IsControl(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
     return (byte < ' ' && c != '\t') || byte == 0x7F;
-}
-
-// How many bytes follow the first of a character in UTF-8; -1 when none begins so.
-int Continuations(unsigned char first)
-{
-    if (first < 0x80) return 0;
-    if (first >= 0xC2 && first < 0xE0) return 1;
-    if (first >= 0xE0 && first < 0xF0) return 2;
-    return first >= 0xF0 && first < 0xF5 ? 3 : -1;
-}
-
-bool IsUtf8(std::string_view text)
-{
-    for (std::size_t i = 0; i < text.size();) {
-        const auto first = static_cast<unsigned char>(text[i]);
-        const int count = Continuations(first);
-        if (count < 0 || text.size() - i <= static_cast<std::size_t>(count)) return false;
-        for (int k = 1; k <= count; ++k) {
-            const auto byte = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
-            // The second byte alone decides that a character is not written longer than it need be, is no
-            // surrogate and none above the last.
-            const int low = k > 1 ? 0x80 : first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
-            const int high = k > 1 ? 0xBF : first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
-            if (byte < low || byte > high) return false;
-        }
-        i += static_cast<std::size_t>(count) + 1;
-    }
-    return true;
 }
 
 class AskedReader

@@ -25,7 +25,7 @@ std::string Rounded(double value, int decimals)
     auto [end, error] =
         std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, decimals);
     std::string text(digits, end);
-    if (!std::isfinite(value)) return text;
+    if (!std::isfinite(value) || decimals == 0) return text == "-0" ? "0" : text;
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
     return text == "-0" ? "0" : text;

@@ -4,9 +4,14 @@
 #include <cmath>
 
 #include "NumberFormat.h"
+#include "Sentences.h"
+#include "Utf8.h"
 
 namespace preview {
 namespace {
+
+constexpr std::size_t AxisChars =
+    84;  // characters that fit side by side below the time axis, in the terminal, too
 
 // A stretch of time of one current.
 struct Level
@@ -16,36 +21,91 @@ struct Level
     double currentUa;
 };
 
-std::vector<Level> AskedLevels(const Deviations& deviations)
+// What one side, asked or played, does over time.
+struct Course
 {
-    std::vector<Level> levels;
+    std::vector<Level> cycle;
+    double periodUsec = 0;
+    double endUsec = 0;  // of what is drawn
+};
+
+Course AskedCourse(const Deviations& deviations, Drawn drawn)
+{
+    Course course;
     for (const PhaseDeviation& p : deviations.phases)
         if (p.asked.lenUsec > 0)
-            levels.push_back({p.startUsec.asked, p.startUsec.asked + p.asked.lenUsec, p.asked.ampUa});
-    return levels;
+            course.cycle.push_back({p.startUsec.asked, p.startUsec.asked + p.asked.lenUsec, p.asked.ampUa});
+    course.periodUsec = deviations.periodUsec.asked;
+    course.endUsec = drawn == Drawn::Cycle ? course.periodUsec : deviations.trainMsec.asked * 1000;
+    return course;
 }
 
-std::vector<Level> PlayedLevels(const Report& report)
+Course PlayedCourse(const Report& report, Drawn drawn)
 {
-    std::vector<Level> levels;
+    Course course;
     for (const playback::Segment& s :
          playback::Joined(playback::Segments(report.encoding.words, report.stimulator.Scale())))
-        levels.push_back({s.startUsec, s.startUsec + s.durationUsec, s.currentUa});
-    return levels;
+        course.cycle.push_back({s.startUsec, s.startUsec + s.durationUsec, s.currentUa});
+    course.periodUsec = report.deviations.periodUsec.played;
+    course.endUsec = drawn == Drawn::Cycle ? course.periodUsec : report.deviations.trainMsec.played * 1000;
+    return course;
 }
 
-// The time axis. A pause in which nothing is asked nor played, and that is much longer than the longest
-// current, is shortened, so that the currents can be seen:
+std::string TimeText(double usec)
+{
+    if (usec < 1000) return Rounded(usec) + " us";
+    return usec < 1e7 ? Rounded(usec / 1000) + " ms" : Rounded(usec / 1e6) + " s";
+}
+
+// 1, 2 or 5 times a power of ten, at least rough.
+double RoundStep(double rough)
+{
+    const double power = std::pow(10, std::floor(std::log10(rough)));
+    for (const double factor : {1.0, 2.0, 5.0})
+        if (factor * power >= rough) return factor * power;
+    return 10 * power;
+}
+
+// Ticks of which no two labels touch: of those that would, the ones put first stay.
+class Ticks
+{
+ public:
+    explicit Ticks(double width) : m_width(width) {}
+
+    void Put(double at, const std::string& label)
+    {
+        const auto touches = [&](const PictureTick& tick) {
+            const double chars = static_cast<double>(tick.label.size() + label.size()) / 2 + 2;
+            return std::fabs(tick.at - at) < chars / static_cast<double>(AxisChars) * m_width;
+        };
+        if (std::none_of(m_ticks.begin(), m_ticks.end(), touches)) m_ticks.push_back({at, label});
+    }
+
+    std::vector<PictureTick> Sorted()
+    {
+        std::sort(m_ticks.begin(), m_ticks.end(),
+                  [](const PictureTick& a, const PictureTick& b) { return a.at < b.at; });
+        return std::move(m_ticks);
+    }
+
+ private:
+    const double m_width;
+    std::vector<PictureTick> m_ticks;
+};
+
+// The time axis. When the currents would be too narrow to be seen, pauses in which nothing is asked nor played and
+// that are much longer than the longest current are shortened, the longer ones less:
 //
 //     time     |#####|__|#####|_______________________________________|
 //     drawn    |#####|__|#####|___//___|
 class Axis
 {
  public:
-    // Currents in the order of time.
-    Axis(std::vector<Level> currents, double endUsec) : m_endUsec(endUsec)
+    // Currents in the order of time. Where the shorter of the two ends, a pause is cut: what follows is the error.
+    Axis(const std::vector<Level>& currents, double firstEndUsec, double endUsec)
+        : m_firstEndUsec(firstEndUsec), m_endUsec(endUsec)
     {
-        FindRuns(std::move(currents));
+        FindRuns(currents);
         ShortenPauses();
     }
 
@@ -62,35 +122,54 @@ class Axis
 
     double Width() const { return At(m_endUsec); }
 
+    // Labels stand upright, and need the width of some characters each.
     std::vector<PictureBreak> Breaks() const
     {
+        constexpr double LabelChars = 2;
         std::vector<PictureBreak> breaks;
-        for (const Run& run : m_runs)
-            if (run.Shortened())
-                breaks.push_back({At(run.from), At(run.to), Rounded((run.to - run.from) / 1000) + " ms"});
+        for (const Run& run : m_runs) {
+            if (!run.Shortened()) continue;
+            const bool room = run.drawn * static_cast<double>(AxisChars) >= LabelChars * Width();
+            breaks.push_back({At(run.from), At(run.to), room ? TimeText(run.to - run.from) : ""});
+        }
         return breaks;
     }
 
-    // Round times in what is not shortened, and the end of the cycle.
+    std::string BreaksText() const
+    {
+        int count = 0;
+        double shortest = m_endUsec;
+        double longest = 0;
+        for (const Run& run : m_runs) {
+            if (!run.Shortened()) continue;
+            ++count;
+            shortest = std::min(shortest, run.to - run.from);
+            longest = std::max(longest, run.to - run.from);
+        }
+        if (count == 0) return {};
+        const std::string from = TimeText(shortest);
+        const std::string to = TimeText(longest);
+        return std::to_string(count) + (count == 1 ? " shortened pause of " : " shortened pauses of ") +
+               from + (from == to ? "" : " to " + to);
+    }
+
+    // The ends, and round times in what is not shortened.
     std::vector<PictureTick> Ticks(double unitUsec) const
     {
-        constexpr double Nearest = 0.06;  // of the width, so that labels do not touch
-        std::vector<PictureTick> ticks;
-        const double step = TickStep();
-        const double width = Width();
+        constexpr int Steps = 10;  // about as many in the width
+        const double step = RoundStep(Width() / Steps);
+        preview::Ticks ticks(Width());
+        const auto put = [&](double usec) { ticks.Put(At(usec), Rounded(usec / unitUsec)); };
+        put(m_endUsec);
+        put(0);
+        put(m_firstEndUsec);
         for (const Run& run : m_runs) {
             if (run.Shortened()) continue;
             const double first = std::ceil(run.from / step);
             const int further = static_cast<int>(std::floor(run.to / step) - first);
-            for (int i = 0; i <= further; ++i) {
-                const double tick = (first + i) * step;
-                const double at = At(tick);
-                const bool room = ticks.empty() || at - ticks.back().at > Nearest * width;
-                if (room && width - at > Nearest * width) ticks.push_back({at, Rounded(tick / unitUsec)});
-            }
+            for (int i = 0; i <= further; ++i) put((first + i) * step);
         }
-        ticks.push_back({width, Rounded(m_endUsec / unitUsec)});
-        return ticks;
+        return ticks.Sorted();
     }
 
  private:
@@ -104,109 +183,271 @@ class Axis
         bool Shortened() const { return drawn < to - from; }
     };
 
-    void FindRuns(std::vector<Level> currents)
+    void AddRun(double from, double to, bool current)
+    {
+        if (to > from) m_runs.push_back({from, to, current, to - from});
+    }
+
+    void FindRuns(const std::vector<Level>& currents)
     {
         double end = 0;
         for (const Level& level : currents) {
-            if (level.from > end) m_runs.push_back({end, level.from, false, level.from - end});
-            if (level.to <= end) continue;
+            AddRun(end, level.from, false);
             const double from = std::max(level.from, end);
-            m_runs.push_back({from, level.to, true, level.to - from});
-            end = level.to;
+            AddRun(from, level.to, true);
+            end = std::max(end, level.to);
         }
-        if (m_endUsec > end) m_runs.push_back({end, m_endUsec, false, m_endUsec - end});
+        AddRun(end, m_firstEndUsec, false);
+        AddRun(std::max(end, m_firstEndUsec), m_endUsec, false);
     }
 
     void ShortenPauses()
     {
         constexpr double LongPause = 4;      // times the longest current
-        constexpr double PauseShare = 0.35;  // of what is not shortened, for all long pauses together
+        constexpr double LongWidth = 8;      // likewise: narrower axes stay to scale
+        constexpr double PauseShare = 0.35;  // of what is not shortened, for a single pause,
+        constexpr double ShareEach = 0.05;   // and as much more for each further one,
+        constexpr double LargestShare = 1;   // up to this for all
         double longest = 0;
         for (const Run& run : m_runs)
             if (run.current) longest = std::max(longest, run.drawn);
+        if (!(longest > 0) || m_endUsec <= LongWidth * longest) return;
         const auto isLong = [&](const Run& run) { return !run.current && run.drawn > LongPause * longest; };
+        const auto weight = [&](const Run& run) { return std::log(run.drawn / longest); };
         double kept = 0;
-        for (const Run& run : m_runs)
-            if (!isLong(run)) kept += run.drawn;
-        const auto count = std::count_if(m_runs.begin(), m_runs.end(), isLong);
-        if (!(longest > 0)) return;
+        double weights = 0;
+        double share = PauseShare;
+        for (const Run& run : m_runs) {
+            if (!isLong(run))
+                kept += run.drawn;
+            else
+                weights += weight(run), share += ShareEach;
+        }
+        share = std::min(share, LargestShare);
         for (Run& run : m_runs)
-            if (isLong(run)) run.drawn = std::min(run.drawn, PauseShare * kept / static_cast<double>(count));
+            if (isLong(run)) run.drawn = std::min(run.drawn, share * kept * weight(run) / weights);
     }
 
-    // 1, 2 or 5 times a power of ten: about ten of them in the width.
-    double TickStep() const
-    {
-        const double rough = Width() / 10;
-        const double power = std::pow(10, std::floor(std::log10(rough)));
-        for (const double factor : {1.0, 2.0, 5.0})
-            if (factor * power >= rough) return factor * power;
-        return 10 * power;
-    }
-
+    const double m_firstEndUsec;
     const double m_endUsec;
     std::vector<Run> m_runs;
 };
 
-std::vector<Level> Currents(const std::vector<Level>& asked, const std::vector<Level>& played)
+std::vector<Level> Currents(const Course& asked, const Course& played)
 {
     std::vector<Level> currents;
-    for (const auto* levels : {&asked, &played})
-        std::copy_if(levels->begin(), levels->end(), std::back_inserter(currents),
+    for (const Course* course : {&asked, &played})
+        std::copy_if(course->cycle.begin(), course->cycle.end(), std::back_inserter(currents),
                      [](const Level& level) { return level.currentUa != 0; });
     std::sort(currents.begin(), currents.end(),
               [](const Level& a, const Level& b) { return a.from < b.from; });
     return currents;
 }
 
-std::vector<PicturePoint> Curve(const std::vector<Level>& levels, const Axis& axis)
+std::vector<PicturePoint> Curve(const Course& course, const Axis& axis)
 {
     std::vector<PicturePoint> points{{0, 0}};
-    for (const Level& level : levels) {
+    for (const Level& level : course.cycle) {
         points.push_back({axis.At(level.from), level.currentUa});
         points.push_back({axis.At(level.to), level.currentUa});
     }
+    const double end = axis.At(course.endUsec);
     points.push_back({points.back().at, 0});
+    points.push_back({end, 0});
     return points;
 }
 
-std::string Subtitle(const Deviations& d)
+// --- Trains: to scale, of any number of cycles ---
+
+struct Range
 {
-    std::string text = "period " + Rounded(d.periodUsec.played / 1000) + " ms, ";
-    text += std::isinf(d.cycles.played)
-                ? "continuous"
-                : Rounded(d.cycles.played) + (d.cycles.played == 1 ? " cycle" : " cycles");
-    text += "; net charge " + Rounded(d.playedNc.NetNc()) + " nC per cycle; largest error of a phase start " +
-            Rounded(d.LargestErrorUsec()) + " us";
+    double low = 0;
+    double high = 0;
+
+    void Include(double value)
+    {
+        low = std::min(low, value);
+        high = std::max(high, value);
+    }
+};
+
+Range RangeOf(const Course& course)
+{
+    Range range;
+    for (const Level& level : course.cycle) range.Include(level.currentUa);
+    return range;
+}
+
+// Calls visit with each level of the train.
+template <typename Visit>
+void ForEachLevel(const Course& course, Visit visit)
+{
+    for (double start = 0; start < course.endUsec; start += course.periodUsec)
+        for (const Level& level : course.cycle)
+            if (start + level.from < course.endUsec)
+                visit(Level{start + level.from, std::min(start + level.to, course.endUsec), level.currentUa});
+}
+
+std::vector<PicturePoint> ExactTrain(const Course& course)
+{
+    std::vector<PicturePoint> points{{0, 0}};
+    ForEachLevel(course, [&](const Level& level) {
+        points.push_back({level.from, level.currentUa});
+        points.push_back({level.to, level.currentUa});
+    });
+    points.push_back({points.back().at, 0});
+    points.push_back({course.endUsec, 0});
+    return points;
+}
+
+// The range of currents in each of so many columns, as one line up and down. A column that is wider than the period
+// has the currents of a whole cycle.
+std::vector<PicturePoint> ColumnsOfTrain(const Course& course, double widthUsec)
+{
+    constexpr int Columns = 1000;
+    const double column = widthUsec / Columns;
+    std::vector<Range> ranges(Columns);
+    const auto columnOf = [&](double usec) {
+        return static_cast<std::size_t>(std::clamp(usec / column, 0.0, Columns - 1.0));
+    };
+    if (course.periodUsec > column)
+        ForEachLevel(course, [&](const Level& level) {
+            const std::size_t last = columnOf(level.to);
+            for (std::size_t i = columnOf(level.from); i <= last; ++i)
+                if (static_cast<double>(i) * column < level.to) ranges[i].Include(level.currentUa);
+        });
+    else
+        std::fill(ranges.begin(), ranges.begin() + static_cast<std::ptrdiff_t>(columnOf(course.endUsec)) + 1,
+                  RangeOf(course));
+    std::vector<PicturePoint> points{{0, 0}};
+    for (std::size_t i = 0; i < ranges.size() && static_cast<double>(i) * column < course.endUsec; ++i) {
+        const double at = (static_cast<double>(i) + 0.5) * column;
+        if (ranges[i].low < 0) points.push_back({at, ranges[i].low});
+        if (ranges[i].high > 0 || ranges[i].low == 0) points.push_back({at, ranges[i].high});
+        if (ranges[i].high > 0 || ranges[i].low < 0) points.push_back({at, 0});
+    }
+    points.push_back({course.endUsec, 0});
+    return points;
+}
+
+// A box around the currents of the train, from its start to its end.
+std::vector<PicturePoint> BoxOfTrain(const Course& course)
+{
+    const Range range = RangeOf(course);
+    const double end = course.endUsec;
+    return {{0, 0}, {0, range.high}, {end, range.high}, {end, range.low}, {0, range.low}, {0, 0}, {end, 0}};
+}
+
+void DrawTrain(const Course& asked, const Course& played, Picture& picture)
+{
+    constexpr double MostCycles = 30;  // more of them cannot be told apart
+    constexpr double MostPoints = 4000;
+    picture.width = std::max(asked.endUsec, played.endUsec);
+    const double cycles = std::max(asked.endUsec / asked.periodUsec, played.endUsec / played.periodUsec);
+    const auto levels = static_cast<double>(std::max(asked.cycle.size(), played.cycle.size()));
+    const bool exact = cycles <= MostCycles && cycles * levels <= MostPoints;
+    picture.asked = exact ? ExactTrain(asked) : BoxOfTrain(asked);
+    picture.played = exact ? ExactTrain(played) : ColumnsOfTrain(played, picture.width);
+    picture.fine = !exact;
+    if (!exact) picture.askedName = "asked (range)";
+}
+
+// --- Texts ---
+
+std::string Signed(double value)
+{
+    const std::string text = Rounded(value);
+    return value > 0 && text != "0" ? "+" + text : text;
+}
+
+std::string Subtitle(const Deviations& d, Drawn drawn)
+{
+    std::string text = "asked " + Rounded(d.frequencyHz.asked) + " Hz, played " +
+                       Rounded(d.frequencyHz.played) + " Hz; period error " + Signed(d.periodUsec.Error()) +
+                       " us; net charge " + Signed(d.playedNc.NetNc()) + " nC per cycle; ";
+    if (std::isinf(d.cycles.played)) return text + "continuous";
+    text += Rounded(d.cycles.played) + (d.cycles.played == 1 ? " cycle" : " cycles");
+    if (drawn == Drawn::Train)
+        text += "; train asked " + TimeText(d.trainMsec.asked * 1000) + ", played " +
+                TimeText(d.trainMsec.played * 1000);
     return text;
+}
+
+std::vector<std::string> Notes(const Report& report)
+{
+    constexpr std::size_t MostNotes = 4;
+    constexpr std::size_t MostChars = 130;
+    std::vector<std::string> notes = report.encoding.warnings;
+    for (const auto& sentences : {WarningSentences(report), DeviationSentences(report)})
+        notes.insert(notes.end(), sentences.begin(), sentences.end());
+    const std::size_t found = notes.size();
+    if (found > MostNotes) {
+        notes.resize(MostNotes - 1);
+        notes.push_back("and " + std::to_string(found - notes.size()) + " more");
+    }
+    for (std::string& note : notes) note = ShownText(note, MostChars);
+    return notes;
+}
+
+// --- Axes ---
+
+void SetCurrentAxis(Picture& picture)
+{
+    constexpr double Headroom = 0.1;  // of the range of currents, above and below
+    constexpr double Cap = 0.05;
+    constexpr int Steps = 6;
+    Range range;
+    for (const auto* curve : {&picture.asked, &picture.played})
+        for (const PicturePoint& point : *curve) range.Include(point.currentUa);
+    if (range.low == range.high) range = {-1, 1};
+    const double height = range.high - range.low;
+    picture.currentAxis = "current, uA";
+    picture.lowUa = range.low - Headroom * height;
+    picture.highUa = range.high + Headroom * height;
+    picture.capUa = Cap * height;
+    const double step = RoundStep(height / Steps);
+    const auto decimals = static_cast<int>(std::clamp(-std::floor(std::log10(step)), 0.0, 9.0));
+    const int last = static_cast<int>(std::floor(range.high / step));
+    for (int i = static_cast<int>(std::ceil(range.low / step)); i <= last; ++i)
+        picture.currentTicks.push_back({i * step, Rounded(i * step, decimals)});
+}
+
+// Returns the unit of the ticks in microseconds.
+double SetTimeUnit(Picture& picture)
+{
+    constexpr double MostTicks = 10000;  // of the width in one unit; wider ones are labelled in the next
+    const bool usec = picture.width <= MostTicks;
+    const bool msec = picture.width <= MostTicks * 1000;
+    picture.timeAxis = usec ? "time, us" : msec ? "time, ms" : "time, s";
+    return usec ? 1 : msec ? 1000 : 1e6;
 }
 
 }  // namespace
 
-Picture PictureOf(const Report& report)
+Picture PictureOf(const Report& report, Drawn drawn)
 {
-    constexpr double MaxUsecTicks = 10000;  // of the width; wider ones are labelled in milliseconds
-    const Deviations& deviations = report.deviations;
-    const std::vector<Level> asked = AskedLevels(deviations);
-    const std::vector<Level> played = PlayedLevels(report);
-    const Axis axis(Currents(asked, played),
-                    std::max(deviations.periodUsec.asked, deviations.periodUsec.played));
+    constexpr std::size_t TitleChars = 110;
+    const Course asked = AskedCourse(report.deviations, drawn);
+    const Course played = PlayedCourse(report, drawn);
+    const Axis axis(drawn == Drawn::Cycle ? Currents(asked, played) : std::vector<Level>(),
+                    std::min(asked.endUsec, played.endUsec), std::max(asked.endUsec, played.endUsec));
     Picture picture;
-    picture.title = report.encoding.asked.text;
-    picture.subtitle = Subtitle(deviations);
-    picture.width = axis.Width();
-    const bool msec = picture.width > MaxUsecTicks;
-    picture.timeUnit = msec ? "ms" : "us";
-    picture.ticks = axis.Ticks(msec ? 1000 : 1);
-    picture.breaks = axis.Breaks();
-    picture.asked = Curve(asked, axis);
-    picture.played = Curve(played, axis);
-    for (const auto* curve : {&picture.asked, &picture.played}) {
-        for (const PicturePoint& point : *curve) {
-            picture.minUa = std::min(picture.minUa, point.currentUa);
-            picture.maxUa = std::max(picture.maxUa, point.currentUa);
-        }
+    picture.title = ShownText(report.encoding.asked.text, TitleChars);
+    picture.subtitle = Subtitle(report.deviations, drawn);
+    picture.notes = Notes(report);
+    picture.askedName = "asked";
+    picture.playedName = "played";
+    if (drawn == Drawn::Train) {
+        DrawTrain(asked, played, picture);
+    } else {
+        picture.width = axis.Width();
+        picture.asked = Curve(asked, axis);
+        picture.played = Curve(played, axis);
+        picture.breaks = axis.Breaks();
+        picture.breaksText = axis.BreaksText();
     }
+    picture.timeTicks = axis.Ticks(SetTimeUnit(picture));
+    SetCurrentAxis(picture);
     return picture;
 }
 

@@ -5,7 +5,7 @@
 
 #include "Report.h"
 
-// One cycle as asked and as played, ready to be drawn.
+// One cycle, or the whole train, as asked and as played: ready to be drawn, by Svg.h or by any other means.
 namespace preview {
 
 // A point of a curve: where it is drawn, in microseconds of a time axis on which long pauses are shortened.
@@ -17,7 +17,7 @@ struct PicturePoint
 
 struct PictureTick
 {
-    double at;
+    double at;  // of the time axis, or microamperes
     std::string label;
 };
 
@@ -26,24 +26,54 @@ struct PictureBreak
 {
     double from;
     double to;
-    std::string label;  // how long the pause really is
+    std::string label;  // how long the pause really is; empty where there is no room for it
 };
 
+// Colours as "#rrggbb". Played and asked differ in lightness and line, too: readers who see few colours, and prints
+// in grey, tell them apart.
+namespace colours {
+constexpr const char* Played = "#0072b2";  // a line, and filled towards 0 with PlayedOpacity
+constexpr double PlayedOpacity = 0.25;
+constexpr const char* Asked = "#000000";  // a dashed line
+constexpr const char* Text = "#000000";
+constexpr const char* FaintText = "#555555";
+constexpr const char* Note = "#9c3d00";
+constexpr const char* Axis = "#888888";
+constexpr const char* Grid = "#dddddd";
+constexpr const char* Break = "#eeeeee";
+constexpr const char* Ground = "#ffffff";
+}  // namespace colours
+
+// Texts are valid UTF-8 without control characters: what is not stands there as the replacement character.
 struct Picture
 {
-    std::string title;
+    std::string title;  // the specification string, a long one shortened in its middle
     std::string subtitle;
-    std::string timeUnit;  // "us" or "ms", of the ticks
-    double width = 0;      // of the time axis
-    double minUa = 0;      // of both curves, 0 included
-    double maxUa = 0;
-    std::vector<PicturePoint> asked;
+    std::vector<std::string> notes;  // what is played otherwise than asked, as encode warns of it
+    std::string timeAxis;            // "time, us", ms or s, the unit of timeTicks
+    std::string currentAxis;         // "current, uA"
+    std::string askedName;           // in the key
+    std::string playedName;
+    double width = 1;                 // of the time axis, above 0
+    double lowUa = -1;                // of the current axis: both curves, 0 and some room
+    double highUa = 1;                // above lowUa
+    double capUa = 0.1;               // each curve ends in a stroke from -capUa to capUa
+    bool fine = false;                // played has more cycles than can be told apart: a thin line
+    std::vector<PicturePoint> asked;  // ends where the cycle or train asked ends
     std::vector<PicturePoint> played;
-    std::vector<PictureTick> ticks;
+    std::vector<PictureTick> timeTicks;
+    std::vector<PictureTick> currentTicks;
     std::vector<PictureBreak> breaks;
+    std::string breaksText;  // "12 shortened pauses of 9.6 ms": where breaks have no labels, or none that fit
 };
 
-// REQUIRES: the report is on a text that has words.
-Picture PictureOf(const Report& report);
+enum class Drawn
+{
+    Cycle,
+    Train,
+};
+
+// REQUIRES: the report is on a text that has words, and for Drawn::Train neither train is continuous.
+Picture PictureOf(const Report& report, Drawn drawn = Drawn::Cycle);
 
 }  // namespace preview

@@ -287,6 +287,20 @@ std::string Sentence(const Report& report, const Finding& finding)
     }
 }
 
+std::vector<std::string> DeviationSentences(const Report& report)
+{
+    std::vector<std::string> sentences;
+    for (const Finding& finding : report.deviations.findings) {
+        // The library warns of the amplitudes that it rounds.
+        const bool warned = finding.cause == Cause::AmplitudeRead || finding.cause == Cause::BalanceMode ||
+                            finding.cause == Cause::NotBalanced;
+        if (!warned && finding.Notable(report.stimulator)) sentences.push_back(Sentence(report, finding));
+    }
+    if (sentences.empty() && report.deviations.Notable())
+        sentences.push_back(SmallDeviationsSentence(report.deviations));
+    return sentences;
+}
+
 std::string SmallDeviationsSentence(const Deviations& deviations)
 {
     return "small deviations add up: phase " + std::to_string(deviations.LargestError()) + " starts " +

@@ -18,7 +18,9 @@ std::string Sentence(const Asked& asked, const Irregularity& irregularity);
 // "phase 4: 2880 us is played as 2881 us", of report.deviations.
 std::string Sentence(const Report& report, const Finding& finding);
 
-// Where several small deviations come to one that is notable.
+// A sentence for each notable deviation that neither the library nor a balance mode warns of; where only several small
+// ones together are notable, one of what they come to. REQUIRES: the report is on a text that has words.
+std::vector<std::string> DeviationSentences(const Report& report);
 std::string SmallDeviationsSentence(const Deviations& deviations);
 
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"

@@ -13,14 +13,22 @@ using namespace preview;
 
 namespace {
 
-// Text for gnuplot in quotes in which it expands nothing.
-std::string Quoted(const std::string& text)
+// Text for gnuplot, in quotes in which it expands nothing.
+std::string Quoted(std::string_view text)
 {
-    constexpr std::size_t MaxShown = 110;
-    std::string shown = text.size() > MaxShown ? text.substr(0, MaxShown - 3) + "..." : text;
-    const auto unusual = [](char c) { return c < ' ' || c > '~' || c == '\'' || c == '`'; };
-    std::replace_if(shown.begin(), shown.end(), unusual, '?');
-    return "'" + shown + "'";
+    std::string quoted = "'";
+    for (const char c : text) quoted.append(c == '\'' ? 2 : 1, c);
+    return quoted + "'";
+}
+
+std::string Colour(const char* colour)
+{
+    return std::string(" linecolor '") + colour + "'";
+}
+
+std::string TextColour(const char* colour)
+{
+    return std::string(" textcolor '") + colour + "'";
 }
 
 // A place in the drawing, with the digits of a float.
@@ -29,19 +37,20 @@ std::string Number(double value)
     return Shortest(static_cast<float>(value));
 }
 
-std::string Terminal(PlotFormat format)
+std::string Terminal(const Picture& picture, PlotFormat format)
 {
+    const std::size_t notes = picture.notes.size();
     switch (format) {
-        case PlotFormat::Svg:
-            return "svg size 1100,480 dynamic font 'DejaVu Sans,14' background '#ffffff'";
         case PlotFormat::Png:
-            return "pngcairo size 1100,480 font 'DejaVu Sans,12'";
+            return "pngcairo noenhanced size 1100," + std::to_string(480 + 20 * notes) +
+                   " font 'DejaVu Sans,10.5'";
         case PlotFormat::Pdf:
-            return "pdfcairo size 24cm,10.5cm font 'DejaVu Sans,11'";
+            return "pdfcairo noenhanced size 24cm," + Rounded(10.5 + 0.44 * static_cast<double>(notes)) +
+                   "cm font 'DejaVu Sans,9'";
         case PlotFormat::Text:
             break;
     }
-    return "dumb size 100,28";
+    return "dumb noenhanced size 100,28";
 }
 
 void AppendCurve(std::string& script, const char* name, const std::vector<PicturePoint>& points)
@@ -52,9 +61,9 @@ void AppendCurve(std::string& script, const char* name, const std::vector<Pictur
     script += "END\n";
 }
 
-void AppendTicks(std::string& script, const std::vector<PictureTick>& ticks)
+void AppendTicks(std::string& script, const char* axis, const std::vector<PictureTick>& ticks)
 {
-    script += "set xtics nomirror (";
+    script += std::string("set ") + axis + " out nomirror (";
     for (std::size_t i = 0; i < ticks.size(); ++i)
         script += (i == 0 ? "" : ", ") + Quoted(ticks[i].label) + " " + Number(ticks[i].at);
     script += ")\n";
@@ -62,13 +71,16 @@ void AppendTicks(std::string& script, const std::vector<PictureTick>& ticks)
 
 void AppendAxes(std::string& script, const Picture& picture)
 {
-    constexpr double Headroom = 0.12;  // of the range of currents, above and below
-    const double range = picture.maxUa > picture.minUa ? picture.maxUa - picture.minUa : 1;
-    script += "set xrange [0:" + Number(picture.width > 0 ? picture.width : 1) + "]\n";
-    script += "set yrange [" + Number(picture.minUa - Headroom * range) + ":" +
-              Number(picture.maxUa + Headroom * range) + "]\n";
-    script += "set xlabel 'time, " + picture.timeUnit + "'\nset ylabel 'current, uA'\n";
-    AppendTicks(script, picture.ticks);
+    script += "set xrange [0:" + Number(picture.width) + "]\n";
+    script += "set yrange [" + Number(picture.lowUa) + ":" + Number(picture.highUa) + "]\n";
+    script += "set xlabel " + Quoted(picture.timeAxis) + "\n";
+    AppendTicks(script, "xtics", picture.timeTicks);
+    AppendTicks(script, "ytics", picture.currentTicks);
+}
+
+void AppendLabel(std::string& script, std::string_view text, const std::string& place)
+{
+    script += "set label " + Quoted(text) + " at " + place + "\n";
 }
 
 // A shortened pause is a grey band with its length in it, and two strokes through the axis of time.
@@ -78,48 +90,97 @@ void AppendBreaks(std::string& script, const Picture& picture)
         const std::string from = Number(gap.from);
         const std::string to = Number(gap.to);
         const double middle = (gap.from + gap.to) / 2;
-        const bool narrow = gap.to - gap.from < 0.12 * picture.width;
-        script += "set object rectangle from " + from + ",graph 0 to " + to +
-                  ",graph 1 behind fillcolor '#eeeeee' fillstyle solid noborder\n";
-        script += "set label " + Quoted("pause, " + gap.label) + " at " + Number(middle) +
-                  (narrow ? ",graph 0.05 left rotate" : ",graph 0.93 center") + " textcolor '#555555'\n";
-        for (const double side : {-0.004, 0.004}) {
+        const bool narrow = gap.to - gap.from < 0.16 * picture.width;
+        script += "set object rectangle from " + from + ",graph 0 to " + to + ",graph 1 behind fillcolor '" +
+                  colours::Break + "' fillstyle solid noborder\n";
+        if (!gap.label.empty())
+            AppendLabel(script, "pause, " + gap.label,
+                        Number(middle) + (narrow ? ",graph 0.05 left rotate" : ",graph 0.94 center") +
+                            TextColour(colours::FaintText));
+        if (gap.to - gap.from < 0.014 * picture.width) continue;
+        for (const double side : {-0.003, 0.003}) {
             const std::string foot = Number(middle + (side - 0.003) * picture.width);
             const std::string head = Number(middle + (side + 0.003) * picture.width);
-            script += "set arrow from " + foot + ",graph -0.03 to " + head +
-                      ",graph 0.03 nohead front linewidth 1.5 linecolor '#555555'\n";
+            script += "set arrow from " + foot + ",graph -0.02 to " + head +
+                      ",graph 0.02 nohead front linewidth 1.5" + Colour(colours::FaintText) + "\n";
         }
     }
 }
 
+// A curve ends in a stroke across 0.
+void AppendCap(std::string& script, const Picture& picture, const std::vector<PicturePoint>& points,
+               const std::string& style)
+{
+    const std::string end = Number(points.back().at);
+    script += "set arrow from " + end + "," + Number(-picture.capUa) + " to " + end + "," +
+              Number(picture.capUa) + " nohead front" + style + "\n";
+}
+
+// The lengths of the pauses stand in the drawing when all of them have room there, otherwise only that they are shortened.
 void AppendText(std::string& script, const Picture& picture)
 {
-    for (const PictureBreak& gap : picture.breaks)
-        script += "set label " + Quoted("// " + gap.label + " //") + " at " +
-                  Number((gap.from + gap.to) / 2) + ",graph 0.95 center\n";
-    script += "set key below\nplot $asked with lines title 'asked', $played with lines title 'played'\n";
+    constexpr double Columns = 86;  // of the area of the curves
+    const auto half = [](const std::string& text) { return static_cast<double>(text.size()) / 2; };
+    const auto middle = [&](const PictureBreak& gap) {
+        return (gap.from + gap.to) / 2 / picture.width * Columns;
+    };
+    bool room = true;
+    double taken = 0;
+    for (const PictureBreak& gap : picture.breaks) {
+        room = room && !gap.label.empty() && middle(gap) - half(gap.label) - 3 >= taken;
+        taken = middle(gap) + half(gap.label) + 3;
+    }
+    taken = 1;
+    for (const PictureBreak& gap : picture.breaks) {
+        if (middle(gap) - 1 < taken) continue;
+        AppendLabel(script, room ? "//" + gap.label + "//" : "//",
+                    Number((gap.from + gap.to) / 2) + ",graph 0.95 center");
+        taken = middle(gap) + 2;
+    }
+    AppendLabel(script, picture.currentAxis, "screen 0.01,graph 1.05 left");
+    script += "set key below\nset rmargin 4\nset tmargin 2\nplot $asked with lines title " +
+              Quoted(picture.askedName) + ", $played with lines title " + Quoted("  " + picture.playedName) +
+              "\n";
 }
 
 void AppendDrawing(std::string& script, const Picture& picture)
 {
-    script += "set border 3\nset ytics nomirror\nset tmargin 4\nset bmargin 4.5\nset rmargin 4\n";
-    script += "set grid ytics linetype 1 linewidth 0.5 linecolor '#dddddd'\n";
-    script += "set label " + Quoted(picture.title) + " at graph 0,graph 1.14 left\n";
-    script += "set label " + Quoted(picture.subtitle) + " at graph 0,graph 1.06 left textcolor '#555555'\n";
-    script += "set key at screen 0.985,screen 0.02 right bottom horizontal Left reverse\n";
+    const std::size_t notes = picture.notes.size();
+    const double height = 480 + 20 * static_cast<double>(notes);
+    const auto screen = [&](double pixels) { return Number(1 - pixels / height); };
+    script += "set border 3" + Colour(colours::Axis) + "\nset tics" + TextColour(colours::Text) +
+              "\nset grid ytics linetype 1 linewidth 0.5" + Colour(colours::Grid) + "\n";
+    script += "set tmargin at screen " + screen(70) + "\nset bmargin at screen " + screen(400) +
+              "\nset lmargin at screen 0.0727\nset rmargin at screen 0.9545\n";
+    script += "set ylabel " + Quoted(picture.currentAxis) + "\n";
+    AppendLabel(script, picture.title, "screen 0.0727,screen " + screen(23) + " left");
+    AppendLabel(script, picture.subtitle,
+                "screen 0.0727,screen " + screen(47) + " left" + TextColour(colours::FaintText));
+    if (std::any_of(picture.breaks.begin(), picture.breaks.end(),
+                    [](const PictureBreak& gap) { return gap.label.empty(); }))
+        AppendLabel(script, picture.breaksText,
+                    "screen 0.0727,screen " + screen(453) + " left" + TextColour(colours::FaintText));
+    double y = 458;
+    for (const std::string& note : picture.notes)
+        AppendLabel(script, note,
+                    "screen 0.0727,screen " + screen(y += 20) + " left" + TextColour(colours::Note));
+    script += "set key at screen 0.9545,screen " + screen(464) + " right bottom horizontal Left reverse\n";
     AppendBreaks(script, picture);
-    script +=
-        "plot $played with filledcurves y=0 fillstyle solid 0.3 noborder linecolor '#3a86c8' notitle, "
-        "0 with lines linewidth 1 linecolor '#888888' notitle, "
-        "$played with lines linewidth 3 linecolor '#3a86c8' title 'played', "
-        "$asked with lines dashtype (12,8) linewidth 1.3 linecolor '#000000' title 'asked'\n";
+    const std::string playedWidth = picture.fine ? " linewidth 0.7" : " linewidth 3";
+    AppendCap(script, picture, picture.played, playedWidth + Colour(colours::Played));
+    AppendCap(script, picture, picture.asked, " linewidth 1.3" + Colour(colours::Asked));
+    script += "plot $played with filledcurves y=0 fillstyle solid " + Number(colours::PlayedOpacity) +
+              " noborder" + Colour(colours::Played) + " notitle, 0 with lines linewidth 1" +
+              Colour(colours::Axis) + " notitle, $played with lines" + playedWidth + Colour(colours::Played) +
+              " title " + Quoted(picture.playedName) + ", $asked with lines dashtype (18,11) linewidth 1.3" +
+              Colour(colours::Asked) + " title " + Quoted(picture.askedName) + "\n";
 }
 
 }  // namespace
 
 std::string GnuplotScript(const Picture& picture, PlotFormat format)
 {
-    std::string script = "set terminal " + Terminal(format) + "\nset encoding utf8\n";
+    std::string script = "set terminal " + Terminal(picture, format) + "\nset encoding utf8\n";
     AppendCurve(script, "asked", picture.asked);
     AppendCurve(script, "played", picture.played);
     AppendAxes(script, picture);

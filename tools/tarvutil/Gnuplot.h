@@ -4,11 +4,10 @@
 
 #include "Picture.h"
 
-// The formats that gnuplot draws in.
+// The formats that gnuplot draws in; Text is for a terminal.
 enum class PlotFormat
 {
     Text,
-    Svg,
     Png,
     Pdf,
 };

@@ -6,8 +6,6 @@
 #include "Sentences.h"
 #include "System.h"
 
-using preview::Cause;
-
 namespace {
 
 std::string Shown(std::string_view text)
@@ -35,11 +33,6 @@ std::string Shown(std::string_view text)
         append(shown, text.substr(text.size() - TailShown));
     }
     return shown;
-}
-
-bool IsBalanceFinding(const preview::Finding& finding)
-{
-    return finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced;
 }
 
 }  // namespace
@@ -70,15 +63,6 @@ void PrintMessages(Output& output, const Place& place, const preview::Report& re
 
 void PrintDeviations(Output& output, const Place& place, const preview::Report& report)
 {
-    bool printed = false;
-    for (const preview::Finding& finding : report.deviations.findings) {
-        // The library warns of the amplitudes that it rounds.
-        if (finding.cause == Cause::AmplitudeRead || IsBalanceFinding(finding) ||
-            !finding.Notable(report.stimulator))
-            continue;
-        PrintMessage(output, place, "warning: " + Sentence(report, finding));
-        printed = true;
-    }
-    if (!printed && report.deviations.Notable())
-        PrintMessage(output, place, "warning: " + SmallDeviationsSentence(report.deviations));
+    for (const std::string& sentence : DeviationSentences(report))
+        PrintMessage(output, place, "warning: " + sentence);
 }

@@ -1,30 +1,43 @@
 #include <algorithm>
+#include <cmath>
 
 #include "Commands.h"
 #include "Fault.h"
 #include "Gnuplot.h"
+#include "Messages.h"
 #include "PatternCommand.h"
 #include "Picture.h"
+#include "Svg.h"
+
+using preview::Drawn;
+using preview::Picture;
 
 namespace {
 
 struct Options : PatternOptions
 {
     std::string output;
+    bool train = false;
 };
+
+constexpr std::string_view NumberPlace = "%d";
 
 bool EndsWith(const std::string& text, const std::string& end)
 {
     return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-PlotFormat FormatOf(const std::string& path)
+// The picture in the format that the name of the file has.
+std::string FileDrawing(const Picture& picture, const std::string& path)
 {
-    if (path.empty()) return PlotFormat::Text;
-    if (EndsWith(path, ".svg")) return PlotFormat::Svg;
-    if (EndsWith(path, ".png")) return PlotFormat::Png;
-    if (EndsWith(path, ".pdf")) return PlotFormat::Pdf;
-    throw Fault("cannot tell how to draw " + path + ": its name must end in .svg, .png or .pdf");
+    if (EndsWith(path, ".svg")) return SvgOf(picture);
+    return RunGnuplot(GnuplotScript(picture, EndsWith(path, ".png") ? PlotFormat::Png : PlotFormat::Pdf));
+}
+
+void NeedFormat(const std::string& path)
+{
+    if (!path.empty() && !EndsWith(path, ".svg") && !EndsWith(path, ".png") && !EndsWith(path, ".pdf"))
+        throw Fault("cannot tell how to draw " + path + ": its name must end in .svg, .png or .pdf");
 }
 
 // The lines of a drawing without the blanks that fill them up, and without empty lines.
@@ -41,28 +54,79 @@ std::string WithoutBlankEnds(const std::string& drawing)
     return text;
 }
 
+std::string TerminalDrawing(const Picture& picture)
+{
+    std::string text = picture.title + "\n" + picture.subtitle + "\n" +
+                       WithoutBlankEnds(RunGnuplot(GnuplotScript(picture, PlotFormat::Text)));
+    if (!picture.breaks.empty()) text += "// " + picture.breaksText + "\n";
+    for (const std::string& note : picture.notes) text += note + "\n";
+    return text;
+}
+
+class Plotter
+{
+ public:
+    explicit Plotter(const Options& options) : m_options(options), m_place(options.output.find(NumberPlace))
+    {}
+
+    int Run()
+    {
+        NeedFormat(m_options.output);
+        const int status = ForEachReport(
+            m_options, {}, m_messages,
+            [this](const Place& place, const preview::Report& report) { return Plot(place, report); });
+        if (!m_drawing.empty()) Save(m_options.output, m_drawing);
+        return status;
+    }
+
+ private:
+    bool Plot(const Place& place, const preview::Report& report)
+    {
+        ++m_number;
+        if (!report.encoding.Encoded()) return false;
+        const preview::Deviations& deviations = report.deviations;
+        if (m_options.train &&
+            (std::isinf(deviations.cycles.asked) || std::isinf(deviations.cycles.played))) {
+            PrintMessage(m_messages, place, "--train: the train has no end");
+            return false;
+        }
+        const Picture picture = PictureOf(report, m_options.train ? Drawn::Train : Drawn::Cycle);
+        if (m_options.output.empty())
+            m_messages.Write(place.Text() + ": " + TerminalDrawing(picture));
+        else if (m_place != std::string::npos)
+            Save(NumberedName(), FileDrawing(picture, m_options.output));
+        else if (m_drawing.empty())
+            m_drawing = FileDrawing(picture, m_options.output);
+        else
+            throw Fault(m_options.output +
+                        " can hold the plot of one pattern only; a name with %d gives each "
+                        "its number");
+        return true;
+    }
+
+    std::string NumberedName() const
+    {
+        std::string name = m_options.output;
+        return name.replace(m_place, NumberPlace.size(), std::to_string(m_number));
+    }
+
+    static void Save(const std::string& path, const std::string& drawing)
+    {
+        Output file(path);
+        file.Write(drawing);
+        file.Finish();
+    }
+
+    const Options& m_options;
+    const std::size_t m_place;  // of the number in the name of the file
+    Output m_messages;
+    std::size_t m_number = 0;  // of the pattern, from 1; refused ones count
+    std::string m_drawing;     // the only one of a file, saved when no other follows
+};
+
 int Plot(const Options& options)
 {
-    const PlotFormat format = FormatOf(options.output);
-    const bool toFile = format != PlotFormat::Text;
-    Output messages;
-    std::string drawing;
-    const int status =
-        ForEachReport(options, {}, messages, [&](const Place& place, const preview::Report& report) {
-            if (!report.encoding.Encoded()) return false;
-            if (!drawing.empty()) throw Fault(options.output + " can hold the plot of one pattern only");
-            const preview::Picture picture = PictureOf(report);
-            drawing = RunGnuplot(GnuplotScript(picture, format));
-            if (toFile) return true;
-            messages.Write(place.Text() + ": " + picture.subtitle + "\n" + WithoutBlankEnds(drawing));
-            drawing.clear();
-            return true;
-        });
-    if (drawing.empty()) return status;
-    Output file(options.output);
-    file.Write(drawing);
-    file.Finish();
-    return status;
+    return Plotter(options).Run();
 }
 
 }  // namespace
@@ -74,6 +138,8 @@ void AddPlot(CLI::App& program, int& exitStatus)
         AddPatternCommand(program, "plot", "Draw one cycle as asked and as played, long pauses shortened",
                           options, Plot, exitStatus);
     AddOutputOption(command, options->output, "FILE",
-                    "Draw to FILE.svg, FILE.png or FILE.pdf; to the terminal as text without it");
-    command.footer("Draws with gnuplot (Debian package gnuplot-nox).");
+                    "Draw to FILE.svg, FILE.png or FILE.pdf, %d in it is the number of the pattern; to the "
+                    "terminal as text without it");
+    command.add_flag("--train", options->train, "Draw the whole train, to scale");
+    command.footer("PNG, PDF and the terminal are drawn with gnuplot (Debian package gnuplot-nox).");
 }
