@@ -209,6 +209,7 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
         object["continuous"] = true;
     else
         object["cycles"] = timeline.cyclesAsked;
+    object["start_ms"] = timeline.startMsec;
     object["blocks"] = Json::array();
     for (const Block& block : timeline.blocks) {
         Json entry{{"sent_ms", block.sentMsec}, {"due_ms", block.dueMsec}, {"cycles", block.cycles}};
@@ -219,6 +220,30 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
     object["complete"] = timeline.Complete();
     object["longest_gap_ms"] = timeline.longestGapMsec;
     return Line(object);
+}
+
+std::string CommandJson(const ScheduledCommand& command, std::string_view place)
+{
+    Json object = AtPlace(place);
+    object["channel"] = command.channel;
+    object["sent_ms"] = command.sentMsec;
+    object["due_ms"] = command.dueMsec;
+    object["cycles"] = command.cycles;
+    if (command.cyclesLeft >= 0)
+        object["cycles_left"] = command.cyclesLeft;
+    else
+        object["continuous"] = true;
+    object["words"] = command.words;
+    return Line(object);
+}
+
+std::string TotalJson(std::size_t commands, const TotalCurrent& total)
+{
+    return Line({{"commands", commands},
+                 {"largest_total_current_ua", Figure(total.magnitude.ua)},
+                 {"largest_total_current_at_ms", Figure(total.magnitude.atMsec)},
+                 {"largest_net_current_ua", Figure(total.net.ua)},
+                 {"largest_net_current_at_ms", Figure(total.net.atMsec)}});
 }
 
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Report.h"
+#include "Schedule.h"
 #include "Summary.h"
 #include "Timeline.h"
 
@@ -18,6 +19,10 @@ std::string ReportJson(const Report& report, std::string_view place);
 std::string WordsJson(const Report& report, std::string_view place);
 
 std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place);
+
+// A command of a schedule, at the place of its train; and what the commands come to.
+std::string CommandJson(const ScheduledCommand& command, std::string_view place);
+std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 
 // What words play, whoever wrote them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,

@@ -1,6 +1,7 @@
 #include "Timeline.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "ContinuedItemPlay.h"
@@ -8,17 +9,19 @@
 namespace preview {
 namespace {
 
-// Polls the record of a play from time 0 on. Of the polls only those are made at which a block can be due.
+// Polls the record of a play from its start on. Of the polls only those are made at which a block can be due.
 class Player
 {
  public:
-    Player(const Stimulator& stimulator, const Encoding& encoding, const Host& host)
+    Player(const Stimulator& stimulator, const Encoding& encoding, const Host& host, std::int64_t startMsec)
         : m_host(host),
           m_pattern(encoding.pattern),
           m_slot(&Base(m_pattern)),
           m_words(encoding.words),
           m_cycleMsec(playback::PeriodUsec(m_words, stimulator.Scale()) * 1e-3)
     {
+        m_timeline.startMsec = startMsec;
+        m_timeline.endMsec = static_cast<double>(startMsec);
         m_timeline.continuous = m_slot->IsContinuous();
         m_timeline.cyclesAsked = m_slot->CycleCount();
     }
@@ -28,11 +31,12 @@ class Player
     Timeline Play()
     {
         const int first = playback::CyclesOf(m_words[0]);
-        ContinuedItemPlay play({0, &m_slot}, first, 0);
-        Send({0, 0, first, play.RemCycles()});
+        const std::int64_t start = m_timeline.startMsec;
+        ContinuedItemPlay play({0, &m_slot}, first, static_cast<long>(start));
+        Send({m_host.PollAt(start), start, first, play.RemCycles()});
         while (play.RemCycles() > 0 && !Stopped()) {
             const std::int64_t due = play.m_nextMsec;
-            const std::int64_t now = FirstPollAfter(due + 2);
+            const std::int64_t now = m_host.PollAt(due + 3);
             if (!play.ReadyToContinue(Clock(now))) break;
             if (play.ContinueCmds(Clock(now), reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
             Send({now, due, playback::CyclesOf(m_words[0]), play.RemCycles()});
@@ -49,16 +53,11 @@ class Player
 
     bool Stopped() const { return m_timeline.continuous && m_timeline.blocks.size() >= m_host.blocks; }
 
-    std::int64_t FirstPollAfter(std::int64_t msec) const
-    {
-        return (msec / m_host.pollMsec + 1) * m_host.pollMsec;
-    }
-
     void Send(const Block& block)
     {
         const auto sent = static_cast<double>(block.sentMsec);
-        m_timeline.longestGapMsec = std::max(m_timeline.longestGapMsec, sent - m_endMsec);
-        m_endMsec = std::max(m_endMsec, sent) + block.cycles * m_cycleMsec;
+        m_timeline.longestGapMsec = std::max(m_timeline.longestGapMsec, sent - m_timeline.endMsec);
+        m_timeline.endMsec = std::max(m_timeline.endMsec, sent) + block.cycles * m_cycleMsec;
         m_timeline.cyclesSent += block.cycles;
         m_timeline.blocks.push_back(block);
     }
@@ -68,15 +67,21 @@ class Player
     StimPattern* m_slot;
     std::vector<unsigned int> m_words;
     const double m_cycleMsec;  // as the words play it
-    double m_endMsec = 0;      // when what was sent has been played
     Timeline m_timeline;
 };
 
 }  // namespace
 
-Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host)
+Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host,
+                    std::int64_t startMsec)
 {
-    return Player(stimulator, encoding, host).Play();
+    return Player(stimulator, encoding, host, startMsec).Play();
+}
+
+std::int64_t NextMsec(std::int64_t startMsec, double trainMsec)
+{
+    constexpr double NoiseMsec = 1e-6;
+    return startMsec + static_cast<std::int64_t>(std::ceil(trainMsec - NoiseMsec));
 }
 
 }  // namespace preview

@@ -18,10 +18,12 @@ struct Block
 
 struct Timeline
 {
+    std::int64_t startMsec = 0;
     bool continuous = false;
     int cyclesAsked = 0;
     std::int64_t cyclesSent = 0;
     double longestGapMsec = 0;  // between the end of a block and the sending of the next
+    double endMsec = 0;         // when what was sent has been played
     std::vector<Block> blocks;
 
     bool Complete() const { return continuous || cyclesSent == cyclesAsked; }
@@ -31,9 +33,16 @@ struct Host
 {
     int pollMsec = 1;        // how often it looks at its clock
     std::size_t blocks = 5;  // after so many it stops a continuous pattern
+
+    // When it looks for the first time at that time or later.
+    std::int64_t PollAt(std::int64_t msec) const { return (msec + pollMsec - 1) / pollMsec * pollMsec; }
 };
 
-// What the host sends for the pattern, the first block at time 0. REQUIRES: the encoding has words.
-Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host);
+// What the host sends for the pattern, the first block at startMsec, 0 or above. REQUIRES: the encoding has words.
+Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host,
+                    std::int64_t startMsec = 0);
+
+// The first whole millisecond, startMsec or later, at which a train that starts then and lasts so long has ended.
+std::int64_t NextMsec(std::int64_t startMsec, double trainMsec);
 
 }  // namespace preview

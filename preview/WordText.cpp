@@ -102,6 +102,10 @@ std::string ReadJsonLine(std::string_view text, WordLine& line)
             return "not a 32-bit word: " + word.dump(-1, ' ', false, Json::error_handler_t::replace);
         line.words.push_back(word.get<unsigned int>());
     }
+    const auto cycles = json.find("cycles");
+    if (cycles != json.end() && cycles->is_number_unsigned()) line.cycles = cycles->get<long long>();
+    const auto continuous = json.find("continuous");
+    line.continuous = continuous != json.end() && *continuous == true;
     std::string fault = ReadStep(json, "time_step_us", line.timeStepUsec);
     return fault.empty() ? ReadStep(json, "amp_step_ua", line.ampStepUa) : fault;
 }

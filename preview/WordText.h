@@ -18,6 +18,8 @@ struct WordLine
     std::vector<unsigned int> words;
     std::optional<float> timeStepUsec;  // the steps that the words were made for, where the line has them
     std::optional<float> ampStepUa;
+    std::optional<long long> cycles;  // of the whole train, where the line has them
+    bool continuous = false;
 };
 
 // Reads a line of words into line, which is empty. Returns what is wrong with it, or nothing.

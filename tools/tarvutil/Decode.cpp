@@ -1,6 +1,9 @@
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
+#include <optional>
 
 #include "Commands.h"
 #include "ExitStatus.h"
@@ -9,6 +12,7 @@
 #include "NumberFormat.h"
 #include "Options.h"
 #include "Output.h"
+#include "Samples.h"
 #include "Table.h"
 #include "WordText.h"
 
@@ -24,6 +28,8 @@ struct Options
     bool ampStepGiven = false;
     Input input;
     std::string format = "table";
+    bool train = false;
+    std::optional<double> sampleRateHz;
 };
 
 // One word array as it was read, and what its words are for.
@@ -32,6 +38,8 @@ struct Record
     std::vector<unsigned int> words;
     float timeStepUsec = 0;
     float ampStepUa = 0;
+    std::optional<long long> cycles;  // of the whole train; without, those of word 0
+    bool continuous = false;
 
     playback::Scale Scale() const
     {
@@ -49,6 +57,36 @@ void PrintTable(Output& output, const Place& place, const Record& record)
                        ", period: " + Rounded(playback::PeriodUsec(record.words, record.Scale())) + " us\n";
     table.Print(text);
     output.Write(text);
+}
+
+void AppendNumbers(std::string& text, std::initializer_list<double> numbers)
+{
+    char digits[32];
+    for (const double number : numbers) {
+        text.append(digits, std::to_chars(digits, digits + sizeof digits, number + 0.0).ptr);
+        text += ',';
+    }
+    text.back() = '\n';
+}
+
+// The train of the record, or one cycle of it, a line after the other.
+void PrintCsv(Output& output, const Options& options, const Record& record)
+{
+    const long long cycles = options.train ? record.cycles.value_or(playback::CyclesOf(record.words[0])) : 1;
+    const preview::Train train = preview::TrainOf(record.words, record.Scale(), cycles);
+    if (options.sampleRateHz) {
+        output.Write("time_us,current_ua\n");
+        ForEachSample(train, *options.sampleRateHz, [&](double timeUsec, double currentUa) {
+            AppendNumbers(output.Buffer(), {timeUsec, currentUa});
+            output.Written();
+        });
+        return;
+    }
+    output.Write("start_us,duration_us,current_ua\n");
+    ForEachStretch(train, [&](double startUsec, double durationUsec, double currentUa) {
+        AppendNumbers(output.Buffer(), {startUsec, durationUsec, currentUa});
+        output.Written();
+    });
 }
 
 // Reads word arrays as encode writes them, and prints what they play.
@@ -81,17 +119,27 @@ class Decoder
     void DecodeLine(const Place& place, std::string_view text)
     {
         preview::WordLine line;
-        Record record{{}, m_options.stimulator.timeStepUsec, m_options.stimulator.ampStepUa};
+        Record record = EmptyRecord();
         std::string fault = ReadWordLine(text, line);
         if (fault.empty())
             fault = SetStep("time_step_us", line.timeStepUsec, m_options.timeStepGiven, record.timeStepUsec);
         if (fault.empty())
             fault = SetStep("amp_step_ua", line.ampStepUa, m_options.ampStepGiven, record.ampStepUa);
         record.words = std::move(line.words);
+        record.cycles = line.cycles;
+        record.continuous = line.continuous;
         if (fault.empty())
             Print(place, record);
         else
             Refuse(place, fault);
+    }
+
+    Record EmptyRecord() const
+    {
+        Record record;
+        record.timeStepUsec = m_options.stimulator.timeStepUsec;
+        record.ampStepUa = m_options.stimulator.ampStepUa;
+        return record;
     }
 
     // The steps that the words were made for go with them: an option may say the same, nothing else.
@@ -108,7 +156,7 @@ class Decoder
     void DecodeBinary(FileReader& file)
     {
         Place place{m_options.input.file, 1};
-        Record record{{}, m_options.stimulator.timeStepUsec, m_options.stimulator.ampStepUa};
+        Record record = EmptyRecord();
         for (;;) {
             const std::string_view bytes = file.NextBytes(sizeof(unsigned int));
             if (!bytes.empty() && bytes.size() != sizeof(unsigned int))
@@ -131,12 +179,23 @@ class Decoder
         const std::string refusal = playback::Refusal(record.words);
         if (!refusal.empty())
             Refuse(place, refusal);
+        else if (m_options.format == "csv")
+            PrintOnlyCsv(place, record);
         else if (m_options.format == "json")
             m_output.Write(
                 preview::SegmentsJson(record.timeStepUsec, record.ampStepUa, record.words, place.Text()) +
                 '\n');
         else
             PrintTable(m_output, place, record);
+    }
+
+    // A table of one train has no column that would tell it from the next.
+    void PrintOnlyCsv(const Place& place, const Record& record)
+    {
+        if (m_printed) return Refuse(place, "--format csv takes one pattern; its table was printed");
+        if (m_options.train && record.continuous) return Refuse(place, "--train: the train has no end");
+        PrintCsv(m_output, m_options, record);
+        m_printed = true;
     }
 
     void Refuse(const Place& place, const std::string& fault)
@@ -149,7 +208,18 @@ class Decoder
     const Options& m_options;
     Output& m_output;
     int m_status = ExitDone;
+    bool m_printed = false;
 };
+
+// More samples than one a picosecond apart, or fewer than one a year, are no request.
+std::string SampleRate(const std::string& text)
+{
+    constexpr double Least = 1e-8;
+    constexpr double Most = 1e12;
+    double value = 0;
+    const bool usable = CLI::detail::lexical_cast(text, value) && value >= Least && value <= Most;
+    return usable ? std::string() : "'" + text + "' is not a sample rate of 1e-8 to 1e12 Hz";
+}
 
 }  // namespace
 
@@ -159,10 +229,18 @@ void AddDecode(CLI::App& program, int& exitStatus)
     CLI::App& command = *program.add_subcommand("decode", "Print the current over time that words play");
     AddInputOptions(command, options->input, "WORDS");
     AddScaleOptions(command, options->stimulator);
-    AddFormatOption(command, options->format, {"table", "json"});
+    AddFormatOption(command, options->format, {"table", "json", "csv"});
+    command.add_flag("--train", options->train, "With csv: every cycle of the train, not one");
+    command
+        .add_option("--sample-rate", options->sampleRateHz,
+                    "With csv: the current averaged over samples of this rate, hertz")
+        ->option_text("HZ")
+        ->check(SampleRate);
     command.callback([options, &command, &exitStatus] {
         options->timeStepGiven = command.count("--time-step") != 0;
         options->ampStepGiven = command.count("--amp-step") != 0;
+        if (options->format != "csv" && (options->train || options->sampleRateHz))
+            throw CLI::ValidationError("--train and --sample-rate need --format csv");
         NeedUsable(options->stimulator);
         Output output;
         exitStatus = Decoder(*options, output).Run();

@@ -1,21 +1,18 @@
+#include "Play.h"
+
+#include <cmath>
+
 #include "Commands.h"
+#include "Fault.h"
 #include "Json.h"
 #include "Messages.h"
 #include "NumberFormat.h"
-#include "PatternCommand.h"
 #include "Table.h"
-#include "Timeline.h"
 
 using preview::Block;
 using preview::Timeline;
 
 namespace {
-
-struct Options : PatternOptions
-{
-    std::string format = "table";
-    preview::Host host;
-};
 
 std::string Totals(const Timeline& timeline)
 {
@@ -38,40 +35,135 @@ std::string TimelineTable(const Timeline& timeline, const std::string& place)
     return text + Totals(timeline) + "\n";
 }
 
-bool PlayOne(const Options& options, Output& output, const Place& place, const preview::Report& report)
+// Plays the patterns as one channel does: one after the other, each for its train, from the first whole millisecond at
+// which the one before has ended.
+class Channel
 {
-    const bool encoded = report.encoding.Encoded();
-    const Timeline timeline =
-        encoded ? TimelineOf(report.stimulator, report.encoding, options.host) : Timeline();
-    if (options.format == "json")
-        output.Write(TimelineJson(report, timeline, place.Text()) + '\n');
-    else if (encoded)
-        output.Write(TimelineTable(timeline, place.Text()));
-    if (timeline.longestGapMsec > 0)
-        PrintMessage(output, place,
-                     "warning: polled every " + std::to_string(options.host.pollMsec) +
-                         " ms a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
-                         " ms after the one before has ended");
-    return encoded && timeline.Complete();
+ public:
+    explicit Channel(const PlayOptions& options) : m_options(options), m_events(preview::EventsHeader()) {}
+
+    int Run()
+    {
+        const int status = ForEachReport(
+            m_options, {}, m_output,
+            [this](const Place& place, const preview::Report& report) { return Play(place, report); });
+        if (m_options.format == "events" && status == ExitDone) WriteEvents(m_options.output, m_events);
+        return status;
+    }
+
+ private:
+    bool Play(const Place& place, const preview::Report& report)
+    {
+        if (!report.encoding.Encoded()) {
+            if (m_options.format == "json") m_output.Write(TimelineJson(report, {}, place.Text()) + '\n');
+            return false;
+        }
+        if (m_endless) {
+            PrintMessage(m_output, place, "is never played: the train before it has no end");
+            return false;
+        }
+        const double trainMsec = report.deviations.trainMsec.played;
+        const bool played =
+            m_options.format == "events" ? AddEvent(report, trainMsec) : PrintTimeline(place, report);
+        m_endless = std::isinf(trainMsec);
+        if (!m_endless) m_startMsec = preview::NextMsec(m_startMsec, trainMsec);
+        return played;
+    }
+
+    bool PrintTimeline(const Place& place, const preview::Report& report)
+    {
+        const Timeline timeline = TimelineOf(report.stimulator, report.encoding, m_options.host, m_startMsec);
+        if (m_options.format == "json")
+            m_output.Write(TimelineJson(report, timeline, place.Text()) + '\n');
+        else
+            m_output.Write(TimelineTable(timeline, place.Text()));
+        if (timeline.longestGapMsec > 0)
+            PrintMessage(m_output, place,
+                         "warning: polled every " + std::to_string(m_options.host.pollMsec) +
+                             " ms a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
+                             " ms after the one before has ended");
+        return timeline.Complete();
+    }
+
+    bool AddEvent(const preview::Report& report, double trainMsec)
+    {
+        const preview::Asked& asked = report.encoding.asked;
+        preview::AppendEvent(m_events, {static_cast<double>(m_startMsec) / 1000, trainMsec / 1000,
+                                        std::nullopt, asked.At(asked.head), asked.text});
+        return true;
+    }
+
+    const PlayOptions& m_options;
+    Output m_output;
+    std::string m_events;
+    std::int64_t m_startMsec = 0;  // of the next train
+    bool m_endless = false;        // no other train follows
+};
+
+constexpr std::string_view EventsEnd = "_events.tsv";
+
+bool NamesEvents(const std::string& path)
+{
+    return path.size() > EventsEnd.size() &&
+           path.compare(path.size() - EventsEnd.size(), EventsEnd.size(), EventsEnd) == 0;
 }
 
-int Play(const Options& options)
+int Play(const PlayOptions& options)
 {
-    Output output;
-    return ForEachReport(options, {}, output, [&](const Place& place, const preview::Report& report) {
-        return PlayOne(options, output, place, report);
-    });
+    if ((options.format == "events") != NamesEvents(options.output))
+        throw Fault("--format events needs --output NAME_events.tsv, another format takes no --output");
+    const bool scheduled = !options.schedule.empty();
+    if (!scheduled && (options.untilMsec || options.maxTotalUa))
+        throw Fault("--until and --max-total-current need --schedule");
+    if (scheduled && !(options.input.file.empty() && options.input.arguments.empty()))
+        throw Fault("--schedule takes its texts from its lines, not from --file or arguments");
+    return scheduled ? PlaySchedule(options) : Channel(options).Run();
+}
+
+void AddScheduleOptions(CLI::App& command, PlayOptions& options)
+{
+    constexpr std::int64_t MaxUntilMsec = 1000000000000;
+    command
+        .add_option("--schedule", options.schedule,
+                    "Play a file of trains on several channels: lines of channel, start in milliseconds and "
+                    "specification string, with tabs between them")
+        ->option_text("PATH")
+        ->check([](const std::string& path) { return path.empty() ? "the name of the file is empty" : ""; });
+    command
+        .add_option("--until", options.untilMsec,
+                    "Where a schedule ends, milliseconds; needed for trains without end")
+        ->option_text("MSEC")
+        ->check(CLI::Range(std::int64_t{1}, MaxUntilMsec));
+    command
+        .add_option("--max-total-current", options.maxTotalUa,
+                    "Exit with 1, without commands, when the magnitudes of the currents of all channels of a "
+                    "schedule come to more at any time, microamperes [no limit]")
+        ->option_text("UA")
+        ->check(FloatAbove(true));
 }
 
 }  // namespace
+
+void WriteEvents(const std::string& path, const std::string& events)
+{
+    std::string description = path;
+    description.replace(description.size() - 3, 3, "json");
+    Output table(path);
+    table.Write(events);
+    Output columns(description);
+    columns.Write(preview::EventsDescription());
+    table.Finish();
+    columns.Finish();
+}
 
 void AddPlay(CLI::App& program, int& exitStatus)
 {
     constexpr int MaxPollMsec = 1000000000;
     constexpr int MaxBlocks = 1000000;
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = AddPatternCommand(
-        program, "play", "Print the blocks that a host sends for a long train", options, Play, exitStatus);
+    const auto options = std::make_shared<PlayOptions>();
+    CLI::App& command =
+        AddPatternCommand(program, "play", "Print the blocks that a host sends for long trains, in sequence",
+                          options, Play, exitStatus);
     command
         .add_option("--poll", options->host.pollMsec,
                     "How often the host looks at its clock, milliseconds [1]")
@@ -81,5 +173,8 @@ void AddPlay(CLI::App& program, int& exitStatus)
         .add_option("--blocks", options->host.blocks, "After how many blocks a continuous pattern stops [5]")
         ->option_text("N")
         ->check(CLI::Range(1, MaxBlocks));
-    AddFormatOption(command, options->format, {"table", "json"});
+    AddScheduleOptions(command, *options);
+    AddFormatOption(command, options->format, {"table", "json", "events"});
+    AddOutputOption(command, options->output, "NAME_events.tsv",
+                    "With events: the table, with NAME_events.json beside it");
 }

@@ -6,11 +6,12 @@ _tarvutil() {
     local stimulator='--pattern --time-step --amp-step --amp-max --budget'
     local -A options=(
         [encode]="--file --lenient $stimulator --format --output"
-        [decode]='--file --time-step --amp-step --format'
+        [decode]='--file --time-step --amp-step --format --train --sample-rate'
         [check]="--file --lenient $stimulator --max-error --max-period-error
             --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --format"
-        [plot]="--file --lenient $stimulator --output"
-        [play]="--file --lenient $stimulator --poll --blocks --format"
+        [plot]="--file --lenient $stimulator --output --train"
+        [play]="--file --lenient $stimulator --poll --blocks --schedule --until --max-total-current --format
+            --output"
         [design]="--amplitude --phase1 --ipi --frequency --train --balance --polarity --offset --phase2
             --amplitude2 $stimulator"
     )
@@ -21,17 +22,28 @@ _tarvutil() {
     fi
     local words
     case $previous in
-        -f | --file | -o | --output)
+        -f | --file | -o | --output | --schedule)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return
             ;;
         --pattern) words='lilly plain' ;;
         --polarity) words='negative positive' ;;
-        --format) [ "$command" = encode ] && words='table hex json binary' || words='table json' ;;
+        --format)
+            words='table json'
+            case $command in
+                encode) words='table hex json binary' ;;
+                decode) words='table json csv' ;;
+                play) words='table json events' ;;
+            esac
+            ;;
+        --train)
+            [ "$command" = design ] && return
+            words=${options[$command]}
+            ;;
         --balance) words='0 1 2 3 4' ;;
-        --time-step | --amp-step | --amp-max | --budget | --max-* | --poll | --blocks) return ;;
-        --amplitude | --amplitude2 | --phase1 | --phase2 | --ipi | --frequency | --train | --offset) return ;;
+        --time-step | --amp-step | --amp-max | --budget | --max-* | --poll | --blocks | --until | --sample-rate) return ;;
+        --amplitude | --amplitude2 | --phase1 | --phase2 | --ipi | --frequency | --offset) return ;;
         *) words="${options[$command]} --help" ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

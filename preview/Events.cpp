@@ -1,0 +1,58 @@
+#include "Events.h"
+
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "NumberFormat.h"
+#include "Utf8.h"
+
+namespace preview {
+namespace {
+
+constexpr int Decimals = 6;
+constexpr const char* Unknown = "n/a";
+
+// A cell has no tab and no line end in it, and is not empty.
+std::string Cell(std::string_view text)
+{
+    return text.empty() ? Unknown : ShownText(text, std::numeric_limits<std::size_t>::max());
+}
+
+std::string Seconds(double seconds)
+{
+    return std::isfinite(seconds) ? Rounded(seconds, Decimals) : Unknown;
+}
+
+}  // namespace
+
+std::string EventsHeader()
+{
+    return "onset\tduration\tchannel\tstimulus\tspecification\n";
+}
+
+void AppendEvent(std::string& table, const Event& event)
+{
+    table += Seconds(event.onsetSec) + '\t' + Seconds(event.durationSec) + '\t' +
+             (event.channel ? std::to_string(*event.channel) : Unknown) + '\t' + Cell(event.head) + '\t' +
+             Cell(event.text) + '\n';
+}
+
+std::string EventsDescription()
+{
+    const nlohmann::ordered_json description{
+        {"onset", {{"Description", "When the train is scheduled to start"}, {"Units", "s"}}},
+        {"duration",
+         {{"Description",
+           "How long the scheduled train lasts, as its command words play it; n/a without end"},
+          {"Units", "s"}}},
+        {"channel", {{"Description", "Stimulator channel; n/a where the schedule has none"}}},
+        {"stimulus", {{"Description", "Name of the pattern that is scheduled"}}},
+        {"specification",
+         {{"Description",
+           "Specification string of the pattern: lengths in microseconds, currents in microamperes"}}}};
+    constexpr int Indent = 4;
+    return description.dump(Indent) + '\n';
+}
+
+}  // namespace preview
