@@ -37,3 +37,26 @@ configure() {
     cmake -S . -B "$dir" -G Ninja "$@" >"$dir.log" 2>&1 || { cat "$dir.log" >&2; return 1; }
     rm -f "$dir.log"
 }
+
+# copy_headers DIR: the header-only packages alone, for a compiler to whose system /usr/include does not belong.
+copy_headers() {
+    rm -rf "$1"
+    mkdir -p "$1/include" "$1/share/cmake"
+    cp -r /usr/include/{CLI,nlohmann,fast_float} "$1/include"
+    cp -r /usr/share/cmake/{CLI11,nlohmann_json} "$1/share/cmake"
+}
+
+# start_wine: Wine as the following commands need it, without a screen, in build-windows/wine. Call stop_wine at the end.
+start_wine() {
+    local runtime drive=Z:
+    runtime=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-file-name=libstdc++-6.dll)")
+    unset DISPLAY
+    export WINEPREFIX=$PWD/build-windows/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+    export WINEPATH="$drive$(realpath "$runtime");$drive/usr/x86_64-w64-mingw32/lib;$drive$PWD/build-windows/build"
+    wine_started=yes
+    mkdir -p build-windows
+    # What runs in the background must not keep the output of a command open.
+    /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
+    /usr/lib/wine/wineserver64 -p >/dev/null 2>&1 || true  # stays, so that each command starts fast
+}
+stop_wine() { [ "${wine_started:-no}" = no ] || /usr/lib/wine/wineserver64 -k || true; }
