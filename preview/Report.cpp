@@ -1,7 +1,6 @@
 #include "Report.h"
 
 namespace preview {
-
 namespace {
 
 void Compare(const Limits& limits, Report& report)

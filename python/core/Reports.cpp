@@ -101,10 +101,11 @@ py::tuple Segments(const Words& array, double timeStepUsec, double ampStepUa)
 
 // --- Limits ---
 
-// "max_error_us": the limit's name and unit.
-std::string NameInPython(const preview::LimitKind& kind)
+// "max_error_us", "whole_cycles": the limit's name, with the unit of its value.
+std::string NameInPython(const LimitKind& kind)
 {
-    std::string name = std::string(kind.name) + kind.key;
+    std::string name = kind.name;
+    if (name.compare(0, 4, "max-") == 0) name += kind.key;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
@@ -112,15 +113,16 @@ std::string NameInPython(const preview::LimitKind& kind)
 std::vector<std::string> LimitNames()
 {
     std::vector<std::string> names;
-    for (const preview::LimitKind& kind : preview::LimitKinds()) names.push_back(NameInPython(kind));
+    for (const LimitKind& kind : LimitKinds()) names.push_back(NameInPython(kind));
     return names;
 }
 
 // REQUIRES: the keys are among LimitNames.
-Limits LimitsOf(const std::map<std::string, double>& values)
+Limits LimitsOf(const std::map<std::string, double>& values, bool exact)
 {
     Limits limits;
-    for (const preview::LimitKind& kind : preview::LimitKinds())
+    limits.exact = exact;
+    for (const LimitKind& kind : LimitKinds())
         if (const auto found = values.find(NameInPython(kind)); found != values.end())
             limits[kind.limit] = found->second;
     return limits;
@@ -132,18 +134,18 @@ class MadeReport
 {
  public:
     MadeReport(const preview::Stimulator& stimulator, py::handle text, bool lenient,
-               const std::map<std::string, double>& limits)
+               const std::map<std::string, double>& limits, bool exact)
         : m_report(stimulator)
     {
         const std::string_view view = TextOf(text);
-        const Limits most = LimitsOf(limits);
+        const Limits most = LimitsOf(limits, exact);
         const py::gil_scoped_release release;
         ReportOn(view, most, ReadingOf(lenient), m_report);
     }
-    MadeReport(const Pattern& pattern, const std::map<std::string, double>& limits)
+    MadeReport(const Pattern& pattern, const std::map<std::string, double>& limits, bool exact)
         : m_report(pattern.Stimulator())
     {
-        ReportOn(pattern.Snapshot(), LimitsOf(limits), m_report);
+        ReportOn(pattern.Snapshot(), LimitsOf(limits, exact), m_report);
     }
 
     std::string Json() const { return ReportJson(m_report, {}); }
@@ -163,10 +165,11 @@ void BindReports(py::module_& module)
     module.def("segments", Segments, py::arg("words"), py::arg("time_step_us"), py::arg("amp_step_ua"));
     module.def("limit_names", LimitNames);
     py::class_<MadeReport>(module, "Report")
-        .def(py::init<const preview::Stimulator&, py::handle, bool, const std::map<std::string, double>&>(),
-             py::arg("stimulator"), py::arg("text"), py::arg("lenient"), py::arg("limits"))
-        .def(py::init<const Pattern&, const std::map<std::string, double>&>(), py::arg("pattern"),
-             py::arg("limits"))
+        .def(py::init<const preview::Stimulator&, py::handle, bool, const std::map<std::string, double>&,
+                      bool>(),
+             py::arg("stimulator"), py::arg("text"), py::arg("lenient"), py::arg("limits"), py::arg("exact"))
+        .def(py::init<const Pattern&, const std::map<std::string, double>&, bool>(), py::arg("pattern"),
+             py::arg("limits"), py::arg("exact"))
         .def("json", &MadeReport::Json)
         .def("words", &MadeReport::WordArray)
         .def_property_readonly("within_limits", &MadeReport::WithinLimits);

@@ -167,7 +167,8 @@ class PlainPattern(BasePattern):
     """Any number of phases, played as they are or refused.
 
     phases: an array of shape (n, 2), lengths in microseconds and amplitudes in microamperes; n from 1. The train is
-    one period unless train_ms or pulses is given. A period that is set changes the last phase. Raises NotPlayable when the phases do not fit.
+    one period unless train_ms or pulses is given. A period that is set changes the last phase. Raises
+    NotPlayable when the phases do not fit.
     """
 
     def __init__(self, stimulator: "Stimulator", phases: npt.ArrayLike, **parameters: float) -> None:

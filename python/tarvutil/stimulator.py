@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import math
 from typing import Dict, List, Optional, Tuple, Union, overload
 
 import numpy.typing as npt
@@ -114,13 +113,15 @@ class Stimulator:
         *,
         plain: bool = False,
         lenient: bool = False,
+        exact: bool = False,
         **limits: Optional[float],
     ) -> Report:
         """A report on what will be played beside what a text, or the phases of a pattern, ask for.
 
         What is refused gives a report as well, with its refusal. plain, lenient: how a text is read, as in encode.
         limits: the most that may be played otherwise than asked, each 0 or above, or None for no limit; the names are
-        those of tarvutil.LIMITS, such as max_error_us.
+        those of tarvutil.LIMITS, such as max_error_us. whole_cycles=True lets no part of a cycle pass, exact=True
+        nothing but what single precision rounds.
 
             >>> text = "Head:(200,-60)(53,0)(200,60):DurationMsec=[1]"
             >>> report = Stimulator().check(text, plain=True, max_error_us=0.5)
@@ -132,21 +133,29 @@ class Stimulator:
         most = _limits(limits)
         if isinstance(pattern, str):
             core = self.plain_core if plain else self.lilly_core
-            return Report(_core.Report(core, pattern, lenient, most), self)
+            return Report(_core.Report(core, pattern, lenient, most, exact), self)
         if not isinstance(pattern, BasePattern):
             raise TypeError(f"pattern: a text or a pattern is needed, not {type(pattern).__name__}")
         if repr(pattern.stimulator) != repr(self):
             raise ValueError("pattern: it is for another stimulator")
-        return Report(_core.Report(pattern._core, most), self)
+        return Report(_core.Report(pattern._core, most, exact), self)
 
 
 LIMITS = tuple(_core.limit_names())
 
 
 def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
+    given = {}
     for name, most in limits.items():
         if name not in LIMITS:
             raise TypeError(f"{name}: there is no such limit; {', '.join(LIMITS)}")
-        if most is not None and not float(most) >= 0 or most == math.inf:
-            raise ValueError(f"{name}: {most!r} is not a finite number, 0 or above")
-    return {name: float(most) for name, most in limits.items() if most is not None}
+        if not name.startswith("max_"):
+            if most not in (True, False, None):
+                raise TypeError(f"{name}: True or False is needed, not {most!r}")
+            if most:
+                given[name] = 0.0
+        elif most is not None:
+            given[name] = single(name, most)
+            if not given[name] >= 0:
+                raise ValueError(f"{name}: {most!r} is not 0 or above")
+    return given

@@ -122,6 +122,8 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.lilly().set_phase(5, 20, 0), tv.NotPlayable, "phase 5"),
         (lambda: STIM.check(tv.Stimulator().lilly()), ValueError, "pattern"),
         (lambda: STIM.check(TEXT, max_error_us=-1), ValueError, "max_error_us"),
+        (lambda: STIM.check(TEXT, whole_cycles=2), TypeError, "whole_cycles"),
+        (lambda: STIM.check(TEXT, max_errors=1), TypeError, "max_errors"),
         (lambda: STIM.decode([1, 2**32]), ValueError, "words"),
         (lambda: STIM.decode([1.5]), TypeError, "words"),
         (lambda: STIM.decode(STIM.encode(TEXT)).waveform(1e300), ValueError, "sample_rate_hz"),

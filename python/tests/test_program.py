@@ -49,13 +49,14 @@ def test_words_reports_and_messages_are_those_of_the_program(
     stim = tv.Stimulator(time_step_us=time_step_us, amp_step_ua=1)
     options = ["--time-step", str(time_step_us), "--pattern", "plain" if plain else "lilly"]
     options += ["--lenient"] * lenient
-    checked = run("check", texts, *options, "--max-error", "0.5")
+    limits: Dict[str, Any] = dict(max_error_us=0.5, max_charge_error_nc=1, whole_cycles=True)
+    checked = run("check", texts, *options, "--max-error", "0.5", "--max-charge-error", "1", "--whole-cycles")
     encoded = run("encode", texts, *options)
     assert len(checked) == len(encoded) == len(texts)
     playable = []
     for text, expected, with_words in zip(texts, checked, encoded):
         del expected["place"]
-        report = stim.check(text, plain=plain, lenient=lenient, max_error_us=0.5)
+        report = stim.check(text, plain=plain, lenient=lenient, **limits)
         assert report.to_dict() == expected
         if report.encoded:
             playable.append((text, with_words["words"]))
