@@ -17,8 +17,9 @@ struct Ran
     std::string out, err;
 };
 
-// Runs command lines as a user types them, through sh, with the built tarvutil on PATH. The working directory is
-// their own and goes with the object; $PATTERNS are the patterns that come with the program.
+// Runs command lines as a user types them, through sh, with the built tarvutil on PATH, or the one in the directory that
+// the variable TARVUTIL_DIRECTORY names. The working directory is their own and goes with the object; $PATTERNS are the
+// patterns that come with the program.
 class Shell
 {
  public:
@@ -35,10 +36,11 @@ class Shell
     Ran Run(const std::string& command) const
     {
         Write("../command", command);
+        const char* other = std::getenv("TARVUTIL_DIRECTORY");
+        const std::string directory = other == nullptr ? TARVUTIL_DIRECTORY : other;
         const int status =
-            std::system(("cd " + m_path +
-                         "/scratch && PATH=" TARVUTIL_DIRECTORY ":$PATH PATTERNS=" TARVUTIL_PATTERNS
-                         " sh ../command >../out 2>../err </dev/null")
+            std::system(("cd " + m_path + "/scratch && PATH=" + directory +
+                         ":$PATH PATTERNS=" TARVUTIL_PATTERNS " sh ../command >../out 2>../err </dev/null")
                             .c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read("../out"), Read("../err")};
     }
