@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr std::size_t MostPerByte =
         4;  // a message quotes what it refuses, bytes that are no UTF-8 replaced
     Require(fault.size() <= MostPerByte * size + 100, "a message is bounded by the text");
-    Require(nlohmann::json::accept(preview::ErrorJson(fault, "-:1")), "an error is JSON");
+    Require(nlohmann::json::accept(preview::ErrorJson({fault}, "-:1")), "an error is JSON");
     if (!fault.empty() || !playback::Refusal(line.words).empty()) return 0;
     const std::string json = preview::SegmentsJson(line.timeStepUsec.value_or(20.0f),
                                                    line.ampStepUa.value_or(1.0f), line.words, "");

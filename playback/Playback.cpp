@@ -1,6 +1,7 @@
 #include "Playback.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "CommandWord.h"
 #include "StimPattern.h"
@@ -84,6 +85,49 @@ std::string Refusal(const std::vector<unsigned int>& words)
     for (std::size_t i = 1; i < words.size(); ++i)
         if (Unpack(words[i]).timeSteps == 0) return "word " + std::to_string(i) + " lasts 0 time steps";
     return {};
+}
+
+namespace {
+
+constexpr unsigned int SignBit = 1U << 7U;
+// A split point is not masked: one of so many microseconds shows in flag 14, or in the duration.
+constexpr double ShowsInFlag14Usec = 64;
+constexpr double ShowsInDurationUsec = 512;
+
+// What is remarkable about a stimulation word; null for nothing.
+const char* RemarkOn(unsigned int bits, double timeStepUsec)
+{
+    const Word word = Unpack(bits);
+    const bool severalSteps = word.timeSteps > 1 && timeStepUsec <= ShowsInDurationUsec;
+    if (std::abs(word.ampSteps) > static_cast<int>(StimAtom::MaxAmpSteps))
+        return "the magnitude is above 100 amplitude steps";
+    if (word.ampSteps == 0 && (bits & SignBit) != 0) return "a sign, but no current";
+    if (word.flag14 && timeStepUsec <= ShowsInFlag14Usec) return "flag 14 is set";
+    if (word.splitUsec > timeStepUsec) return "the split point is beyond the time step";
+    if (word.splitUsec != 0 && severalSteps) return "a split point in a word of several time steps";
+    if (word.splitUsec == 0 && word.ampSteps != 0 && !word.ampAfterSplit && severalSteps)
+        return "its current lasts no time";
+    return nullptr;
+}
+
+}  // namespace
+
+std::vector<std::string> Remarks(const std::vector<unsigned int>& words, const Scale& scale)
+{
+    std::vector<std::string> remarks;
+    std::size_t more = 0;
+    const auto add = [&](std::size_t word, const char* remark) {
+        if (remarks.size() < MaxRemarks)
+            remarks.push_back("word " + std::to_string(word) + ": " + remark +
+                              "; no pattern is written like this");
+        else
+            ++more;
+    };
+    if (CyclesOf(words[0]) == 0) add(0, "0 cycles");
+    for (std::size_t i = 1; i < words.size(); ++i)
+        if (const char* remark = RemarkOn(words[i], scale.timeStepUsec)) add(i, remark);
+    if (more != 0) remarks.push_back("and " + std::to_string(more) + " more of that kind");
+    return remarks;
 }
 
 std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale)

@@ -89,6 +89,12 @@ int CyclesOf(unsigned int word0);
 // Empty when the words can be a word array; otherwise says what is wrong with which word.
 std::string Refusal(const std::vector<unsigned int>& words);
 
+// What the library writes into no word array of that scale, a sentence each for the first MaxRemarks: a magnitude above
+// 100, no cycles, a split point beyond the time step or in a word of several steps, a sign without a current, a current
+// that lasts no time, flag 14. REQUIRES: words that Refusal lets pass.
+constexpr std::size_t MaxRemarks = 5;
+std::vector<std::string> Remarks(const std::vector<unsigned int>& words, const Scale& scale);
+
 // One cycle of a word array, in order and without gaps; nothing for stretches of no length. Words that last 0
 // steps play nothing.
 std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale);

@@ -251,6 +251,8 @@ std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<
 {
     const playback::Scale scale{static_cast<double>(timeStepUsec), static_cast<double>(ampStepUa)};
     Json object = AtPlace(place);
+    const std::vector<std::string> remarks = playback::Remarks(words, scale);
+    if (!remarks.empty()) object["warnings"] = remarks;
     object["cycles"] = playback::CyclesOf(words.front());
     object["period_us"] = playback::PeriodUsec(words, scale);
     object["time_step_us"] = Number(timeStepUsec);
@@ -280,10 +282,10 @@ std::string SummaryJson(const Summary& summary)
     return Line(object);
 }
 
-std::string ErrorJson(std::string_view error, std::string_view place)
+std::string ErrorJson(const std::vector<std::string>& errors, std::string_view place)
 {
     Json object = AtPlace(place);
-    object["errors"] = {std::string(error)};
+    object["errors"] = errors;
     return Line(object);
 }
 

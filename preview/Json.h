@@ -24,14 +24,14 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
 std::string CommandJson(const ScheduledCommand& command, std::string_view place);
 std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 
-// What words play, whoever wrote them. words begin with word 0.
+// What words play, whoever wrote them, and what is remarkable about them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
                          std::string_view place);
 
 // What came out of several patterns.
 std::string SummaryJson(const Summary& summary);
 
-// One error and nothing else.
-std::string ErrorJson(std::string_view error, std::string_view place);
+// Errors and nothing else.
+std::string ErrorJson(const std::vector<std::string>& errors, std::string_view place);
 
 }  // namespace preview

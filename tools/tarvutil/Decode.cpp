@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -7,6 +8,7 @@
 
 #include "Commands.h"
 #include "ExitStatus.h"
+#include "Fault.h"
 #include "Json.h"
 #include "Messages.h"
 #include "NumberFormat.h"
@@ -98,14 +100,37 @@ class Decoder
     int Run()
     {
         NeedInput(m_options.input);
-        for (std::size_t i = 0; i < m_options.input.arguments.size(); ++i)
-            DecodeLine({{}, i + 1}, m_options.input.arguments[i]);
+        DecodeArguments(m_options.input.arguments);
         if (!m_options.input.file.empty()) DecodeFile();
         m_output.Finish();
         return m_status;
     }
 
  private:
+    // One argument is an array. So is each of several with a blank in it; else their words are those of one array.
+    void DecodeArguments(const std::vector<std::string>& arguments)
+    {
+        const auto single =
+            std::count_if(arguments.begin(), arguments.end(), [](const std::string& argument) {
+                return argument.find_first_of(" \t{") == std::string::npos && !argument.empty();
+            });
+        if (arguments.size() < 2 || single == 0) {
+            for (std::size_t i = 0; i < arguments.size(); ++i) DecodeLine({{}, i + 1}, arguments[i]);
+            return;
+        }
+        if (single != static_cast<std::ptrdiff_t>(arguments.size()))
+            throw Fault(
+                "arguments of one word each are the words of one array, an argument with blanks is an array: "
+                "give only one of the two kinds");
+        preview::WordLine line;
+        for (std::size_t i = 0; i < arguments.size(); ++i)
+            if (const std::string fault = ReadWordLine(arguments[i], line); !fault.empty())
+                return Refuse({{}, i + 1}, fault);
+        Record record = EmptyRecord();
+        record.words = std::move(line.words);
+        Print({{}, 1}, record);
+    }
+
     void DecodeFile()
     {
         FileReader file(m_options.input.file, [this] { m_output.Flush(); });
@@ -177,9 +202,8 @@ class Decoder
     void Print(const Place& place, const Record& record)
     {
         const std::string refusal = playback::Refusal(record.words);
-        if (!refusal.empty())
-            Refuse(place, refusal);
-        else if (m_options.format == "csv")
+        if (!refusal.empty()) return Refuse(place, refusal);
+        if (m_options.format == "csv")
             PrintOnlyCsv(place, record);
         else if (m_options.format == "json")
             m_output.Write(
@@ -187,6 +211,8 @@ class Decoder
                 '\n');
         else
             PrintTable(m_output, place, record);
+        for (const std::string& remark : playback::Remarks(record.words, record.Scale()))
+            PrintMessage(m_output, place, "warning: " + remark);
     }
 
     // A table of one train has no column that would tell it from the next.
@@ -201,7 +227,7 @@ class Decoder
     void Refuse(const Place& place, const std::string& fault)
     {
         m_status = ExitFailed;
-        if (m_options.format == "json") m_output.Write(preview::ErrorJson(fault, place.Text()) + '\n');
+        if (m_options.format == "json") m_output.Write(preview::ErrorJson({fault}, place.Text()) + '\n');
         PrintMessage(m_output, place, fault);
     }
 
