@@ -13,10 +13,16 @@ namespace {
     throw Fault("cannot write " + (path.empty() ? "standard output" : path) + ": " + std::strerror(error));
 }
 
+// Also /dev/stdout, which would else be replaced where it is a file, and whatever else is written there be lost.
+bool IsStandardOutput(const std::string& path)
+{
+    return path == "-" || path.empty() || IsFile(path, StandardOutput);
+}
+
 }  // namespace
 
 Output::Output(const std::string& path)
-    : m_path(path == "-" || path.empty() ? std::string() : Resolved(path)),
+    : m_path(IsStandardOutput(path) ? std::string() : Resolved(path)),
       m_fd(m_path.empty() ? StandardOutput : OpenToWrite(m_path, m_temporary)),
       m_oneStream(m_path.empty() && IsSameStream(StandardOutput, StandardError))
 {

@@ -7,7 +7,7 @@
 class Output
 {
  public:
-    // path "-", or "", is standard output. A new regular file is written beside its place and moved there by Finish,
+    // path "-", or "", is standard output, and so is a name of the file that it writes to. A new regular file is written beside its place and moved there by Finish,
     // so that nothing half-written is ever found under its name; devices and pipes are written as they are.
     // Throws Fault, as the operations do, when it cannot be written.
     explicit Output(const std::string& path = {});

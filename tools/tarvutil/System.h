@@ -20,6 +20,8 @@ bool IsTerminal(int file);
 // Both are the same terminal, pipe or device. Not so for a file on disk: two that are open on it have each a place of
 // their own in it.
 bool IsSameStream(int a, int b);
+// path is a name of what file is open on, were it to be opened. Never so on Windows, where no file has such a name.
+bool IsFile(const std::string& path, int file);
 bool CloseFile(int file);
 
 // A file to read, or -1.

@@ -34,6 +34,18 @@ bool IsSameStream(int a, int b)
            first.st_ino == second.st_ino && !S_ISREG(first.st_mode);
 }
 
+bool IsFile(const std::string& path, int file)
+{
+    struct stat named
+    {
+    };
+    struct stat opened
+    {
+    };
+    return stat(path.c_str(), &named) == 0 && fstat(file, &opened) == 0 && named.st_dev == opened.st_dev &&
+           named.st_ino == opened.st_ino;
+}
+
 bool CloseFile(int file)
 {
     return close(file) == 0;
@@ -111,6 +123,12 @@ int OpenToWrite(const std::string& path, std::string& temporary)
     {
     };
     const bool exists = stat(path.c_str(), &present) == 0;
+    const int reason = errno;
+    // A link that leads nowhere: its place is not ours to take.
+    if (!exists && lstat(path.c_str(), &present) == 0) {
+        errno = reason;
+        return -1;
+    }
     if (exists && S_ISDIR(present.st_mode)) {
         errno = EISDIR;
         return -1;

@@ -103,6 +103,11 @@ bool IsSameStream(int a, int b)
     return IsTerminal(a) && IsTerminal(b);
 }
 
+bool IsFile(const std::string& /*path*/, int /*file*/)
+{
+    return false;
+}
+
 bool CloseFile(int file)
 {
     return _close(file) == 0;

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "ExitStatus.h"
 #include "Fault.h"
 #include "Messages.h"
+#include "Output.h"
 #include "System.h"
 
 namespace {
@@ -39,7 +41,12 @@ int Run(const std::vector<std::string>& arguments)
     try {
         program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::Success& request) {  // --help, --version
-        return program.exit(request);
+        std::ostringstream text;
+        exitStatus = program.exit(request, text, text);
+        Output output;
+        output.Write(text.str());
+        output.Finish();
+        return exitStatus;
     } catch (const CLI::ParseError& error) {
         throw Fault(std::string(error.what()) + "; see tarvutil --help");
     }
