@@ -13,6 +13,7 @@ namespace {
 using namespace TarvUtil::Internal;
 
 constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
+constexpr double NearlyOne = 1 - 1e-6;  // of an amplitude step, or of what is computed from floats
 // Below this a time is no deviation but the last digit of a time step such as 33.333332.
 constexpr double NoiseUsec = 1e-3;
 constexpr double UsecPerMillisecond = 1000;
@@ -266,9 +267,8 @@ const char* NameOf(Cause cause)
 
 bool Finding::Notable(const Stimulator& stimulator) const
 {
-    constexpr double Nearly = 1 - 1e-6;  // of a step: amplitudes are sums and products of floats
     return std::fabs(largestUsec) >= NotableUsec ||
-           std::fabs(ampUa) >= Nearly * static_cast<double>(stimulator.ampStepUa) ||
+           std::fabs(ampUa) >= NearlyOne * static_cast<double>(stimulator.ampStepUa) ||
            cause == Cause::BalanceMode || cause == Cause::NotBalanced || cause == Cause::ForeignWords;
 }
 
@@ -293,11 +293,6 @@ bool PhaseDeviation::PlayChanges() const
            static_cast<float>(played.ampUa) != balanced.amp;
 }
 
-bool Deviations::Notable() const
-{
-    return std::fabs(LargestErrorUsec()) >= NotableUsec || std::fabs(periodUsec.Error()) >= NotableUsec;
-}
-
 int Deviations::LargestError() const
 {
     const auto smaller = [](const PhaseDeviation& a, const PhaseDeviation& b) {
@@ -316,6 +311,49 @@ double Deviations::LargestErrorUsec() const
 AskedPlayed Deviations::TrainNetNc() const
 {
     return {askedNc.NetNc() * cycles.asked, playedNc.NetNc() * cycles.played};
+}
+
+namespace {
+
+// The largest error of an amplitude, by magnitude, of the phases that are asked to last.
+Total LargestAmplitudeError(const Deviations& deviations)
+{
+    Total largest{Total::Amplitude, -1, {}};
+    for (std::size_t i = 0; i < deviations.phases.size(); ++i) {
+        const PhaseDeviation& p = deviations.phases[i];
+        const AskedPlayed amp{p.asked.ampUa, p.played.ampUa};
+        if (p.asked.lenUsec > 0 && std::fabs(amp.Error()) > std::fabs(largest.value.Error()))
+            largest = {Total::Amplitude, static_cast<int>(i), amp};
+    }
+    return largest;
+}
+
+}  // namespace
+
+std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& d)
+{
+    constexpr double Thousandth = 1e-3 * NearlyOne;
+    constexpr double NoiseNc = 1e-6;  // where no charge is asked
+    std::vector<Total> totals;
+    const auto add = [&](Total::Item item, int phase, const AskedPlayed& value, double least) {
+        if (std::fabs(value.Error()) >= least) totals.push_back({item, phase, value});
+    };
+    if (const int phase = d.LargestError(); phase >= 0)
+        add(Total::Start, phase, d.phases[static_cast<std::size_t>(phase)].startUsec, NotableUsec);
+    add(Total::Period, -1, d.periodUsec, NotableUsec);
+    if (std::isfinite(d.frequencyHz.Error()))
+        add(Total::Frequency, -1, d.frequencyHz, Thousandth * d.frequencyHz.asked);
+    const AskedPlayed positive{d.askedNc.positiveNc, d.playedNc.positiveNc};
+    const AskedPlayed negative{d.askedNc.negativeNc, d.playedNc.negativeNc};
+    const auto least = [&](double nc) { return std::max(Thousandth * std::fabs(nc), NoiseNc); };
+    add(Total::PositiveCharge, -1, positive, least(positive.asked));
+    add(Total::NegativeCharge, -1, negative, least(negative.asked));
+    add(Total::NetCharge, -1, {d.askedNc.NetNc(), d.playedNc.NetNc()},
+        least(std::max(positive.asked, -negative.asked)));
+    const Total amplitude = LargestAmplitudeError(d);
+    add(Total::Amplitude, amplitude.phase, amplitude.value,
+        NearlyOne * static_cast<double>(stimulator.ampStepUa));
+    return totals;
 }
 
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations)

@@ -88,13 +88,32 @@ struct Deviations
     AskedPlayed balanceMode;  // the text's, and the one that is set
     std::vector<Finding> findings;
 
-    // A phase starts, or the cycle ends, half a microsecond or more from where it was asked to.
-    bool Notable() const;
     // The phase that starts farthest from where it was asked to, and how far; -1 and 0 without phases.
     int LargestError() const;
     double LargestErrorUsec() const;
     AskedPlayed TrainNetNc() const;  // infinite or not a number when continuous
 };
+
+// What a pattern comes to as a whole, played otherwise than it is asked.
+struct Total
+{
+    enum Item
+    {
+        Start,  // the phase that starts farthest from where it was asked to
+        Period,
+        Frequency,
+        PositiveCharge,  // per cycle, as the two that follow
+        NegativeCharge,
+        NetCharge,
+        Amplitude,  // of the phase whose amplitude is farthest from what was asked
+    };
+    Item item;
+    int phase;  // of Start and Amplitude; -1 for others
+    AskedPlayed value;
+};
+
+// Those from half a microsecond, one amplitude step, or a thousandth of the charge of a polarity or of the rate on.
+std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& deviations);
 
 // Fills deviations, in the memory that it holds. REQUIRES: the encoding of a stimulator's encoder that has words.
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "Hints.h"
 #include "NumberFormat.h"
@@ -87,6 +88,14 @@ std::string CyclesSentence(const Deviations& deviations)
     return played + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
 }
 
+// What it means to the length of the train, where that ends.
+std::string TrainSentence(const AskedPlayed& trainMsec)
+{
+    if (!std::isfinite(trainMsec.Error())) return {};
+    return "; the train is " + Rounded(std::fabs(trainMsec.Error())) + " ms " +
+           (trainMsec.Error() < 0 ? "shorter" : "longer");
+}
+
 // What the cause does to the phase.
 std::string PhaseSentence(const Report& report, const Finding& finding)
 {
@@ -117,6 +126,32 @@ std::string PhaseSentence(const Report& report, const Finding& finding)
         default:
             return "its words are not those that its length and current give";
     }
+}
+
+bool IsBalanceFinding(const Finding& finding)
+{
+    return finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced;
+}
+
+std::pair<const char*, const char*> NameAndUnit(Total::Item item)
+{
+    switch (item) {
+        case Total::Start:
+            return {"the start", " us"};
+        case Total::Period:
+            return {"the period", " us"};
+        case Total::Frequency:
+            return {"the rate", " Hz"};
+        case Total::PositiveCharge:
+            return {"the positive charge per cycle", " nC"};
+        case Total::NegativeCharge:
+            return {"the negative charge per cycle", " nC"};
+        case Total::NetCharge:
+            return {"the net charge per cycle", " nC"};
+        case Total::Amplitude:
+            break;
+    }
+    return {"the amplitude", " uA"};
 }
 
 std::string BalanceModeSentence(const Deviations& deviations)
@@ -276,7 +311,7 @@ std::string Sentence(const Report& report, const Finding& finding)
                                  "a phase that lacks a little to whole time steps gets the whole step");
         case Cause::CyclesRounded:
             return CyclesSentence(d) + ": a train of " + Rounded(d.trainMsec.asked) + " ms in periods of " +
-                   Usec(d.periodUsec.asked);
+                   Usec(d.periodUsec.asked) + TrainSentence(d.trainMsec);
         case Cause::BalanceMode:
             return BalanceModeSentence(d);
         case Cause::NotBalanced:
@@ -287,25 +322,37 @@ std::string Sentence(const Report& report, const Finding& finding)
     }
 }
 
+std::string Sentence(const std::vector<Total>& totals)
+{
+    constexpr int Millionths = 6;
+    std::string text;
+    for (const Total& total : totals) {
+        const auto [what, unit] = NameAndUnit(total.item);
+        std::string asked = Rounded(total.value.asked);
+        std::string played = Rounded(total.value.played);
+        if (asked == played) {
+            asked = Rounded(total.value.asked, Millionths);
+            played = Rounded(total.value.played, Millionths);
+        }
+        text += text.empty() ? "as a whole: " : "; ";
+        text += what;
+        if (total.phase >= 0) text += " of " + Name(total.phase);
+        text += " is " + played + unit + ", not " + asked;
+    }
+    return text;
+}
+
 std::vector<std::string> DeviationSentences(const Report& report)
 {
     std::vector<std::string> sentences;
-    for (const Finding& finding : report.deviations.findings) {
+    for (const Finding& finding : report.deviations.findings)
         // The library warns of the amplitudes that it rounds.
-        const bool warned = finding.cause == Cause::AmplitudeRead || finding.cause == Cause::BalanceMode ||
-                            finding.cause == Cause::NotBalanced;
-        if (!warned && finding.Notable(report.stimulator)) sentences.push_back(Sentence(report, finding));
-    }
-    if (sentences.empty() && report.deviations.Notable())
-        sentences.push_back(SmallDeviationsSentence(report.deviations));
+        if (finding.cause != Cause::AmplitudeRead && !IsBalanceFinding(finding) &&
+            finding.Notable(report.stimulator))
+            sentences.push_back(Sentence(report, finding));
+    const std::vector<Total> totals = NotableTotals(report.stimulator, report.deviations);
+    if (!totals.empty()) sentences.push_back(Sentence(totals));
     return sentences;
-}
-
-std::string SmallDeviationsSentence(const Deviations& deviations)
-{
-    return "small deviations add up: phase " + std::to_string(deviations.LargestError()) + " starts " +
-           Rounded(deviations.LargestErrorUsec()) + " us from where it was asked to, the cycle ends " +
-           Rounded(deviations.periodUsec.Error()) + " us from there";
 }
 
 std::string Sentence(const Excess& excess)
@@ -356,8 +403,7 @@ std::vector<std::string> WarningSentences(const Report& report)
     std::vector<std::string> sentences = IrregularityWarnings(report);
     if (!report.encoding.Encoded()) return sentences;
     for (const Finding& finding : report.deviations.findings)
-        if (finding.cause == Cause::BalanceMode || finding.cause == Cause::NotBalanced)
-            sentences.push_back(Sentence(report, finding));
+        if (IsBalanceFinding(finding)) sentences.push_back(Sentence(report, finding));
     return sentences;
 }
 

@@ -18,10 +18,11 @@ std::string Sentence(const Asked& asked, const Irregularity& irregularity);
 // "phase 4: 2880 us is played as 2881 us", of report.deviations.
 std::string Sentence(const Report& report, const Finding& finding);
 
-// A sentence for each notable deviation that neither the library nor a balance mode warns of; where only several small
-// ones together are notable, one of what they come to. REQUIRES: the report is on a text that has words.
+// "as a whole: the period is 1133.333 us, not 1111; the rate is 882.353 Hz, not 900.09". REQUIRES: some totals.
+std::string Sentence(const std::vector<Total>& totals);
+
+// What encode warns of: each finding that is notable and that WarningSentences and the library leave out, and the totals.
 std::vector<std::string> DeviationSentences(const Report& report);
-std::string SmallDeviationsSentence(const Deviations& deviations);
 
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"
 std::string Sentence(const Excess& excess);

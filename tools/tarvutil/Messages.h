@@ -15,6 +15,5 @@ void PrintMessage(std::string_view text);
 // What keeps the text of the report from its words, or else what the library and the balance mode changed.
 void PrintMessages(Output& output, const Place& place, const preview::Report& report);
 
-// Warns of each notable deviation that PrintMessages leaves out, and where only several small ones together are
-// notable, of what they come to.
+// Warns of each notable deviation that PrintMessages leaves out, and of what all of them come to.
 void PrintDeviations(Output& output, const Place& place, const preview::Report& report);

@@ -5,7 +5,7 @@ _tarvutil() {
     local command=${COMP_WORDS[1]}
     local stimulator='--pattern --time-step --amp-step --amp-max --budget'
     local -A options=(
-        [encode]="--file --lenient $stimulator --format --output"
+        [encode]="--file --lenient $stimulator --exact --format --output"
         [decode]='--file --time-step --amp-step --format --train --sample-rate'
         [check]="--file --lenient $stimulator --max-error --max-period-error
             --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --format"
