@@ -2,103 +2,427 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
+#include <limits>
+
+#include "Advice.h"
+#include "LillyRepair.h"
+#include "NumberFormat.h"
+#include "Sentences.h"
+#include "StimAtom.h"
 
 namespace preview {
 namespace {
 
-// The period grows for lengths that are set before the frequency is.
-constexpr bool ExtendPeriod = true;
+constexpr double UsecPerMsec = 1000;
+constexpr double UsecPerSecond = 1e6;
+constexpr double NcPerUaUsec = 1e-3;
+constexpr double LongestUsec = std::numeric_limits<std::int32_t>::max();  // that a text may hold
+constexpr double NoiseUsec = 1e-3;
+constexpr double CycleTolerance =
+    0.01;  // of a period: the library counts a train so near to a whole number as it
 
-float Sign(const DesignRequest& request)
+// What a phase of the list is for, as requested.
+struct Part
 {
-    return request.polarity == Stim::NegativeFirst ? -1.0f : 1.0f;
+    DesignItem item;
+    double startUsec;
+    double lenUsec;
+    double askedUa;
+    float textUa;  // whole amplitude steps
+};
+
+// Phase 1 is this many times stronger and shorter than phase 2.
+double BalanceRatio(int mode)
+{
+    return std::ldexp(1.0, mode - 1);
 }
 
-void Set(LillyPattern& pattern, const DesignRequest& request)
+// The duration, milliseconds, nearest to so many periods of the pattern with which the pattern counts so many cycles.
+// The count never falls while the duration rises, and a period and more can lie between two neighbouring floats.
+std::optional<float> DurationOf(StimPattern& pattern, int cycles, float firstMsec)
 {
-    pattern.SetPolarity(request.polarity);
-    pattern.SetPhase1Len(request.phase1Usec, ExtendPeriod);
-    pattern.SetIPI(request.ipiUsec, ExtendPeriod);
-    pattern.SetChargeBalanceMode(request.balance);
-    pattern.SetPhase1Amp(Sign(request) * request.amplitudeUa);
-    if (!pattern.BalanceEnabled()) {
-        pattern.SetPhase2Len(request.phase2Usec, ExtendPeriod);
-        pattern.SetPhase2Amp(-Sign(request) * request.amplitude2Ua);
-    }
-    pattern.SetOffset(request.offsetMsec, ExtendPeriod);
-    pattern.SetFrequency(request.frequencyHz);
-    pattern.SetTrainLength(request.trainMsec);
+    const auto counted = [&pattern](float msec) {
+        pattern.SetTrainLength(msec);
+        return pattern.CycleCount();
+    };
+    if (counted(firstMsec) == cycles) return firstMsec;
+    auto msec = static_cast<float>(static_cast<double>(pattern.PeriodUsec()) * cycles / UsecPerMsec);
+    const bool tooFew = counted(msec) < cycles;
+    while ((counted(msec) < cycles) == tooFew && counted(msec) != cycles)
+        msec = std::nextafter(msec, tooFew ? std::numeric_limits<float>::infinity() : 0.0f);
+    if (counted(msec) != cycles) return std::nullopt;
+    return msec;
 }
 
-class Changes
+class Designer
 {
  public:
-    explicit Changes(std::vector<DesignChange>& changes) : m_changes(changes) {}
+    Designer(const DesignRequest& request, Design& design)
+        : m_request(request),
+          m_design(design),
+          m_stimulator(design.report.stimulator),
+          m_made(MakePattern(m_stimulator)),
+          m_pattern(Base(m_made)),
+          m_periodUsec(UsecPerSecond / request.frequencyHz)
+    {}
 
-    void Compare(DesignChange::Item item, float asked, float got, int phase = -1)
+    void Make()
     {
-        constexpr float Rounding = 1e-6f;  // of the value: what single precision does to it on the way
-        if (asked != got && !(std::fabs(asked - got) <= Rounding * std::fabs(asked)))
-            m_changes.push_back({item, phase, asked, got});
-    }
-
-    void CompareRequest(const DesignRequest& request, LillyPattern& pattern)
-    {
-        Compare(DesignChange::Phase1, request.phase1Usec, pattern.Phase1Len());
-        Compare(DesignChange::IPI, request.ipiUsec, pattern.IPI());
-        Compare(DesignChange::Balance, static_cast<float>(request.balance),
-                static_cast<float>(pattern.BalanceMode()));
-        Compare(DesignChange::Amplitude, request.amplitudeUa, Sign(request) * pattern.Phase1Amp());
-        if (!pattern.BalanceEnabled()) {
-            Compare(DesignChange::Phase2, request.phase2Usec, pattern.Phase2Len());
-            Compare(DesignChange::Amplitude2, request.amplitude2Ua, -Sign(request) * pattern.Phase2Amp());
-        }
-        Compare(DesignChange::Offset, request.offsetMsec, pattern.Offset());
-        Compare(DesignChange::Frequency, request.frequencyHz, pattern.Frequency());
-        if (!(pattern.IsContinuous() && std::isinf(request.trainMsec)))
-            Compare(DesignChange::Train, request.trainMsec, pattern.TrainLength());
-    }
-
-    void CompareReading(const StimPattern& set, const StimPattern& read)
-    {
-        const int count = std::min(set.PhaseCount(), read.PhaseCount());
-        for (int i = 0; i < count; ++i) {
-            Compare(DesignChange::ReadLength, set.PhaseLen(i), read.PhaseLen(i), i);
-            Compare(DesignChange::ReadAmplitude, set.PhaseAmp(i), read.PhaseAmp(i), i);
-        }
-        if (!(set.IsContinuous() && read.IsContinuous()))
-            Compare(DesignChange::ReadTrain, set.TrainLength(), read.TrainLength());
-        Compare(DesignChange::ReadFrequency, set.Frequency(), read.Frequency());
-        Compare(DesignChange::ReadCycles, static_cast<float>(set.CycleCount()),
-                static_cast<float>(read.CycleCount()));
+        if (m_request.pauseMsec > 0) return MakePause();
+        if (!AmplitudesInReach()) return;
+        LayOut();
+        if (!TimesInReach() || !CyclesInReach() || !WriteList()) return;
+        if (WriteDuration(CyclesOf(m_request), m_request.trainMsec)) Compare();
     }
 
  private:
-    std::vector<DesignChange>& m_changes;
+    // --- Reach ---
+
+    bool Refuse(DesignItem item, double asked, double reachable)
+    {
+        m_design.outOfReach = {item, asked, reachable};
+        return false;
+    }
+
+    bool AmplitudeInReach(DesignItem item, double ampUa)
+    {
+        const auto step = static_cast<double>(m_stimulator.ampStepUa);
+        const double most = std::min(static_cast<double>(m_stimulator.AmpMaxUa()),
+                                     static_cast<double>(StimAtom::MaxAmpSteps) * step);
+        constexpr double Hair = 1e-6;  // of a step, for steps such as 0.1 that no float is
+        const double mostSteps = std::floor(most / step + Hair);
+        const double steps = ampUa / step;
+        if (ampUa > 0 && std::round(steps) < 1 && mostSteps >= 1) return Refuse(item, ampUa, step);
+        return std::round(steps) <= mostSteps || ampUa == 0 || Refuse(item, ampUa, mostSteps * step);
+    }
+
+    bool AmplitudesInReach()
+    {
+        return AmplitudeInReach(DesignItem::Amplitude, m_request.amplitudeUa) &&
+               (m_request.balance != 0 || AmplitudeInReach(DesignItem::Amplitude2, m_request.amplitude2Ua));
+    }
+
+    double BurstPeriodUsec() const { return UsecPerSecond / m_request.burstHz; }
+
+    bool TimesInReach()
+    {
+        constexpr double MostRounded = 0.5;  // of a text in whole microseconds
+        const double pulse = PulseUsec();
+        if (m_request.burst > 1 && !(pulse <= BurstPeriodUsec() + MostRounded))
+            return Refuse(DesignItem::BurstRate, m_request.burstHz, UsecPerSecond / pulse);
+        const double cycle = CycleUsec();
+        if (!(cycle <= m_periodUsec + MostRounded))
+            return Refuse(DesignItem::Frequency, m_request.frequencyHz, UsecPerSecond / cycle);
+        return m_periodUsec <= LongestUsec ||
+               Refuse(DesignItem::Frequency, m_request.frequencyHz, UsecPerSecond / LongestUsec);
+    }
+
+    bool CyclesInReach()
+    {
+        // The largest int is the count of a train without end.
+        constexpr double Most = std::numeric_limits<int>::max() - 1.0;
+        const double cycles = CyclesOf(m_request);
+        return cycles <= Most || std::isinf(cycles) || Refuse(DesignItem::Cycles, PeriodsOf(m_request), Most);
+    }
+
+    // --- The list ---
+
+    double PulseUsec() const { return m_pulseUsec; }
+    double CycleUsec() const { return m_parts.empty() ? 0 : m_parts.back().startUsec; }
+
+    void Add(DesignItem item, double lenUsec, double askedUa = 0, float textUa = 0)
+    {
+        m_parts.push_back({item, m_atUsec, lenUsec, askedUa, textUa});
+        m_atUsec += lenUsec;
+    }
+
+    // The parts of one cycle. The last, the rest of the period, has the length that is left, below 0 or not.
+    void LayOut()
+    {
+        const bool plain = m_request.burst > 1;
+        const double offset = m_request.offsetMsec * UsecPerMsec;
+        if (offset > 0 || !plain) Add(DesignItem::Offset, offset);
+        for (int i = 0; i < m_request.burst; ++i) {
+            if (i > 0) Add(DesignItem::Gap, offset + i * BurstPeriodUsec() - m_atUsec);
+            AddPulse(plain);
+        }
+        Add(DesignItem::Gap, m_periodUsec - m_atUsec);
+    }
+
+    void AddPulse(bool plain)
+    {
+        const double start = m_atUsec;
+        const double sign = m_request.polarity == Stim::NegativeFirst ? -1 : 1;
+        const float first = m_pattern.NearestAmplitude(static_cast<float>(sign * m_request.amplitudeUa));
+        Add(DesignItem::Phase1, m_request.phase1Usec, sign * m_request.amplitudeUa, first);
+        if (m_request.ipiUsec > 0 || !plain) Add(DesignItem::IPI, m_request.ipiUsec);
+        if (m_request.balance == 0) {
+            const double asked = -sign * m_request.amplitude2Ua;
+            Add(DesignItem::Phase2, m_request.phase2Usec, asked,
+                m_pattern.NearestAmplitude(static_cast<float>(asked)));
+        } else {
+            AddBalancing(static_cast<double>(first));
+        }
+        m_pulseUsec = m_atUsec - start;
+    }
+
+    // Whole steps near the part of phase 1 that the mode asks for, and the length that keeps the charge.
+    void AddBalancing(double firstUa)
+    {
+        const double ratio = BalanceRatio(m_request.balance);
+        const float second = m_pattern.NearestAmplitude(static_cast<float>(-firstUa / ratio));
+        const double len = second == 0 ? ratio * m_request.phase1Usec
+                                       : -firstUa * m_request.phase1Usec / static_cast<double>(second);
+        Add(DesignItem::Phase2, len, static_cast<double>(second), second);
+    }
+
+    // Lengths in whole microseconds; gaps take up what the phases before them gain or lose.
+    std::vector<phase> ListInWholeUsec() const
+    {
+        std::vector<phase> phases;
+        double at = 0;
+        for (const Part& part : m_parts) {
+            const double end = part.startUsec + part.lenUsec;
+            const double len = part.item == DesignItem::Gap ? end - at : part.lenUsec;
+            phases.push_back({static_cast<float>(std::round(std::max(len, 0.0))), part.textUa});
+            at += static_cast<double>(phases.back().len);
+        }
+        return phases;
+    }
+
+    // --- The text ---
+
+    // False when the list, and any that is near it, is refused.
+    bool WriteList()
+    {
+        SetText(ListInWholeUsec(), "inf");
+        if (Encoded()) return true;
+        const Advice advice = AdviceOn(m_design.report);
+        if (!advice.text.empty()) {
+            m_design.adjusted = true;
+            SetText(advice.phases, "inf");
+        }
+        if (!Encoded()) m_design.text.clear();
+        return Encoded();
+    }
+
+    bool Encoded() const { return m_design.report.encoding.Encoded(); }
+
+    void SetText(std::vector<phase> phases, const std::string& duration)
+    {
+        m_phases = std::move(phases);
+        std::string& text = m_design.text;
+        text = m_request.name + ":" + PhaseListText(m_phases) + ":DurationMsec=[" + duration + "]";
+        if (m_stimulator.pattern == PatternKind::Lilly)
+            text +=
+                ":ChargeBalanceIdx=[" + std::to_string(m_request.pauseMsec > 0 ? 0 : m_request.balance) + "]";
+        ReportOn(text, {}, Reading::Strict, m_design.report);
+    }
+
+    // False when the library counts so many cycles with no duration.
+    bool WriteDuration(double cycles, double askedMsec)
+    {
+        if (std::isinf(cycles)) return true;
+        const auto wanted = static_cast<int>(cycles);
+        const std::optional<float> msec =
+            DurationOf(Base(m_design.report.encoding.pattern), wanted, static_cast<float>(askedMsec));
+        if (msec) SetText(m_phases, Shortest(*msec));
+        if (msec && Encoded() && Base(m_design.report.encoding.pattern).CycleCount() == wanted) return true;
+        m_design.text.clear();
+        return Refuse(DesignItem::Cycles, cycles, NearestCount(wanted));
+    }
+
+    int NearestCount(int cycles)
+    {
+        StimPattern& pattern = Base(m_design.report.encoding.pattern);
+        pattern.SetCycleCount(cycles);
+        return pattern.CycleCount();
+    }
+
+    // Cycles of at most a second, in whole microseconds if the pause is.
+    void MakePause()
+    {
+        constexpr int MostTried = 100000;
+        const double usec = m_request.pauseMsec * UsecPerMsec;
+        const double fewest = std::ceil(usec / UsecPerSecond);
+        double cycles = fewest;
+        for (int i = 0; i < MostTried; ++i)
+            if (std::fmod(usec, fewest + i) == 0) {
+                cycles = fewest + i;
+                break;
+            }
+        if (cycles > std::numeric_limits<int>::max() - 1.0) {
+            Refuse(DesignItem::Train, m_request.pauseMsec,
+                   (std::numeric_limits<int>::max() - 1.0) * UsecPerMsec);
+            return;
+        }
+        const auto period = static_cast<float>(std::round(usec / cycles));
+        std::vector<phase> phases(
+            m_stimulator.pattern == PatternKind::Lilly ? TarvUtil::Internal::LillyPhaseCount : 1,
+            phase{0, 0});
+        phases.back().len = period;
+        SetText(std::move(phases), "inf");
+        if (!Encoded()) return m_design.text.clear();
+        if (WriteDuration(cycles, m_request.pauseMsec)) CompareTrain(m_request.pauseMsec, cycles);
+    }
+
+    // --- What is played of the request ---
+
+    void Compare()
+    {
+        const Deviations& played = m_design.report.deviations;
+        CompareParts(played);
+        ComparePeriod(played);
+        CompareCharge(played);
+        if (m_request.pulses > 0 || std::isinf(m_request.trainMsec)) return;
+        const double periods = PeriodsOf(m_request);
+        if (std::fabs(periods - CyclesOf(m_request)) >= CycleTolerance)
+            AddChange(DesignItem::Cycles, periods, CyclesOf(m_request), true);
+        CompareTrain(m_request.trainMsec, CyclesOf(m_request));
+    }
+
+    // The rounding that the accuracy of words leaves at most to times of a list.
+    double ExactUsec() const
+    {
+        constexpr double Rounding = 1.0 / (1 << 22);
+        const auto step = static_cast<double>(m_stimulator.timeStepUsec);
+        return NoiseUsec + Rounding * (m_periodUsec + static_cast<double>(m_parts.size()) * step);
+    }
+
+    void AddChange(DesignItem item, double asked, double got, bool notable)
+    {
+        m_design.changes.push_back({item, asked, got, notable});
+    }
+
+    void CompareParts(const Deviations& played)
+    {
+        constexpr double ExactSteps = 1.0 / (1 << 17);
+        const auto length = [](const Part& part, const PhaseDeviation& p) {
+            return AskedPlayed{part.lenUsec, p.played.lenUsec};
+        };
+        const auto start = [](const Part& part, const PhaseDeviation& p) {
+            return AskedPlayed{part.startUsec, p.startUsec.played};
+        };
+        for (const DesignItem item :
+             {DesignItem::Offset, DesignItem::Phase1, DesignItem::IPI, DesignItem::Phase2})
+            CompareTimes(item, item, played, length);
+        if (m_request.burst > 1) CompareTimes(DesignItem::Phase1, DesignItem::PulseStart, played, start);
+        const std::size_t first = Find(DesignItem::Phase1);
+        const std::size_t second = Find(DesignItem::Phase2);
+        for (const std::size_t i : {first, second}) {
+            const AskedPlayed amp{m_parts[i].askedUa, played.phases[i].played.ampUa};
+            if (played.phases[i].played.lenUsec > 0 &&
+                std::fabs(amp.Error()) > ExactSteps * static_cast<double>(m_stimulator.ampStepUa))
+                AddChange(i == first ? DesignItem::Amplitude : DesignItem::Amplitude2, amp.asked, amp.played,
+                          true);
+        }
+    }
+
+    std::size_t Find(DesignItem item) const
+    {
+        const auto is = [item](const Part& part) { return part.item == item; };
+        return static_cast<std::size_t>(std::find_if(m_parts.begin(), m_parts.end(), is) - m_parts.begin());
+    }
+
+    // Of the parts of that kind the one that is farthest off.
+    template <typename TimeOf>
+    void CompareTimes(DesignItem kind, DesignItem item, const Deviations& played, const TimeOf& timeOf)
+    {
+        AskedPlayed worst;
+        for (std::size_t i = 0; i < m_parts.size(); ++i) {
+            if (m_parts[i].item != kind) continue;
+            const AskedPlayed time = timeOf(m_parts[i], played.phases[i]);
+            if (std::fabs(time.Error()) > std::fabs(worst.Error())) worst = time;
+        }
+        constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
+        if (std::fabs(worst.Error()) > ExactUsec())
+            AddChange(item, worst.asked, worst.played, std::fabs(worst.Error()) >= NotableUsec);
+    }
+
+    void ComparePeriod(const Deviations& played)
+    {
+        if (std::fabs(played.periodUsec.played - m_periodUsec) <= ExactUsec()) return;
+        AddChange(DesignItem::Frequency, m_request.frequencyHz, played.frequencyHz.played,
+                  IsNotable(m_periodUsec, played.periodUsec.played));
+    }
+
+    static bool IsNotable(double asked, double got)
+    {
+        constexpr double NotablePart = 1e-3;
+        return std::fabs(got - asked) >= NotablePart * std::fabs(asked);
+    }
+
+    // Charges follow from amplitudes and lengths, of which those that are exact are told apart; so only what is notable.
+    void CompareCharge(const Deviations& played)
+    {
+        playback::Charge asked;
+        for (const Part& part : m_parts)
+            (part.askedUa > 0 ? asked.positiveNc : asked.negativeNc) +=
+                part.askedUa * part.lenUsec * NcPerUaUsec;
+        const playback::Charge& got = played.playedNc;
+        for (const AskedPlayed& one :
+             {AskedPlayed{asked.positiveNc, got.positiveNc}, AskedPlayed{asked.negativeNc, got.negativeNc}})
+            if (one.Error() != 0 && IsNotable(one.asked, one.played))
+                AddChange(DesignItem::Charge, one.asked, one.played, true);
+        const double net = m_request.balance == 0 ? asked.NetNc() : 0;
+        constexpr double NotablePart = 1e-3;  // of the charge of phase 1
+        const double phase1 = std::max(std::fabs(asked.positiveNc), std::fabs(asked.negativeNc));
+        if (std::fabs(got.NetNc() - net) > NotablePart * phase1)
+            AddChange(DesignItem::NetCharge, net, got.NetNc(), true);
+    }
+
+    void CompareTrain(double askedMsec, double cycles)
+    {
+        const double got = m_design.report.deviations.trainMsec.played;
+        if (std::fabs(got - askedMsec) * UsecPerMsec > ExactUsec() * cycles)
+            AddChange(DesignItem::Train, askedMsec, got, IsNotable(askedMsec, got));
+    }
+
+    const DesignRequest& m_request;
+    Design& m_design;
+    const Stimulator& m_stimulator;
+    AnyPattern m_made;
+    StimPattern& m_pattern;
+    const double m_periodUsec;
+    std::vector<Part> m_parts;
+    std::vector<phase> m_phases;
+    double m_atUsec = 0;
+    double m_pulseUsec = 0;
 };
 
 }  // namespace
 
+bool Design::Notable() const
+{
+    return std::any_of(changes.begin(), changes.end(),
+                       [](const DesignChange& change) { return change.notable; });
+}
+
+PatternKind KindOf(const DesignRequest& request)
+{
+    return request.burst > 1 ? PatternKind::Plain : PatternKind::Lilly;
+}
+
+double PeriodsOf(const DesignRequest& request)
+{
+    if (request.pulses > 0) return static_cast<double>(request.pulses) / request.burst;
+    return request.trainMsec * request.frequencyHz / UsecPerMsec;
+}
+
+double CyclesOf(const DesignRequest& request)
+{
+    const double periods = PeriodsOf(request);
+    const double nearest = std::round(periods);
+    return std::max(std::fabs(periods - nearest) < CycleTolerance ? nearest : std::floor(periods), 1.0);
+}
+
 void MakeDesign(const DesignRequest& request, Design& design)
 {
+    design.outOfReach.reset();
     design.text.clear();
     design.changes.clear();
-    AnyPattern made = MakePattern(design.report.stimulator);
-    auto& pattern = std::get<LillyPattern>(made);
-    try {
-        Set(pattern, request);
-        design.repairable = true;
-    } catch (const std::out_of_range&) {
-        design.repairable = false;
-        return;
-    }
-    Changes changes(design.changes);
-    changes.CompareRequest(request, pattern);
-    design.text = "Lilly:" + pattern.ToString();
-    ReportOn(design.text, {}, Reading::Strict, design.report);
-    if (design.report.encoding.Encoded())
-        changes.CompareReading(pattern, Base(design.report.encoding.pattern));
+    design.adjusted = false;
+    Designer(request, design).Make();
 }
 
 }  // namespace preview

@@ -1,67 +1,96 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Report.h"
 
-// The specification string of a biphasic pulse, from its parameters.
+// The specification string of a biphasic pulse, or of a burst of them, from its parameters.
 namespace preview {
 
 struct DesignRequest
 {
-    float amplitudeUa = 0;  // of phase 1, without its sign
-    float phase1Usec = 0;
-    float ipiUsec = 0;
-    float frequencyHz = 0;
-    float trainMsec = 0;  // infinite for a train without end
-    int balance = 1;      // mode, 0 off
+    std::string name = "Lilly";  // the head of the text
+    double amplitudeUa = 0;      // of phase 1, without its sign
+    double phase1Usec = 0;
+    double ipiUsec = 0;
+    double frequencyHz = 0;   // of pulses, or of bursts
+    double trainMsec = 0;     // infinite for a train without end; not used when pulses is above 0
+    std::int64_t pulses = 0;  // in the train; a multiple of burst
+    int balance = 1;          // mode, 0 off
     Stim::Polarity polarity = Stim::NegativeFirst;
-    float offsetMsec = 0;
-    float phase2Usec = 0;    // without a balance mode
-    float amplitude2Ua = 0;  // likewise, without its sign
+    double offsetMsec = 0;
+    double phase2Usec = 0;    // without a balance mode
+    double amplitude2Ua = 0;  // likewise, without its sign
+    int burst = 1;            // pulses in a burst; above 1 the text is that of a plain pattern
+    double burstHz = 0;       // pulse rate within the burst
+    double pauseMsec = 0;     // above 0: a time without current, and nothing else of the request counts
 };
 
-// A value that is not what was requested. Values are in the unit of the request.
+// What a request asks for.
+enum class DesignItem
+{
+    Offset,
+    Phase1,
+    IPI,
+    Phase2,
+    Amplitude,
+    Amplitude2,
+    PulseStart,  // within a burst
+    Gap,         // between the pulses of a burst, and after the last
+    Frequency,
+    BurstRate,
+    Cycles,  // asked: how often the period goes into the train
+    Train,
+    Charge,  // of either polarity, per cycle
+    NetCharge,
+};
+
+// Something that is played otherwise than it is requested, in the unit of the request, charges in nC.
 struct DesignChange
 {
-    enum Item
-    {
-        Phase1,
-        IPI,
-        Balance,
-        Amplitude,
-        Phase2,
-        Amplitude2,
-        Offset,
-        Frequency,
-        Train,
-        // By reading back the text, whose lengths are whole microseconds:
-        ReadLength,
-        ReadAmplitude,
-        ReadTrain,
-        ReadFrequency,
-        ReadCycles,
-    };
-    Item item;
-    int phase;  // of ReadLength and ReadAmplitude
-    float asked;
-    float got;
+    DesignItem item;
+    double asked;
+    double got;
+    bool
+        notable;  // from 0.5 us, 0.1 % of a charge, of a rate or of the train on, and for any other amplitude
+};
+
+// A request that nothing plays, and what is nearest to it.
+struct OutOfReach
+{
+    DesignItem item;
+    double asked;
+    double reachable;
 };
 
 struct Design
 {
-    // A place for designs for that stimulator; its pattern kind is Lilly.
+    // A place for designs for that stimulator; the kind of its pattern is that of the texts: see KindOf.
     explicit Design(const Stimulator& stimulator) : report(stimulator) {}
 
-    bool repairable = true;  // false: the pattern cannot be repaired within the budget, and there is no text
-    std::string text;        // empty when there is none
-    std::vector<DesignChange> changes;
-    Report report;  // on the text
+    std::optional<OutOfReach> outOfReach;
+    std::string text;  // empty when there is none: it is out of reach, or report says why it is refused
+    std::vector<DesignChange> changes;  // beyond what rounding makes of times and amplitudes
+    bool adjusted = false;              // the list requested is refused, and one near it is used
+    Report report;                      // on the text
+
+    bool Notable() const;
 };
 
-// REQUIRES: report.stimulator is of the kind Lilly, and the values are finite (but for trainMsec) and 0 or above.
+// Plain for bursts, Lilly for a single pulse.
+PatternKind KindOf(const DesignRequest& request);
+
+// How often the period goes into the train, as a number and as the library counts: the whole number within a
+// hundredth, or else rounded down, at least 1. Both are infinite for a train without end.
+double PeriodsOf(const DesignRequest& request);
+double CyclesOf(const DesignRequest& request);
+
+// Lengths in the text are whole microseconds, and its duration is one with which the library counts the cycles that
+// CyclesOf gives. REQUIRES: report.stimulator is of the kind that KindOf gives; values are finite (but for trainMsec)
+// and 0 or above, rates above 0.
 void MakeDesign(const DesignRequest& request, Design& design);
 
 }  // namespace preview

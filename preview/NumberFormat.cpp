@@ -7,8 +7,15 @@ namespace preview {
 
 void AppendShortest(std::string& text, float value)
 {
+    // Left alone, to_chars writes 100000 as 1e+05, which is shorter.
+    constexpr float Plain = 1e15f;
+    constexpr float Small = 1e-4f;
+    const float magnitude = std::fabs(value);
+    const bool plain = magnitude == 0 || (magnitude >= Small && magnitude < Plain);
     char digits[64];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value + 0.0f);
+    const auto [end, error] =
+        plain ? std::to_chars(digits, digits + sizeof digits, value + 0.0f, std::chars_format::fixed)
+              : std::to_chars(digits, digits + sizeof digits, value);
     text.append(digits, end);
 }
 

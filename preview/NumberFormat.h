@@ -5,9 +5,9 @@
 // Numbers as text, with a decimal point whatever the locale.
 namespace preview {
 
-// The shortest text that reads back to value, 0 for either zero.
+// The fewest digits that read back to value, 0 for either zero; without an exponent from 0.0001 to 1e15.
 //
-//     33.333332f -> "33.333332",  200.0f -> "200",  1e20f -> "1e+20"
+//     33.333332f -> "33.333332",  200.0f -> "200",  100000.0f -> "100000",  1e20f -> "1e+20"
 void AppendShortest(std::string& text, float value);
 std::string Shortest(float value);
 

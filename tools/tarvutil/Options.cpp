@@ -46,6 +46,11 @@ void AddStimulatorOptions(CLI::App& command, preview::Stimulator& stimulator)
             "Kind of pattern: lilly or plain [lilly]")
         ->option_text("KIND")
         ->check(CLI::IsMember({"lilly", "plain"}));
+    AddStimulatorValues(command, stimulator);
+}
+
+void AddStimulatorValues(CLI::App& command, preview::Stimulator& stimulator)
+{
     AddScaleOptions(command, stimulator);
     command
         .add_option("--amp-max", stimulator.ampMaxUa, "Largest amplitude, microamperes [100 amplitude steps]")

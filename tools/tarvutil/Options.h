@@ -12,6 +12,8 @@
 
 // Adds --pattern, --time-step, --amp-step, --amp-max and --budget.
 void AddStimulatorOptions(CLI::App& command, preview::Stimulator& stimulator);
+// All of them but --pattern.
+void AddStimulatorValues(CLI::App& command, preview::Stimulator& stimulator);
 // The part of them that says what a word means: --time-step and --amp-step.
 void AddScaleOptions(CLI::App& command, preview::Stimulator& stimulator);
 // Values that no pattern can be made with are a usage error.

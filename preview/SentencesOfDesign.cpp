@@ -1,0 +1,145 @@
+#include "SentencesOfDesign.h"
+
+#include <cmath>
+
+#include "NumberFormat.h"
+#include "Sentences.h"
+
+namespace preview {
+namespace {
+
+const char* NameOf(DesignItem item)
+{
+    switch (item) {
+        case DesignItem::Offset:
+            return "offset";
+        case DesignItem::Phase1:
+            return "phase 1";
+        case DesignItem::IPI:
+            return "interphase interval";
+        case DesignItem::Phase2:
+            return "phase 2";
+        case DesignItem::Amplitude:
+            return "amplitude";
+        case DesignItem::Amplitude2:
+            return "amplitude of phase 2";
+        case DesignItem::PulseStart:
+            return "start of a pulse in the burst";
+        case DesignItem::Gap:
+            return "gap";
+        case DesignItem::Frequency:
+            return "frequency";
+        case DesignItem::BurstRate:
+            return "pulse rate in the burst";
+        case DesignItem::Cycles:
+            return "cycles";
+        case DesignItem::Train:
+            return "train";
+        case DesignItem::Charge:
+            return "charge per cycle";
+        case DesignItem::NetCharge:
+            break;
+    }
+    return "net charge per cycle";
+}
+
+const char* UnitOf(DesignItem item)
+{
+    switch (item) {
+        case DesignItem::Amplitude:
+        case DesignItem::Amplitude2:
+            return " uA";
+        case DesignItem::Frequency:
+        case DesignItem::BurstRate:
+            return " Hz";
+        case DesignItem::Cycles:
+            return "";
+        case DesignItem::Train:
+            return " ms";
+        case DesignItem::Charge:
+        case DesignItem::NetCharge:
+            return " nC";
+        default:
+            return " us";
+    }
+}
+
+// A value as it was given, which may be small or large.
+std::string Given(DesignItem item, double value)
+{
+    return Shortest(static_cast<float>(value)) + UnitOf(item);
+}
+
+std::string Count(double value)
+{
+    return Rounded(value, 0);
+}
+
+// "phase 2 starts 6.667 us later"
+std::string MoveSentence(std::size_t boundary, std::size_t phases, double usec)
+{
+    const std::string what =
+        boundary == phases ? "the cycle ends " : "phase " + std::to_string(boundary) + " starts ";
+    return what + Rounded(std::fabs(usec)) + " us " + (usec < 0 ? "earlier" : "later");
+}
+
+std::string MovesSentence(const Advice& advice)
+{
+    constexpr double LeastUsec = 0.0005;  // what is not 0 when it is printed
+    constexpr int MostPrinted = 6;
+    std::string text;
+    int moves = 0;
+    for (std::size_t i = 0; i < advice.movedUsec.size(); ++i) {
+        if (std::fabs(advice.movedUsec[i]) < LeastUsec || ++moves > MostPrinted) continue;
+        text += (moves == 1 ? "" : ", ") + MoveSentence(i, advice.phases.size(), advice.movedUsec[i]);
+    }
+    if (moves > MostPrinted) text += ", and " + std::to_string(moves - MostPrinted) + " more";
+    return text;
+}
+
+std::string StepsSentence(const std::vector<StepRow>& rows)
+{
+    std::string steps;
+    for (const StepRow& row : rows)
+        if (row.AsAsked()) steps += (steps.empty() ? "" : ", ") + Shortest(row.timeStepUsec);
+    if (steps.empty()) return "as it stands it plays at none of the usual time steps";
+    return "as it stands it plays within 0.5 us at a time step of " + steps + " us";
+}
+
+}  // namespace
+
+std::string Sentence(const OutOfReach& outOfReach)
+{
+    const DesignItem item = outOfReach.item;
+    if (item == DesignItem::Cycles)
+        return "no duration gives " + Count(outOfReach.asked) + " cycles; the nearest number is " +
+               Count(outOfReach.reachable);
+    return std::string(NameOf(item)) + ": " + Given(item, outOfReach.asked) + " is out of reach, at " +
+           (outOfReach.reachable < outOfReach.asked ? "most " : "least ") + Given(item, outOfReach.reachable);
+}
+
+std::string Sentence(const DesignChange& change)
+{
+    const DesignItem item = change.item;
+    if (item == DesignItem::Cycles)
+        return "the train is " + Rounded(change.asked) + " periods long; " + Count(change.got) +
+               (change.got == 1 ? " is played" : " are played");
+    return std::string(NameOf(item)) + ": " + Rounded(change.asked) + UnitOf(item) + " is played as " +
+           Rounded(change.got) + UnitOf(item);
+}
+
+std::vector<std::string> AdviceSentences(const Advice& advice)
+{
+    std::vector<std::string> sentences;
+    if (advice.budget != 0)
+        sentences.push_back("a budget of " + std::to_string(advice.budget) + " words would do");
+    if (!advice.text.empty()) {
+        const std::string moves = MovesSentence(advice);
+        sentences.push_back((advice.repair ? "repaired, this plays: " : "near it, this plays: ") +
+                            advice.text + (moves.empty() ? "" : " (" + moves + ")"));
+    }
+    if (!advice.steps.empty()) sentences.push_back(StepsSentence(advice.steps));
+    return sentences;
+}
+
+}  // namespace preview
