@@ -37,15 +37,16 @@ double BalanceRatio(int mode)
     return std::ldexp(1.0, mode - 1);
 }
 
-// The duration, milliseconds, nearest to so many periods of the pattern with which the pattern counts so many cycles.
-// The count never falls while the duration rises, and a period and more can lie between two neighbouring floats.
+// A duration, milliseconds, with which the pattern counts so many cycles: the first, or the one nearest to as many
+// periods. The count never falls while the duration rises, and more than a period can lie between two neighbouring
+// floats. REQUIRES: a period above 0.
 std::optional<float> DurationOf(StimPattern& pattern, int cycles, float firstMsec)
 {
     const auto counted = [&pattern](float msec) {
         pattern.SetTrainLength(msec);
         return pattern.CycleCount();
     };
-    if (counted(firstMsec) == cycles) return firstMsec;
+    if (firstMsec > 0 && counted(firstMsec) == cycles) return firstMsec;
     auto msec = static_cast<float>(static_cast<double>(pattern.PeriodUsec()) * cycles / UsecPerMsec);
     const bool tooFew = counted(msec) < cycles;
     while ((counted(msec) < cycles) == tooFew && counted(msec) != cycles)
@@ -72,7 +73,7 @@ class Designer
         if (!AmplitudesInReach()) return;
         LayOut();
         if (!TimesInReach() || !CyclesInReach() || !WriteList()) return;
-        if (WriteDuration(CyclesOf(m_request), m_request.trainMsec)) Compare();
+        if (WriteDuration(CyclesOf(m_request), AskedMsec())) Compare();
     }
 
  private:
@@ -113,6 +114,8 @@ class Designer
         const double cycle = CycleUsec();
         if (!(cycle <= m_periodUsec + MostRounded))
             return Refuse(DesignItem::Frequency, m_request.frequencyHz, UsecPerSecond / cycle);
+        if (m_periodUsec < 1 - MostRounded)
+            return Refuse(DesignItem::Frequency, m_request.frequencyHz, UsecPerSecond);
         return m_periodUsec <= LongestUsec ||
                Refuse(DesignItem::Frequency, m_request.frequencyHz, UsecPerSecond / LongestUsec);
     }
@@ -190,6 +193,15 @@ class Designer
         return phases;
     }
 
+    // The duration that the request speaks of: a part of a period is left out.
+    double AskedMsec() const
+    {
+        if (m_request.pulses > 0 || !IsWhole()) return CyclesOf(m_request) * m_periodUsec / UsecPerMsec;
+        return m_request.trainMsec;
+    }
+
+    bool IsWhole() const { return std::fabs(PeriodsOf(m_request) - CyclesOf(m_request)) < CycleTolerance; }
+
     // --- The text ---
 
     // False when the list, and any that is near it, is refused.
@@ -256,7 +268,7 @@ class Designer
                    (std::numeric_limits<int>::max() - 1.0) * UsecPerMsec);
             return;
         }
-        const auto period = static_cast<float>(std::round(usec / cycles));
+        const auto period = static_cast<float>(std::max(std::round(usec / cycles), 1.0));
         std::vector<phase> phases(
             m_stimulator.pattern == PatternKind::Lilly ? TarvUtil::Internal::LillyPhaseCount : 1,
             phase{0, 0});
@@ -275,9 +287,7 @@ class Designer
         ComparePeriod(played);
         CompareCharge(played);
         if (m_request.pulses > 0 || std::isinf(m_request.trainMsec)) return;
-        const double periods = PeriodsOf(m_request);
-        if (std::fabs(periods - CyclesOf(m_request)) >= CycleTolerance)
-            AddChange(DesignItem::Cycles, periods, CyclesOf(m_request), true);
+        if (!IsWhole()) AddChange(DesignItem::Cycles, PeriodsOf(m_request), CyclesOf(m_request), true);
         CompareTrain(m_request.trainMsec, CyclesOf(m_request));
     }
 
@@ -286,7 +296,8 @@ class Designer
     {
         constexpr double Rounding = 1.0 / (1 << 22);
         const auto step = static_cast<double>(m_stimulator.timeStepUsec);
-        return NoiseUsec + Rounding * (m_periodUsec + static_cast<double>(m_parts.size()) * step);
+        return NoiseUsec + Rounding * (m_design.report.deviations.periodUsec.asked +
+                                       static_cast<double>(m_parts.size()) * step);
     }
 
     void AddChange(DesignItem item, double asked, double got, bool notable)

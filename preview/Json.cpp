@@ -159,6 +159,32 @@ void PutRefusal(Json& object, const Report& report)
                               {"text", PhaseListText(refusal.repaired)}};
 }
 
+Json StepObjects(const std::vector<StepRow>& rows)
+{
+    Json objects = Json::array();
+    for (const StepRow& row : rows)
+        objects.push_back({{"time_step_us", Number(row.timeStepUsec)},
+                           {"words", row.words == 0 ? Json() : Json(row.words)},
+                           {"largest_error_us", row.words == 0 ? Json() : Figure(row.largestErrorUsec)},
+                           {"period_error_us", row.words == 0 ? Json() : Figure(row.periodErrorUsec)},
+                           {"net_charge_nc", row.words == 0 ? Json() : Figure(row.netChargeNc)},
+                           {"as_asked", row.AsAsked()}});
+    return objects;
+}
+
+void PutAdvice(Json& object, const Advice& advice)
+{
+    if (advice.steps.empty()) return;
+    Json& put = object["advice"] = Json::object();
+    if (advice.budget != 0) put["budget_words"] = advice.budget;
+    if (!advice.text.empty()) {
+        put["text"] = advice.text;
+        put["repaired"] = advice.repair;
+        for (const double usec : advice.movedUsec) put["moved_us"].push_back(Figure(usec));
+    }
+    put["steps"] = StepObjects(advice.steps);
+}
+
 Json WordObject(const WordRow& row)
 {
     if (row.kind == playback::Kind::Cycles)
@@ -171,15 +197,18 @@ Json WordObject(const WordRow& row)
 
 }  // namespace
 
-std::string ReportJson(const Report& report, std::string_view place)
+std::string ReportJson(const Report& report, std::string_view place, const std::vector<StepRow>& steps)
 {
     Json object = Beginning(report, place);
     object["text"] = report.encoding.asked.text;
     object["encoded"] = report.encoding.Encoded();
-    if (report.encoding.Encoded())
+    if (report.encoding.Encoded()) {
         PutDeviations(object, report);
-    else
+    } else {
         PutRefusal(object, report);
+        PutAdvice(object, AdviceOn(report));
+    }
+    if (!steps.empty()) object["steps"] = StepObjects(steps);
     return Line(object);
 }
 

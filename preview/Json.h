@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "Advice.h"
 #include "Report.h"
 #include "Schedule.h"
 #include "Summary.h"
@@ -13,7 +14,8 @@
 // says where the text stands, under the first key; an empty one is left out.
 namespace preview {
 
-std::string ReportJson(const Report& report, std::string_view place);
+// With the rows of steps under a key of their own; without rows it is left out. A refused list comes with advice.
+std::string ReportJson(const Report& report, std::string_view place, const std::vector<StepRow>& steps = {});
 
 // The words and what each says; only the errors when there are none.
 std::string WordsJson(const Report& report, std::string_view place);

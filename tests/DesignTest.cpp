@@ -38,7 +38,9 @@ TEST(DesignTest, TheLibraryCountsThePulsesThatAreAsked)
         request.frequencyHz = std::pow(1000.0, i / 59.0);
         for (int k = 0; k < 60; ++k) {
             // The smallest counts, the largest that are promised, and from all magnitudes between them.
-            request.pulses = k < 20 ? k + 1 : k < 30 ? 100000 - (k - 20) : std::lround(std::pow(1e5, k / 60.0));
+            request.pulses = k < 20   ? k + 1
+                             : k < 30 ? 100000 - (k - 20)
+                                      : std::lround(std::pow(1e5, k / 60.0));
             MakeDesign(request, design);
             ASSERT_EQ(CyclesRead(design), request.pulses) << request.frequencyHz << " Hz: " << design.text;
         }
@@ -87,7 +89,8 @@ TEST(AdviceTest, PlaysWhereTheListIsRefused)
         if (i % 2 == 0) stimulator.timeStepUsec = 20;
         std::string text = "Head:";
         for (int k = random.Between(2, 8); k > 0; --k)
-            text += "(" + std::to_string(random.Between(1, 300)) + "," + std::to_string(random.Between(-2, 2) * 10) + ")";
+            text += "(" + std::to_string(random.Between(1, 300)) + "," +
+                    std::to_string(random.Between(-2, 2) * 10) + ")";
         Report report(stimulator);
         ReportOn(text + ":DurationMsec=[100]", {}, Reading::Strict, report);
         if (report.encoding.Encoded()) continue;
@@ -98,7 +101,8 @@ TEST(AdviceTest, PlaysWhereTheListIsRefused)
         ReportOn(advice.text, {}, Reading::Strict, played);
         ASSERT_TRUE(played.encoding.Encoded()) << text << " -> " << advice.text;
         for (const double usec : advice.movedUsec)
-            ASSERT_LE(std::fabs(usec), 2 * stimulator.Scale().timeStepUsec + 4) << text << " -> " << advice.text;
+            ASSERT_LE(std::fabs(usec), 2 * stimulator.Scale().timeStepUsec + 4)
+                << text << " -> " << advice.text;
     }
     EXPECT_GT(offered, 500);
 }

@@ -15,6 +15,7 @@ struct Options : PatternOptions
 {
     preview::Limits limits;
     std::string format = "table";
+    bool steps = false;
 };
 
 void PrintSummary(const preview::Summary& summary, const std::string& format, Output& output)
@@ -30,15 +31,19 @@ int Check(const Options& options)
     preview::Summary summary;
     int status = ExitFailed;
     try {
-        status = VisitReports(
-            options, options.limits, output, [&](const Place& place, const preview::Report& report) {
-                // The table has the messages, too.
-                if (json || !output.IsMessageTerminal()) PrintMessages(output, place, report);
-                const std::string where = place.Text();
-                output.Write(json ? ReportJson(report, where) + '\n' : CheckTable(report, where));
-                summary.Add(report, [&] { return where; });
-                return report.WithinLimits();
-            });
+        status = VisitReports(options, options.limits, output,
+                              [&](const Place& place, const preview::Report& report) {
+                                  // The table has the messages, too.
+                                  if (json || !output.IsMessageTerminal())
+                                      PrintMessages(output, place, report);
+                                  const std::string where = place.Text();
+                                  const std::vector<preview::StepRow> steps =
+                                      options.steps ? StepRows(report) : std::vector<preview::StepRow>();
+                                  output.Write(json ? ReportJson(report, where, steps) + '\n'
+                                                    : CheckTable(report, where) + StepTable(steps));
+                                  summary.Add(report, [&] { return where; });
+                                  return report.WithinLimits();
+                              });
         if (summary.patterns == 0) {
             status = ExitFailed;
             PrintMessage(options.input.file + ": no specification string to check");
@@ -94,6 +99,7 @@ void AddCheck(CLI::App& program, int& exitStatus)
     command.add_flag(
         "--exact", options->limits.exact,
         "Exit with 1 when anything but the net charge is not as asked, to the rounding of floats");
+    command.add_flag("--steps", options->steps, "Also print how each usual time step plays the pattern");
     AddFormatOption(command, options->format, {"table", "json"});
     command.footer(
         "Exit status: 0 as asked within the limits, 1 a limit is exceeded, a pattern is refused, nothing "

@@ -4,6 +4,7 @@
 
 #include "NumberFormat.h"
 #include "Sentences.h"
+#include "SentencesOfDesign.h"
 #include "Table.h"
 
 using namespace preview;
@@ -76,6 +77,7 @@ void AppendRefusal(std::string& text, const Report& report)
         text += "  phase " + std::to_string(refusal.failing) + " meets " + Rounded(refusal.carriedUsec) +
                 " us of a time step that phase " + std::to_string(refusal.meets) + " has begun\n";
     if (refusal.repairs) text += "  " + RepairSentence(refusal) + "\n";
+    for (const std::string& sentence : AdviceSentences(AdviceOn(report))) text += "  " + sentence + "\n";
 }
 
 }  // namespace
@@ -89,5 +91,22 @@ std::string CheckTable(const Report& report, std::string_view place)
         AppendRefusal(text, report);
     for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
     for (const std::string& warning : IrregularityWarnings(report)) text += "  warning: " + warning + "\n";
+    return text;
+}
+
+std::string StepTable(const std::vector<StepRow>& rows)
+{
+    if (rows.empty()) return {};
+    Table table({"time step, us", "words", "largest error, us", "period error, us", "net charge, nC", ""});
+    for (const StepRow& row : rows) {
+        if (row.words == 0)
+            table.Add({Shortest(row.timeStepUsec), "refused"});
+        else
+            table.Add({Shortest(row.timeStepUsec), std::to_string(row.words), Rounded(row.largestErrorUsec),
+                       Rounded(row.periodErrorUsec), Rounded(row.netChargeNc),
+                       row.AsAsked() ? "as asked" : ""});
+    }
+    std::string text;
+    table.Print(text);
     return text;
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Sentences.h"
+#include "SentencesOfDesign.h"
 #include "System.h"
 
 namespace {
@@ -50,6 +51,9 @@ void PrintMessage(std::string_view text)
 void PrintMessages(Output& output, const Place& place, const preview::Report& report)
 {
     for (const std::string& sentence : RefusalSentences(report)) PrintMessage(output, place, sentence);
+    if (!report.encoding.Encoded())
+        for (const std::string& sentence : AdviceSentences(AdviceOn(report)))
+            PrintMessage(output, place, sentence);
     constexpr std::size_t MaxWarnings = 20;
     const std::vector<std::string>& warnings = report.encoding.warnings;
     const std::size_t printed = std::min(warnings.size(), MaxWarnings);

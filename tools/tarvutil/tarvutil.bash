@@ -8,12 +8,14 @@ _tarvutil() {
         [encode]="--file --lenient $stimulator --exact --format --output"
         [decode]='--file --time-step --amp-step --format --train --sample-rate'
         [check]="--file --lenient $stimulator --max-error --max-period-error
-            --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --format"
+            --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --area
+            --max-phase-charge --max-density --max-k --max-duty --max-rate --max-dc --steps --format"
         [plot]="--file --lenient $stimulator --output --train"
         [play]="--file --lenient $stimulator --poll --blocks --schedule --until --max-total-current --format
             --output"
-        [design]="--amplitude --phase1 --ipi --frequency --train --balance --polarity --offset --phase2
-            --amplitude2 $stimulator"
+        [design]="--amplitude --phase1 --ipi --frequency --train --pulses --on --off --times --ramp-up
+            --ramp-down --burst --burst-rate --balance --polarity --offset --phase2 --amplitude2 --name --exact
+            ${stimulator#--pattern }"
     )
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
@@ -42,8 +44,9 @@ _tarvutil() {
             words=${options[$command]}
             ;;
         --balance) words='0 1 2 3 4' ;;
-        --time-step | --amp-step | --amp-max | --budget | --max-* | --poll | --blocks | --until | --sample-rate) return ;;
-        --amplitude | --amplitude2 | --phase1 | --phase2 | --ipi | --frequency | --offset) return ;;
+        --time-step | --amp-step | --amp-max | --budget | --area | --max-* | --poll | --blocks | --until) return ;;
+        --amplitude | --amplitude2 | --phase1 | --phase2 | --ipi | --frequency | --offset | --sample-rate) return ;;
+        --pulses | --on | --off | --times | --ramp-* | --burst | --burst-rate | --name) return ;;
         *) words="${options[$command]} --help" ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
