@@ -72,7 +72,7 @@ std::string Given(DesignItem item, double value)
 
 std::string Count(double value)
 {
-    return Rounded(value, 0);
+    return Rounded(value);
 }
 
 // "phase 2 starts 6.667 us later"
