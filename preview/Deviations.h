@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "CurrentPhases.h"
 #include "Encoding.h"
 #include "Playback.h"
 
@@ -87,6 +89,8 @@ struct Deviations
     playback::Charge playedNc;
     AskedPlayed balanceMode;  // the text's, and the one that is set
     std::vector<Finding> findings;
+    CurrentFigures current;         // of what is played
+    std::optional<double> areaCm2;  // of the electrode, where it is known
 
     // The phase that starts farthest from where it was asked to, and how far; -1 and 0 without phases.
     int LargestError() const;

@@ -118,6 +118,34 @@ void PutCharge(Json& object, const Deviations& deviations)
     Put(object, "train_net_charge", "_nc", deviations.TrainNetNc());
 }
 
+// What is played, by the figures of docs/limits.md.
+void PutCurrent(Json& object, const Deviations& deviations)
+{
+    const CurrentFigures& current = deviations.current;
+    const std::optional<double>& area = deviations.areaCm2;
+    Json& figures = object["current"] = {{"duty_pct", Figure(current.DutyPct())},
+                                         {"pulses", current.pulses},
+                                         {"pulse_distance_us", Figure(current.nearestUsec)},
+                                         {"pulse_rate_hz", Figure(current.NearestHz())},
+                                         {"rms_ua", Figure(current.rmsUa)},
+                                         {"direct_current_na", Figure(current.DirectCurrentNa())},
+                                         {"phase_charge_nc", Figure(current.LargestChargeNc())}};
+    if (area) {
+        figures["area_cm2"] = *area;
+        figures["density_uc_per_cm2"] = Figure(current.LargestDensityUcPerCm2(*area));
+        figures["k"] = Figure(current.LargestK(*area));
+    }
+    Json& phases = figures["phases_of_current"] = Json::array();
+    for (const CurrentPhase& phase : current.phases) {
+        phases.push_back({{"start_us", Figure(phase.startUsec)},
+                          {"duration_us", Figure(phase.durationUsec)},
+                          {"charge_nc", Figure(phase.chargeNc)}});
+        if (!area) continue;
+        phases.back()["density_uc_per_cm2"] = Figure(phase.DensityUcPerCm2(*area));
+        phases.back()["k"] = Figure(phase.K(*area));
+    }
+}
+
 void PutDeviations(Json& object, const Report& report)
 {
     const Deviations& deviations = report.deviations;
@@ -130,6 +158,7 @@ void PutDeviations(Json& object, const Report& report)
     Put(object, "cycles", "", deviations.cycles);
     Put(object, "train", "_ms", deviations.trainMsec);
     PutCharge(object, deviations);
+    PutCurrent(object, deviations);
     object["largest_error_us"] = Figure(deviations.LargestErrorUsec());
     object["largest_error_phase"] = PhaseNumber(deviations.LargestError());
     Json& exceeded = object["exceeded"] = Json::array();

@@ -37,6 +37,28 @@ double CyclesError(const Deviations& deviations)
     return std::fabs(error) <= Noise * deviations.cycles.asked ? 0 : error;
 }
 
+// --- Of the current: docs/limits.md ---
+
+double PhaseCharge(const Deviations& d)
+{
+    return d.current.LargestChargeNc();
+}
+
+double Density(const Deviations& d)
+{
+    return d.areaCm2 ? d.current.LargestDensityUcPerCm2(*d.areaCm2) : std::nan("");
+}
+
+double ShannonK(const Deviations& d)
+{
+    return d.areaCm2 ? d.current.LargestK(*d.areaCm2) : std::nan("");
+}
+
+double PulseRate(const Deviations& d)
+{
+    return d.current.NearestHz();
+}
+
 // --- Roundings: docs/accuracy.md ---
 
 // What single precision may add to the end of the cycle, and so to any boundary.
@@ -89,6 +111,15 @@ const std::array<LimitKind, LimitCount>& LimitKinds()
          [](const Deviations& d) { return d.playedNc.NetNc(); }, nullptr},
         {Limit::WholeCycles, "whole-cycles", "error of the number of cycles", "cycles", "_cycles",
          CyclesError, None},
+        {Limit::PhaseCharge, "max-phase-charge", "charge of a phase of current", "nC", "_nc", PhaseCharge, nullptr},
+        {Limit::Density, "max-density", "charge density of a phase of current", "uC/cm2", "_uc_per_cm2", Density,
+         nullptr, false, true},
+        {Limit::K, "max-k", "k of a phase of current", "(k)", "", ShannonK, nullptr, true, true},
+        {Limit::Duty, "max-duty", "time with current", "%", "_pct",
+         [](const Deviations& d) { return d.current.DutyPct(); }, nullptr},
+        {Limit::Rate, "max-rate", "rate of the two nearest pulses", "Hz", "_hz", PulseRate, nullptr},
+        {Limit::DirectCurrent, "max-dc", "mean (direct) current", "nA", "_na",
+         [](const Deviations& d) { return d.current.DirectCurrentNa(); }, nullptr},
     }};
     return kinds;
 }
@@ -106,7 +137,7 @@ void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Devi
         }
         if (!most) continue;
         const double value = kind.value(deviations);
-        if (!(std::fabs(value) <= *most + Noise)) excesses.push_back({kind.limit, value, *most});
+        if (!((kind.isSigned ? value : std::fabs(value)) <= *most + Noise)) excesses.push_back({kind.limit, value, *most});
     }
 }
 

@@ -18,6 +18,13 @@ enum class Limit
     ChargeError,
     NetCharge,
     WholeCycles,
+    // Of what is played, whatever was asked:
+    PhaseCharge,
+    Density,
+    K,
+    Duty,
+    Rate,
+    DirectCurrent,
 };
 
 // All that one limit is.
@@ -31,9 +38,11 @@ struct LimitKind
     double (*value)(const Deviations&);  // signed; the limit is one of its magnitude
     // Up to here the value is a rounding of single precision; null where what is asked may have any value.
     double (*rounding)(const Stimulator&, const Deviations&);
+    bool isSigned = false;   // the limit is one of the value itself
+    bool needsArea = false;  // without one the value is not a number
 };
 
-constexpr std::size_t LimitCount = 6;
+constexpr std::size_t LimitCount = 12;
 // In the order of Limit.
 const std::array<LimitKind, LimitCount>& LimitKinds();
 
@@ -46,7 +55,8 @@ inline const LimitKind& KindOf(Limit limit)
 struct Limits
 {
     std::array<std::optional<double>, LimitCount> most;
-    bool exact = false;  // nothing above the roundings
+    bool exact = false;             // nothing above the roundings
+    std::optional<double> areaCm2;  // of the electrode
 
     std::optional<double>& operator[](Limit limit) { return most[static_cast<std::size_t>(limit)]; }
 };

@@ -1,5 +1,7 @@
 #include "Report.h"
 
+#include "CurrentPhases.h"
+
 namespace preview {
 namespace {
 
@@ -8,6 +10,9 @@ void Compare(const Limits& limits, Report& report)
     report.excesses.clear();
     if (!report.encoding.Encoded()) return;
     FindDeviations(report.stimulator, report.encoding, report.deviations);
+    const bool repeats = !(report.deviations.cycles.played <= 1);
+    report.deviations.current = FiguresOf(report.encoding.words, report.stimulator.Scale(), repeats);
+    report.deviations.areaCm2 = limits.areaCm2;
     FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
 }
 

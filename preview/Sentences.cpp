@@ -355,6 +355,12 @@ std::vector<std::string> DeviationSentences(const Report& report)
     return sentences;
 }
 
+const char* KSentence()
+{
+    return "k was fitted to electrodes on cat cortex (McCreery 1990, doi:10.1109/10.102812); microelectrodes do not "
+           "follow it (Cogan 2016, doi:10.1088/1741-2560/13/2/021001)";
+}
+
 std::string Sentence(const Excess& excess)
 {
     constexpr int Decimals = 6;  // a limit may be exceeded by little

@@ -24,6 +24,9 @@ std::string Sentence(const std::vector<Total>& totals);
 // What encode warns of: each finding that is notable and that WarningSentences and the library leave out, and the totals.
 std::vector<std::string> DeviationSentences(const Report& report);
 
+// The caveat that goes with every k.
+const char* KSentence();
+
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"
 std::string Sentence(const Excess& excess);
 

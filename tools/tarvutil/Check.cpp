@@ -4,6 +4,7 @@
 
 #include "CheckTable.h"
 #include "Commands.h"
+#include "Fault.h"
 #include "Json.h"
 #include "Messages.h"
 #include "PatternCommand.h"
@@ -24,8 +25,16 @@ void PrintSummary(const preview::Summary& summary, const std::string& format, Ou
     output.Write((format == "json" ? SummaryJson(summary) : Sentence(summary)) + '\n');
 }
 
+void NeedArea(const preview::Limits& limits)
+{
+    for (const preview::LimitKind& kind : preview::LimitKinds())
+        if (kind.needsArea && limits.most[static_cast<std::size_t>(kind.limit)] && !limits.areaCm2)
+            throw Fault(std::string("--") + kind.name + " needs the area of the electrode: --area, as in --area 0.06mm2");
+}
+
 int Check(const Options& options)
 {
+    NeedArea(options.limits);
     const bool json = options.format == "json";
     Output output;
     preview::Summary summary;
@@ -60,6 +69,9 @@ int Check(const Options& options)
 std::string Placeholder(std::string unit)
 {
     if (unit == "us") return "USEC";
+    if (unit == "uC/cm2") return "UC_PER_CM2";
+    if (unit == "%") return "PCT";
+    if (unit == "(k)") return "K";
     std::transform(unit.begin(), unit.end(), unit.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     return unit;
@@ -96,6 +108,16 @@ void AddCheck(CLI::App& program, int& exitStatus)
         AddPatternCommand(program, "check", "Compare what is played with what specification strings ask for",
                           options, Check, exitStatus);
     for (const preview::LimitKind& kind : preview::LimitKinds()) AddLimit(command, kind, options->limits);
+    command
+        .add_option_function<std::string>(
+            "--area",
+            [options](const std::string& text) { options->limits.areaCm2 = preview::ReadAreaCm2(text); },
+            "Geometric area of the electrode with its unit, um2, mm2 or cm2: for charge density and k")
+        ->option_text("AREA")
+        ->check([](const std::string& text) {
+            return preview::ReadAreaCm2(text) ? std::string()
+                                              : "'" + text + "' is not an area above 0 with its unit, as 0.06mm2";
+        });
     command.add_flag(
         "--exact", options->limits.exact,
         "Exit with 1 when anything but the net charge is not as asked, to the rounding of floats");

@@ -52,6 +52,26 @@ Table PhaseTable(const Deviations& d)
     return table;
 }
 
+// "2e-05 cm2 (0.002 mm2, 2000 um2)"
+std::string AreaText(double cm2)
+{
+    return Shortest(static_cast<float>(cm2)) + " cm2 (" + Shortest(static_cast<float>(cm2 * 1e2)) + " mm2, " +
+           Shortest(static_cast<float>(cm2 * 1e8)) + " um2)";
+}
+
+void AppendCurrent(std::string& text, const Deviations& d)
+{
+    const CurrentFigures& current = d.current;
+    text += "  current: " + Rounded(current.DutyPct()) + " % of the time, RMS " + Rounded(current.rmsUa) +
+            " uA, direct " + Rounded(current.DirectCurrentNa()) + " nA; nearest pulses " +
+            Rounded(current.nearestUsec) + " us apart (" + Rounded(current.NearestHz()) + " Hz)\n";
+    text += "  largest phase of current: " + Rounded(current.LargestChargeNc()) + " nC";
+    if (d.areaCm2)
+        text += ", " + Rounded(current.LargestDensityUcPerCm2(*d.areaCm2)) + " uC/cm2, k = " +
+                Rounded(current.LargestK(*d.areaCm2)) + " on " + AreaText(*d.areaCm2) + "\n  " + KSentence();
+    text += "\n";
+}
+
 void AppendDeviations(std::string& text, const Report& report)
 {
     const Deviations& d = report.deviations;
@@ -59,6 +79,7 @@ void AppendDeviations(std::string& text, const Report& report)
             std::to_string(report.stimulator.budget) + " words\n";
     Totals(d).Print(text);
     PhaseTable(d).Print(text);
+    AppendCurrent(text, d);
     const std::string largest = Rounded(d.LargestErrorUsec());
     text += "  largest error of a phase start: " + largest + " us";
     if (largest != "0") text += ", phase " + std::to_string(d.LargestError());
