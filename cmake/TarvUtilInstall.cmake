@@ -10,6 +10,12 @@ install(TARGETS TarvUtil EXPORT TarvUtilTargets
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil
     COMPONENT Development FILES_MATCHING PATTERN "*.h")
 
+if(TARGET TarvUtilC)
+    install(TARGETS TarvUtilC EXPORT TarvUtilTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
+    install(FILES c/tarvutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil COMPONENT Development)
+endif()
+
 configure_package_config_file(cmake/TarvUtilConfig.cmake.in ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake
     INSTALL_DESTINATION ${TARVUTIL_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarvUtilConfigVersion.cmake
@@ -29,6 +35,11 @@ foreach(dir LIBDIR INCLUDEDIR)
         set(TARVUTIL_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
     endif()
 endforeach()
+if(TARGET TarvUtilC)
+    configure_file(cmake/tarvutil-c.pc.in ${PROJECT_BINARY_DIR}/tarvutil-c.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/tarvutil-c.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+endif()
 configure_file(cmake/tarvutil.pc.in ${PROJECT_BINARY_DIR}/tarvutil.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tarvutil.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
