@@ -10,12 +10,6 @@ install(TARGETS TarvUtil EXPORT TarvUtilTargets
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil
     COMPONENT Development FILES_MATCHING PATTERN "*.h")
 
-if(TARGET TarvUtilC)
-    install(TARGETS TarvUtilC EXPORT TarvUtilTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
-    install(FILES c/tarvutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil COMPONENT Development)
-endif()
-
 configure_package_config_file(cmake/TarvUtilConfig.cmake.in ${PROJECT_BINARY_DIR}/TarvUtilConfig.cmake
     INSTALL_DESTINATION ${TARVUTIL_CMAKE_DIR} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarvUtilConfigVersion.cmake
@@ -36,6 +30,12 @@ foreach(dir LIBDIR INCLUDEDIR)
     endif()
 endforeach()
 if(TARGET TarvUtilC)
+    # A set of targets of its own: the C interface can be left out of what is installed.
+    install(TARGETS TarvUtilC EXPORT TarvUtilCTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)
+    install(FILES c/tarvutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvutil COMPONENT Development)
+    export(EXPORT TarvUtilCTargets NAMESPACE TarvUtil:: FILE ${PROJECT_BINARY_DIR}/TarvUtilCTargets.cmake)
+    install(EXPORT TarvUtilCTargets NAMESPACE TarvUtil:: DESTINATION ${TARVUTIL_CMAKE_DIR} COMPONENT Development)
     configure_file(cmake/tarvutil-c.pc.in ${PROJECT_BINARY_DIR}/tarvutil-c.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/tarvutil-c.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
