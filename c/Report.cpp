@@ -6,8 +6,10 @@
 
 #include "Calls.h"
 #include "Json.h"
+#include "Picture.h"
 #include "Playback.h"
 #include "Sentences.h"
+#include "Svg.h"
 
 using namespace capi;
 
@@ -206,6 +208,14 @@ int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t 
         const nlohmann::json& found = Figure(r, Text(path, length));
         if (!found.is_string()) throw Error{TARVUTIL_NOT_FOUND, "this is not a text"};
         return Put(found.get_ref<const std::string&>(), text, capacity);
+    });
+}
+
+int32_t tarvutil_report_svg(tarvutil_report* report, char* text, int32_t capacity)
+{
+    return On(report, [&](tarvutil_report& r) {
+        NeedWords(r);
+        return Put(SvgOf(PictureOf(r.report)), text, capacity);
     });
 }
 

@@ -45,16 +45,16 @@ typedef struct tarvutil_report tarvutil_report;
 enum tarvutil_status
 {
     TARVUTIL_OK = 0,
-    TARVUTIL_NULL_HANDLE = -1,   /* a handle is null */
-    TARVUTIL_NULL_BUFFER = -2,   /* a buffer, array or text is null */
-    TARVUTIL_BAD_ARGUMENT = -3,  /* a value outside its range; the text names it */
-    TARVUTIL_BAD_TEXT = -4,      /* a length below -1, or a NUL inside */
-    TARVUTIL_REFUSED = -5,       /* the pattern cannot take or encode it; what it held stays */
-    TARVUTIL_NOT_LILLY = -6,     /* only a Lilly pattern has this */
-    TARVUTIL_NOT_DUE = -7,       /* no block is due, or none is left */
-    TARVUTIL_NOT_FOUND = -8,     /* no such key or figure */
+    TARVUTIL_NULL_HANDLE = -1,  /* a handle is null */
+    TARVUTIL_NULL_BUFFER = -2,  /* a buffer, array or text is null */
+    TARVUTIL_BAD_ARGUMENT = -3, /* a value outside its range; the text names it */
+    TARVUTIL_BAD_TEXT = -4,     /* a length below -1, or a NUL inside */
+    TARVUTIL_REFUSED = -5,      /* the pattern cannot take or encode it; what it held stays */
+    TARVUTIL_NOT_LILLY = -6,    /* only a Lilly pattern has this */
+    TARVUTIL_NOT_DUE = -7,      /* no block is due, or none is left */
+    TARVUTIL_NOT_FOUND = -8,    /* no such key or figure */
     TARVUTIL_NO_MEMORY = -9,
-    TARVUTIL_FAILED = -10        /* anything else; the text says what */
+    TARVUTIL_FAILED = -10 /* anything else; the text says what */
 };
 
 enum tarvutil_kind
@@ -64,7 +64,7 @@ enum tarvutil_kind
 };
 
 /* The version of the library, "1.0.0". */
-TARVUTIL_API int32_t tarvutil_version(char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_version(char* text, int32_t capacity);
 
 /* --- Patterns --- */
 
@@ -102,125 +102,132 @@ enum tarvutil_parameter
 
 /* A pattern for a stimulator with that time step and amplitude step (finite, above 0) and budget (1 to 1024 words, word 0
  * included). A Lilly pattern has its default phases, a plain one none. amp_max_ua: the largest amplitude, 0 or above. */
-TARVUTIL_API tarvutil_pattern *tarvutil_pattern_new(int32_t kind, float time_step_us, float amp_step_ua,
-                                                    float amp_max_ua, int32_t budget, char *reason, int32_t capacity);
-TARVUTIL_API tarvutil_pattern *tarvutil_pattern_copy_new(const tarvutil_pattern *pattern, char *reason,
+TARVUTIL_API tarvutil_pattern* tarvutil_pattern_new(int32_t kind, float time_step_us, float amp_step_ua,
+                                                    float amp_max_ua, int32_t budget, char* reason,
+                                                    int32_t capacity);
+TARVUTIL_API tarvutil_pattern* tarvutil_pattern_copy_new(const tarvutil_pattern* pattern, char* reason,
                                                          int32_t capacity);
-TARVUTIL_API int32_t tarvutil_pattern_free(tarvutil_pattern *pattern);
-TARVUTIL_API int32_t tarvutil_pattern_error(const tarvutil_pattern *pattern, char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_free(tarvutil_pattern* pattern);
+TARVUTIL_API int32_t tarvutil_pattern_error(const tarvutil_pattern* pattern, char* text, int32_t capacity);
 
-TARVUTIL_API int32_t tarvutil_pattern_get(tarvutil_pattern *pattern, int32_t parameter, double *value);
+TARVUTIL_API int32_t tarvutil_pattern_get(tarvutil_pattern* pattern, int32_t parameter, double* value);
 /* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets what the pattern then
  * holds: it differs from value where the pattern rounds, repairs or refuses. extend_period other than 0 lets the period
  * grow for a length. */
-TARVUTIL_API int32_t tarvutil_pattern_set(tarvutil_pattern *pattern, int32_t parameter, double value,
-                                          int32_t extend_period, double *in_effect);
+TARVUTIL_API int32_t tarvutil_pattern_set(tarvutil_pattern* pattern, int32_t parameter, double value,
+                                          int32_t extend_period, double* in_effect);
 /* Sets the amplitude step, microamperes; each phase keeps its number of steps. */
-TARVUTIL_API int32_t tarvutil_pattern_rescale(tarvutil_pattern *pattern, float amp_step_ua);
+TARVUTIL_API int32_t tarvutil_pattern_rescale(tarvutil_pattern* pattern, float amp_step_ua);
 
-TARVUTIL_API int32_t tarvutil_pattern_label(tarvutil_pattern *pattern, char *text, int32_t capacity);
-TARVUTIL_API int32_t tarvutil_pattern_set_label(tarvutil_pattern *pattern, const char *text, int32_t length);
+TARVUTIL_API int32_t tarvutil_pattern_label(tarvutil_pattern* pattern, char* text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_set_label(tarvutil_pattern* pattern, const char* text, int32_t length);
 
 /* The phases in playing order: lengths in microseconds, amplitudes in microamperes, two arrays of that capacity. */
-TARVUTIL_API int32_t tarvutil_pattern_phases(tarvutil_pattern *pattern, float *lengths_us, float *amplitudes_ua,
-                                             int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_phases(tarvutil_pattern* pattern, float* lengths_us,
+                                             float* amplitudes_ua, int32_t capacity);
 /* Replaces all phases when they fit the time steps and the budget, clamped to the largest amplitude. */
-TARVUTIL_API int32_t tarvutil_pattern_set_phases(tarvutil_pattern *pattern, const float *lengths_us,
-                                                 const float *amplitudes_ua, int32_t count);
+TARVUTIL_API int32_t tarvutil_pattern_set_phases(tarvutil_pattern* pattern, const float* lengths_us,
+                                                 const float* amplitudes_ua, int32_t count);
 /* Edits of phase index, from 0: accepted, repaired (Lilly) or refused. */
-TARVUTIL_API int32_t tarvutil_pattern_set_phase(tarvutil_pattern *pattern, int32_t index, float length_us,
+TARVUTIL_API int32_t tarvutil_pattern_set_phase(tarvutil_pattern* pattern, int32_t index, float length_us,
                                                 float amplitude_ua);
-TARVUTIL_API int32_t tarvutil_pattern_set_length(tarvutil_pattern *pattern, int32_t index, float length_us);
-TARVUTIL_API int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern *pattern, int32_t index, float amplitude_ua);
+TARVUTIL_API int32_t tarvutil_pattern_set_length(tarvutil_pattern* pattern, int32_t index, float length_us);
+TARVUTIL_API int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern* pattern, int32_t index,
+                                                    float amplitude_ua);
 /* Raw edits: not checked until words are asked for. Return the number of phases. Insert puts before phase index. */
-TARVUTIL_API int32_t tarvutil_pattern_append(tarvutil_pattern *pattern, float length_us, float amplitude_ua);
-TARVUTIL_API int32_t tarvutil_pattern_insert(tarvutil_pattern *pattern, int32_t index, float length_us,
+TARVUTIL_API int32_t tarvutil_pattern_append(tarvutil_pattern* pattern, float length_us, float amplitude_ua);
+TARVUTIL_API int32_t tarvutil_pattern_insert(tarvutil_pattern* pattern, int32_t index, float length_us,
                                              float amplitude_ua);
-TARVUTIL_API int32_t tarvutil_pattern_remove(tarvutil_pattern *pattern, int32_t index);
-TARVUTIL_API int32_t tarvutil_pattern_clear(tarvutil_pattern *pattern);
+TARVUTIL_API int32_t tarvutil_pattern_remove(tarvutil_pattern* pattern, int32_t index);
+TARVUTIL_API int32_t tarvutil_pattern_clear(tarvutil_pattern* pattern);
 
 /* 1 when the phases fit the time steps and count at most max_words words besides word 0, else 0. */
-TARVUTIL_API int32_t tarvutil_pattern_fits(tarvutil_pattern *pattern, const float *lengths_us,
-                                           const float *amplitudes_ua, int32_t count, int32_t max_words);
+TARVUTIL_API int32_t tarvutil_pattern_fits(tarvutil_pattern* pattern, const float* lengths_us,
+                                           const float* amplitudes_ua, int32_t count, int32_t max_words);
 
 /* The word array, word 0 with the cycles first. TARVUTIL_REFUSED when the phases give no words: send nothing. */
-TARVUTIL_API int32_t tarvutil_pattern_words(tarvutil_pattern *pattern, uint32_t *words, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t* words, int32_t capacity);
 /* While on is not 0, bits 0 to 15 of every word after word 0 are value, 0 to 65535. */
-TARVUTIL_API int32_t tarvutil_pattern_override(tarvutil_pattern *pattern, int32_t on, int32_t value);
+TARVUTIL_API int32_t tarvutil_pattern_override(tarvutil_pattern* pattern, int32_t on, int32_t value);
 
 /* Reads a specification string as the library reads it, lengths to whole microseconds, amplitudes to whole steps.
  * TARVUTIL_REFUSED when a field is missing or faulty or the phases do not fit; the messages say why, and the warnings
  * what was changed. Of a Lilly pattern a faulty balance field is refused after the phases were taken. */
-TARVUTIL_API int32_t tarvutil_pattern_read(tarvutil_pattern *pattern, const char *text, int32_t length);
+TARVUTIL_API int32_t tarvutil_pattern_read(tarvutil_pattern* pattern, const char* text, int32_t length);
 /* The messages of the last tarvutil_pattern_read: their number, and one of them, from 0. warnings: 0 for the errors. */
-TARVUTIL_API int32_t tarvutil_pattern_message_count(const tarvutil_pattern *pattern, int32_t warnings);
-TARVUTIL_API int32_t tarvutil_pattern_message(const tarvutil_pattern *pattern, int32_t warnings, int32_t index,
-                                              char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_message_count(const tarvutil_pattern* pattern, int32_t warnings);
+TARVUTIL_API int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnings,
+                                              int32_t index, char* text, int32_t capacity);
 /* The phases and the train as text, without a head. */
-TARVUTIL_API int32_t tarvutil_pattern_text(tarvutil_pattern *pattern, char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_pattern_text(tarvutil_pattern* pattern, char* text, int32_t capacity);
 
 /* --- Continued play --- */
 
 /* The record of a play of more cycles than one command holds (4095), which began at now_ms and of which cycles_started
  * are commanded. It keeps the pattern alive, also when the pattern's handle is freed. */
-TARVUTIL_API tarvutil_play *tarvutil_play_new(const tarvutil_pattern *pattern, int32_t channel, int32_t cycles_started,
-                                              int64_t now_ms, char *reason, int32_t capacity);
-TARVUTIL_API int32_t tarvutil_play_free(tarvutil_play *play);
-TARVUTIL_API int32_t tarvutil_play_error(const tarvutil_play *play, char *text, int32_t capacity);
-TARVUTIL_API int32_t tarvutil_play_channel(const tarvutil_play *play, int32_t *channel);
+TARVUTIL_API tarvutil_play* tarvutil_play_new(const tarvutil_pattern* pattern, int32_t channel,
+                                              int32_t cycles_started, int64_t now_ms, char* reason,
+                                              int32_t capacity);
+TARVUTIL_API int32_t tarvutil_play_free(tarvutil_play* play);
+TARVUTIL_API int32_t tarvutil_play_error(const tarvutil_play* play, char* text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel);
 /* Cycles to be commanded; the largest int32_t for a train without end. */
-TARVUTIL_API int32_t tarvutil_play_cycles_left(const tarvutil_play *play, int32_t *cycles);
+TARVUTIL_API int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles);
 /* When the next block is due, milliseconds. It is ready later than 2 ms after that. */
-TARVUTIL_API int32_t tarvutil_play_due(const tarvutil_play *play, int64_t *due_ms);
-TARVUTIL_API int32_t tarvutil_play_ready(const tarvutil_play *play, int64_t now_ms);
+TARVUTIL_API int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms);
+TARVUTIL_API int32_t tarvutil_play_ready(const tarvutil_play* play, int64_t now_ms);
 /* The words of the next block, at most the pattern's budget: capacity must hold so many. TARVUTIL_NOT_DUE when nothing is
  * due or left; the record then stays as it is. */
-TARVUTIL_API int32_t tarvutil_play_continue(tarvutil_play *play, int64_t now_ms, uint32_t *words, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* words,
+                                            int32_t capacity);
 
 /* --- Stimulators --- */
 
 /* A stimulator with the program's defaults: Lilly patterns, time step 33.333332 us, amplitude step 10 uA, largest
  * amplitude 100 amplitude steps, a budget of 101 words, no limits. */
-TARVUTIL_API tarvutil_stimulator *tarvutil_stimulator_new(char *reason, int32_t capacity);
-TARVUTIL_API int32_t tarvutil_stimulator_free(tarvutil_stimulator *stimulator);
-TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator *stimulator, char *text, int32_t capacity);
+TARVUTIL_API tarvutil_stimulator* tarvutil_stimulator_new(char* reason, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_stimulator_free(tarvutil_stimulator* stimulator);
+TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator* stimulator, char* text,
+                                               int32_t capacity);
 /* Sets an option by the name that it has in the program, without the dashes: "pattern" (enum tarvutil_kind),
  * "time-step", "amp-step", "amp-max", "budget", or a limit such as "max-error". A limit of NaN is no limit. */
-TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator *stimulator, const char *key, int32_t length,
+TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double value);
 /* NaN for a limit that is not set. */
-TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator *stimulator, const char *key, int32_t length,
-                                             double *value);
+TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator* stimulator, const char* key, int32_t length,
+                                             double* value);
 
 /* --- Reports --- */
 
 /* What will be played beside what a specification string asks for. Also a refused text gives a report, without words.
  * lenient other than 0 reads irregular texts as the library does; else they are refused. */
-TARVUTIL_API tarvutil_report *tarvutil_report_new(const tarvutil_stimulator *stimulator, const char *text,
-                                                  int32_t length, int32_t lenient, char *reason, int32_t capacity);
-TARVUTIL_API int32_t tarvutil_report_free(tarvutil_report *report);
-TARVUTIL_API int32_t tarvutil_report_error(const tarvutil_report *report, char *text, int32_t capacity);
+TARVUTIL_API tarvutil_report* tarvutil_report_new(const tarvutil_stimulator* stimulator, const char* text,
+                                                  int32_t length, int32_t lenient, char* reason,
+                                                  int32_t capacity);
+TARVUTIL_API int32_t tarvutil_report_free(tarvutil_report* report);
+TARVUTIL_API int32_t tarvutil_report_error(const tarvutil_report* report, char* text, int32_t capacity);
 /* 1 when there are words and no limit is exceeded, else 0. */
-TARVUTIL_API int32_t tarvutil_report_within_limits(tarvutil_report *report);
+TARVUTIL_API int32_t tarvutil_report_within_limits(tarvutil_report* report);
 /* TARVUTIL_REFUSED when the text has no words. */
-TARVUTIL_API int32_t tarvutil_report_words(tarvutil_report *report, uint32_t *words, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_report_words(tarvutil_report* report, uint32_t* words, int32_t capacity);
 /* The report as the JSON object that "tarvutil check --format json" prints, without a place. */
-TARVUTIL_API int32_t tarvutil_report_json(tarvutil_report *report, char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_report_json(tarvutil_report* report, char* text, int32_t capacity);
 /* One number of that object, by its path: "/period_error_us", "/phases/2/start_error_us". True is 1, false 0, null NaN. */
-TARVUTIL_API int32_t tarvutil_report_figure(tarvutil_report *report, const char *path, int32_t length, double *value);
+TARVUTIL_API int32_t tarvutil_report_figure(tarvutil_report* report, const char* path, int32_t length,
+                                            double* value);
 /* One text of that object, by its path: "/refusal/text", "/deviations/0/cause". */
-TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report *report, const char *path, int32_t length, char *text,
-                                          int32_t capacity);
+TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t length,
+                                          char* text, int32_t capacity);
 /* One cycle as asked and as played, drawn as SVG. */
-TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report *report, char *text, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, char* text, int32_t capacity);
 
 /* --- Words to current --- */
 
 /* The stretches of constant current that one cycle of a word array plays, in order and without gaps: start and duration
  * in microseconds, current in microamperes, and the index of the word; four arrays of that capacity. */
-TARVUTIL_API int32_t tarvutil_segments(const uint32_t *words, int32_t count, float time_step_us, float amp_step_ua,
-                                       double *starts_us, double *durations_us, double *currents_ua,
-                                       int32_t *word_indices, int32_t capacity);
+TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_us,
+                                       float amp_step_ua, double* starts_us, double* durations_us,
+                                       double* currents_ua, int32_t* word_indices, int32_t capacity);
 
 #ifdef __cplusplus
 }

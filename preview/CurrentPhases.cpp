@@ -124,7 +124,8 @@ std::optional<double> ReadAreaCm2(std::string_view text)
     };
     static constexpr Unit Units[] = {{"um2", 1e-8}, {"mm2", 1e-2}, {"cm2", 1}};
     for (const Unit& unit : Units) {
-        if (text.size() <= unit.name.size() || text.substr(text.size() - unit.name.size()) != unit.name) continue;
+        if (text.size() <= unit.name.size() || text.substr(text.size() - unit.name.size()) != unit.name)
+            continue;
         std::string_view number = text.substr(0, text.size() - unit.name.size());
         while (!number.empty() && number.back() == ' ') number.remove_suffix(1);
         if (number.find_first_not_of("0123456789.eE+-") != std::string_view::npos) return std::nullopt;

@@ -28,14 +28,16 @@ struct CurrentPhase
 struct CurrentFigures
 {
     std::vector<CurrentPhase> phases;
-    bool endless = false;  // the current never pauses or turns: there is no phase, and its charge has no bound
+    bool endless =
+        false;  // the current never pauses or turns: there is no phase, and its charge has no bound
 
     double periodUsec = 0;
-    double currentUsec = 0;     // time with current per cycle
-    double rmsUa = 0;           // over the cycle
-    double meanUa = 0;          // the direct current: net charge over the period
-    double nearestUsec = 0;     // the shortest distance between the starts of two pulses; infinite without pulses
-    std::size_t pulses = 0;     // per cycle; see below
+    double currentUsec = 0;  // time with current per cycle
+    double rmsUa = 0;        // over the cycle
+    double meanUa = 0;       // the direct current: net charge over the period
+    double nearestUsec =
+        0;  // the shortest distance between the starts of two pulses; infinite without pulses
+    std::size_t pulses = 0;  // per cycle; see below
 
     // Of the whole pattern; infinite where the current is endless.
     double LargestChargeNc() const;

@@ -111,9 +111,10 @@ const std::array<LimitKind, LimitCount>& LimitKinds()
          [](const Deviations& d) { return d.playedNc.NetNc(); }, nullptr},
         {Limit::WholeCycles, "whole-cycles", "error of the number of cycles", "cycles", "_cycles",
          CyclesError, None},
-        {Limit::PhaseCharge, "max-phase-charge", "charge of a phase of current", "nC", "_nc", PhaseCharge, nullptr},
-        {Limit::Density, "max-density", "charge density of a phase of current", "uC/cm2", "_uc_per_cm2", Density,
-         nullptr, false, true},
+        {Limit::PhaseCharge, "max-phase-charge", "charge of a phase of current", "nC", "_nc", PhaseCharge,
+         nullptr},
+        {Limit::Density, "max-density", "charge density of a phase of current", "uC/cm2", "_uc_per_cm2",
+         Density, nullptr, false, true},
         {Limit::K, "max-k", "k of a phase of current", "(k)", "", ShannonK, nullptr, true, true},
         {Limit::Duty, "max-duty", "time with current", "%", "_pct",
          [](const Deviations& d) { return d.current.DutyPct(); }, nullptr},
@@ -137,7 +138,8 @@ void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Devi
         }
         if (!most) continue;
         const double value = kind.value(deviations);
-        if (!((kind.isSigned ? value : std::fabs(value)) <= *most + Noise)) excesses.push_back({kind.limit, value, *most});
+        if (!((kind.isSigned ? value : std::fabs(value)) <= *most + Noise))
+            excesses.push_back({kind.limit, value, *most});
     }
 }
 

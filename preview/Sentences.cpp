@@ -357,7 +357,8 @@ std::vector<std::string> DeviationSentences(const Report& report)
 
 const char* KSentence()
 {
-    return "k was fitted to electrodes on cat cortex (McCreery 1990, doi:10.1109/10.102812); microelectrodes do not "
+    return "k was fitted to electrodes on cat cortex (McCreery 1990, doi:10.1109/10.102812); microelectrodes "
+           "do not "
            "follow it (Cogan 2016, doi:10.1088/1741-2560/13/2/021001)";
 }
 

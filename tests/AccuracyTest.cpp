@@ -234,7 +234,8 @@ struct Comparison
             chargeUnrounded += current * asked[i].len;
             currentUsec += played[i].timeUsec;
         }
-        Hold(tally, "net charge", 1000 * playback::ChargeOf(words, scale).NetNc() - chargeUnrounded, charge, 0);
+        Hold(tally, "net charge", 1000 * playback::ChargeOf(words, scale).NetNc() - chargeUnrounded, charge,
+             0);
         Hold(tally, "period", playback::PeriodUsec(words, scale) - start.back(),
              bounds.Period(static_cast<int>(asked.size())), rounding.back());
         for (const playback::Segment& segment : segments)

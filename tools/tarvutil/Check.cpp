@@ -29,7 +29,8 @@ void NeedArea(const preview::Limits& limits)
 {
     for (const preview::LimitKind& kind : preview::LimitKinds())
         if (kind.needsArea && limits.most[static_cast<std::size_t>(kind.limit)] && !limits.areaCm2)
-            throw Fault(std::string("--") + kind.name + " needs the area of the electrode: --area, as in --area 0.06mm2");
+            throw Fault(std::string("--") + kind.name +
+                        " needs the area of the electrode: --area, as in --area 0.06mm2");
 }
 
 int Check(const Options& options)
@@ -115,8 +116,9 @@ void AddCheck(CLI::App& program, int& exitStatus)
             "Geometric area of the electrode with its unit, um2, mm2 or cm2: for charge density and k")
         ->option_text("AREA")
         ->check([](const std::string& text) {
-            return preview::ReadAreaCm2(text) ? std::string()
-                                              : "'" + text + "' is not an area above 0 with its unit, as 0.06mm2";
+            return preview::ReadAreaCm2(text)
+                       ? std::string()
+                       : "'" + text + "' is not an area above 0 with its unit, as 0.06mm2";
         });
     command.add_flag(
         "--exact", options->limits.exact,

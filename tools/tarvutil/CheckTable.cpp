@@ -67,8 +67,9 @@ void AppendCurrent(std::string& text, const Deviations& d)
             Rounded(current.nearestUsec) + " us apart (" + Rounded(current.NearestHz()) + " Hz)\n";
     text += "  largest phase of current: " + Rounded(current.LargestChargeNc()) + " nC";
     if (d.areaCm2)
-        text += ", " + Rounded(current.LargestDensityUcPerCm2(*d.areaCm2)) + " uC/cm2, k = " +
-                Rounded(current.LargestK(*d.areaCm2)) + " on " + AreaText(*d.areaCm2) + "\n  " + KSentence();
+        text += ", " + Rounded(current.LargestDensityUcPerCm2(*d.areaCm2)) +
+                " uC/cm2, k = " + Rounded(current.LargestK(*d.areaCm2)) + " on " + AreaText(*d.areaCm2) +
+                "\n  " + KSentence();
     text += "\n";
 }
 
