@@ -46,9 +46,10 @@ void SetOption(tarvutil_stimulator& s, std::string_view key, double value)
         return;
     }
     if (key == "pattern") {
-        Check(value == TARVUTIL_LILLY || value == TARVUTIL_PLAIN, "value: neither Lilly nor plain");
+        Check(value == 0 || value == 1, "value: neither Lilly nor plain");
+        const auto kind = static_cast<std::int32_t>(value);
         stimulator.pattern =
-            value == TARVUTIL_PLAIN ? preview::PatternKind::Plain : preview::PatternKind::Lilly;
+            kind == TARVUTIL_PLAIN ? preview::PatternKind::Plain : preview::PatternKind::Lilly;
     } else if (key == "time-step") {
         stimulator.timeStepUsec = static_cast<float>(value);
     } else if (key == "amp-step") {
