@@ -81,9 +81,8 @@ bool Same(const phase& a, const phase& b)
 // Open to the operations in the table at its end.
 struct Life
 {
-    explicit Life(FuzzedDataProvider& input) : in(input)
+    explicit Life(FuzzedDataProvider& input) : in(input), flag(input.ConsumeBool())
     {
-        flag = in.ConsumeBool();
         const int budget = flag ? Below(1025) : in.ConsumeIntegral<std::int16_t>();
         const float timeStep = in.ConsumeBool() ? AnyFloat(in) : 33.333332f;
         const float ampStep = in.ConsumeBool() ? AnyFloat(in) : 10.0f;

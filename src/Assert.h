@@ -17,11 +17,12 @@ namespace TarvUtil::Internal {
 
 }  // namespace TarvUtil::Internal
 
+// A function could not name the condition and its place. NOLINTNEXTLINE(cppcoreguidelines-macro-usage)
 #define TARVUTIL_ASSERT(condition) \
     ((condition) ? static_cast<void>(0) : TarvUtil::Internal::AssertFailed(#condition, __FILE__, __LINE__))
 
 #else
 
-#define TARVUTIL_ASSERT(condition) static_cast<void>(0)
+#define TARVUTIL_ASSERT(condition) static_cast<void>(0)  // NOLINT(cppcoreguidelines-macro-usage): likewise
 
 #endif
