@@ -49,7 +49,9 @@ constexpr LookAlikes Alike[] = {{0x00A0, 0x00A0, ' '}, {0x2000, 0x200B, ' '}, {0
 // The ASCII character that one of another kind looks like; 0 for one that looks like none.
 char MeantBy(std::uint32_t character)
 {
-    constexpr std::uint32_t FirstFullWidth = 0xFF01, LastFullWidth = 0xFF5E, FullWidth = 0xFEE0;
+    constexpr std::uint32_t FirstFullWidth = 0xFF01;
+    constexpr std::uint32_t LastFullWidth = 0xFF5E;
+    constexpr std::uint32_t FullWidth = 0xFEE0;
     if (character >= FirstFullWidth && character <= LastFullWidth)
         return static_cast<char>(character - FullWidth);
     const auto* found = std::find_if(std::begin(Alike), std::end(Alike), [&](const LookAlikes& alike) {

@@ -282,10 +282,13 @@ Range RangeOf(const Course& course)
 template <typename Visit>
 void ForEachLevel(const Course& course, Visit visit)
 {
-    for (double start = 0; start < course.endUsec; start += course.periodUsec)
+    const auto cycles = static_cast<long long>(std::ceil(course.endUsec / course.periodUsec));
+    for (long long i = 0; i < cycles; ++i) {
+        const double start = static_cast<double>(i) * course.periodUsec;
         for (const Level& level : course.cycle)
             if (start + level.from < course.endUsec)
                 visit(Level{start + level.from, std::min(start + level.to, course.endUsec), level.currentUa});
+    }
 }
 
 std::vector<PicturePoint> ExactTrain(const Course& course)

@@ -17,11 +17,13 @@ class Sampler
     {
         constexpr double NoiseUsec = 1e-6;  // a rest as short as this begins no sample
         double left = durationUsec;
-        for (double part = EndOfSample() - startUsec; part < left - NoiseUsec; part = m_lengthUsec) {
+        double part = EndOfSample() - startUsec;
+        while (part < left - NoiseUsec) {
             part = std::max(part, 0.0);
             m_charge += currentUa * part;
             left -= part;
             Emit();
+            part = m_lengthUsec;
         }
         m_charge += currentUa * left;
         m_filled = true;
