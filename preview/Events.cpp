@@ -28,7 +28,7 @@ std::string Seconds(double seconds)
 
 std::string EventsHeader()
 {
-    return "onset\tduration\tchannel\tstimulus\tspecification\n";
+    return "onset\tduration\tchannel\tstimulus\tspecification_string\n";
 }
 
 void AppendEvent(std::string& table, const Event& event)
@@ -48,7 +48,7 @@ std::string EventsDescription()
           {"Units", "s"}}},
         {"channel", {{"Description", "Stimulator channel; n/a where the schedule has none"}}},
         {"stimulus", {{"Description", "Name of the pattern that is scheduled"}}},
-        {"specification",
+        {"specification_string",
          {{"Description",
            "Specification string of the pattern: lengths in microseconds, currents in microamperes"}}}};
     constexpr int Indent = 4;
