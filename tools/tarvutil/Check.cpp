@@ -12,7 +12,7 @@
 
 namespace {
 
-struct Options : PatternOptions
+struct CheckOptions : PatternOptions
 {
     preview::Limits limits;
     std::string format = "table";
@@ -33,7 +33,7 @@ void NeedArea(const preview::Limits& limits)
                         " needs the area of the electrode: --area, as in --area 0.06mm2");
 }
 
-int Check(const Options& options)
+int Check(const CheckOptions& options)
 {
     NeedArea(options.limits);
     const bool json = options.format == "json";
@@ -104,7 +104,7 @@ void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits
 
 void AddCheck(CLI::App& program, int& exitStatus)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<CheckOptions>();
     CLI::App& command =
         AddPatternCommand(program, "check", "Compare what is played with what specification strings ask for",
                           options, Check, exitStatus);

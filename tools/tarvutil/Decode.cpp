@@ -23,7 +23,7 @@ using preview::Shortest;
 
 namespace {
 
-struct Options
+struct DecodeOptions
 {
     preview::Stimulator stimulator;
     bool timeStepGiven = false;
@@ -72,7 +72,7 @@ void AppendNumbers(std::string& text, std::initializer_list<double> numbers)
 }
 
 // The train of the record, or one cycle of it, a line after the other.
-void PrintCsv(Output& output, const Options& options, const Record& record)
+void PrintCsv(Output& output, const DecodeOptions& options, const Record& record)
 {
     const long long cycles = options.train ? record.cycles.value_or(playback::CyclesOf(record.words[0])) : 1;
     const preview::Train train = preview::TrainOf(record.words, record.Scale(), cycles);
@@ -95,7 +95,7 @@ void PrintCsv(Output& output, const Options& options, const Record& record)
 class Decoder
 {
  public:
-    Decoder(const Options& options, Output& output) : m_options(options), m_output(output) {}
+    Decoder(const DecodeOptions& options, Output& output) : m_options(options), m_output(output) {}
 
     int Run()
     {
@@ -231,7 +231,7 @@ class Decoder
         PrintMessage(m_output, place, fault);
     }
 
-    const Options& m_options;
+    const DecodeOptions& m_options;
     Output& m_output;
     int m_status = ExitDone;
     bool m_printed = false;
@@ -251,7 +251,7 @@ std::string SampleRate(const std::string& text)
 
 void AddDecode(CLI::App& program, int& exitStatus)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<DecodeOptions>();
     CLI::App& command = *program.add_subcommand("decode", "Print the current over time that words play");
     AddInputOptions(command, options->input, "WORDS");
     AddScaleOptions(command, options->stimulator);

@@ -16,7 +16,7 @@ using preview::SequenceFault;
 
 namespace {
 
-struct Options
+struct DesignOptions
 {
     preview::Stimulator stimulator;
     preview::SequenceRequest sequence;
@@ -64,7 +64,7 @@ bool MakeLine(const DesignRequest& request, const std::string& prefix, bool exac
     return !exact || design.changes.empty();
 }
 
-int Design(Options options)
+int RunDesign(DesignOptions options)
 {
     std::vector<DesignRequest> requests;
     if (const auto fault = MakeSequence(options.sequence, options.stimulator, requests))
@@ -114,10 +114,10 @@ bool ReadRange(const std::string& text, std::optional<preview::Range>& range, do
     return usable;
 }
 
-class DesignOptions
+class DesignCommand
 {
  public:
-    DesignOptions(CLI::App& command, const std::shared_ptr<Options>& options)
+    DesignCommand(CLI::App& command, const std::shared_ptr<DesignOptions>& options)
         : m_command(command), m_options(options)
     {}
 
@@ -229,10 +229,10 @@ class DesignOptions
     }
 
     CLI::App& m_command;
-    const std::shared_ptr<Options> m_options;
+    const std::shared_ptr<DesignOptions> m_options;
 };
 
-void NeedConsistent(const Options& options)
+void NeedConsistent(const DesignOptions& options)
 {
     const bool off = options.sequence.pulse.balance == 0;
     if (options.phase2Usec.has_value() != off || options.amplitude2Ua.has_value() != off)
@@ -248,7 +248,7 @@ void NeedConsistent(const Options& options)
 }
 
 // Puts the options that may be absent into the request.
-void Complete(Options& options)
+void Complete(DesignOptions& options)
 {
     constexpr double MsecPerSecond = 1000;
     DesignRequest& pulse = options.sequence.pulse;
@@ -266,14 +266,14 @@ void Complete(Options& options)
 
 void AddDesign(CLI::App& program, int& exitStatus)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<DesignOptions>();
     CLI::App& command = *program.add_subcommand(
         "design", "Print the specification strings of biphasic pulses and bursts by their parameters");
-    DesignOptions(command, options).Add();
+    DesignCommand(command, options).Add();
     command.callback([options, &exitStatus] {
         NeedConsistent(*options);
         NeedUsable(options->stimulator);
         Complete(*options);
-        exitStatus = Design(*options);
+        exitStatus = RunDesign(*options);
     });
 }

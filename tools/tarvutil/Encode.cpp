@@ -13,7 +13,7 @@ using namespace preview;
 
 namespace {
 
-struct Options : PatternOptions
+struct EncodeOptions : PatternOptions
 {
     std::string format = "table";
     std::string output;
@@ -84,7 +84,7 @@ void Refuse(Output& output, const std::string& format, const Place& place, const
     for (const std::string& error : errors) PrintMessage(output, place, error);
 }
 
-int Encode(const Options& options)
+int Encode(const EncodeOptions& options)
 {
     NeedInput(options.input);
     Output output(options.output);
@@ -104,7 +104,7 @@ int Encode(const Options& options)
 
 void AddEncode(CLI::App& program, int& exitStatus)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<EncodeOptions>();
     CLI::App& command = AddPatternCommand(
         program, "encode", "Print the command words of specification strings", options, Encode, exitStatus);
     command.add_flag("--exact", options->limits.exact,

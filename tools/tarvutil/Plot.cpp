@@ -14,7 +14,7 @@ using preview::Picture;
 
 namespace {
 
-struct Options : PatternOptions
+struct PlotOptions : PatternOptions
 {
     std::string output;
     bool train = false;
@@ -66,7 +66,8 @@ std::string TerminalDrawing(const Picture& picture)
 class Plotter
 {
  public:
-    explicit Plotter(const Options& options) : m_options(options), m_place(options.output.find(NumberPlace))
+    explicit Plotter(const PlotOptions& options)
+        : m_options(options), m_place(options.output.find(NumberPlace))
     {}
 
     int Run()
@@ -117,14 +118,14 @@ class Plotter
         file.Finish();
     }
 
-    const Options& m_options;
+    const PlotOptions& m_options;
     const std::size_t m_place;  // of the number in the name of the file
     Output m_messages;
     std::size_t m_number = 0;  // of the pattern, from 1; refused ones count
     std::string m_drawing;     // the only one of a file, saved when no other follows
 };
 
-int Plot(const Options& options)
+int Plot(const PlotOptions& options)
 {
     return Plotter(options).Run();
 }
@@ -133,7 +134,7 @@ int Plot(const Options& options)
 
 void AddPlot(CLI::App& program, int& exitStatus)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<PlotOptions>();
     CLI::App& command =
         AddPatternCommand(program, "plot", "Draw one cycle as asked and as played, long pauses shortened",
                           options, Plot, exitStatus);
