@@ -5,6 +5,7 @@
 #include <limits>
 #include <string_view>
 
+#include "Asked.h"
 #include "NumberText.h"
 
 namespace preview {
@@ -128,7 +129,7 @@ std::optional<double> ReadAreaCm2(std::string_view text)
             continue;
         std::string_view number = text.substr(0, text.size() - unit.name.size());
         while (!number.empty() && number.back() == ' ') number.remove_suffix(1);
-        if (number.find_first_not_of("0123456789.eE+-") != std::string_view::npos) return std::nullopt;
+        if (!IsDecimal(number)) return std::nullopt;
         const double cm2 = TarvUtil::Internal::ReadNumber(number) * unit.cm2;
         return cm2 > 0 && std::isfinite(cm2) ? std::optional<double>(cm2) : std::nullopt;
     }

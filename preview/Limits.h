@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "Deviations.h"
@@ -51,12 +52,23 @@ inline const LimitKind& KindOf(Limit limit)
     return LimitKinds()[static_cast<std::size_t>(limit)];
 }
 
+// A value of a file that the command line has made less strict.
+struct Loosened
+{
+    std::size_t setting;  // index in SettingKinds, of Profile.h
+    double value;
+    double strict;      // the one of the file
+    std::string place;  // of that: "lab.toml:7"
+};
+
 // The most that may be played otherwise than it is asked; what is not set has no limit.
 struct Limits
 {
     std::array<std::optional<double>, LimitCount> most;
-    bool exact = false;             // nothing above the roundings
-    std::optional<double> areaCm2;  // of the electrode
+    bool exact = false;                // nothing above the roundings
+    std::optional<double> areaCm2;     // of the electrode
+    std::optional<double> maxTotalUa;  // of all channels of a schedule: see TotalCurrent
+    std::vector<Loosened> loosened;
 
     std::optional<double>& operator[](Limit limit) { return most[static_cast<std::size_t>(limit)]; }
 };

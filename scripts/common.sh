@@ -23,7 +23,7 @@ need() {
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtomlplusplus-dev)
 test_packages=("${build_packages[@]}" libgtest-dev libfast-float-dev gnuplot-nox fonts-dejavu-core locales)
 
 need_build() { need "${build_packages[@]}"; }
@@ -42,7 +42,7 @@ configure() {
 copy_headers() {
     rm -rf "$1"
     mkdir -p "$1/include" "$1/share/cmake"
-    cp -r /usr/include/{CLI,nlohmann,fast_float} "$1/include"
+    cp -r /usr/include/{CLI,nlohmann,fast_float,toml++} "$1/include"
     cp -r /usr/share/cmake/{CLI11,nlohmann_json} "$1/share/cmake"
 }
 

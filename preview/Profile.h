@@ -1,0 +1,86 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Limits.h"
+#include "Stimulator.h"
+
+// The values of a stimulator and of limits as sources give them: a device file, the first line of a pattern file, a
+// command line. Which of them is in force is decided here.
+namespace preview {
+
+enum class SettingForm
+{
+    Number,
+    Count,   // a whole number
+    Switch,  // 0 or 1
+    Kind,    // a PatternKind
+    Area,    // of the electrode, cm2
+};
+
+// A value that a source may give. Its name is that of the program's long option without the hyphens.
+struct SettingKind
+{
+    const char* name;  // "time-step", "max-error", ...
+    const char* unit;  // "us"; empty without one
+    SettingForm form;
+    bool isLimit;   // stands in the table [limits] of a device file, otherwise in [stimulator]
+    bool stricter;  // of two sources the stricter holds: the smaller number, the switch that is on
+};
+
+constexpr std::size_t SettingCount = 20;
+// The values of the stimulator, then those of limits.
+const std::array<SettingKind, SettingCount>& SettingKinds();
+
+// Values, and where each comes from: "lab.toml:3".
+struct Profile
+{
+    Stimulator stimulator;
+    Limits limits;
+    std::array<std::string, SettingCount>
+        places;  // in the order of SettingKinds; empty for what is not given
+
+    // The value of a setting, as SettingForm says; nothing when there is none: no limit, 100 amplitude steps.
+    std::optional<double> Value(std::size_t setting) const;
+    // REQUIRES: Fault(setting, value) is empty.
+    void Set(std::size_t setting, double value, const std::string& place);
+};
+
+// What is wrong with a source, and where.
+struct ProfileFault
+{
+    std::string place;  // "lab.toml:3"
+    std::string text;
+};
+
+// Reads a device file: TOML, whose tables [stimulator] and [limits] have the names of SettingKinds as keys. name is that
+// of the file, for the places. Unknown keys, values of another type or out of range, and what is not TOML are faults: the
+// first one is returned, and profile is not changed.
+//
+//     [stimulator]
+//     time-step = 20          # us
+//     [limits]
+//     area = "2000um2"
+//     max-phase-charge = 4    # nC
+std::optional<ProfileFault> ReadProfile(std::string_view toml, const std::string& name, Profile& profile);
+
+// Reads the first line of a pattern file. A comment that begins with an option gives values of the stimulator, any other
+// line gives none. Whatever is not such an option with its value is a fault, and profile is not changed.
+//
+//     # --pattern lilly --time-step 20 --amp-step 1
+std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile);
+
+// What is in force: what the command line gives, otherwise what the pattern file gives, otherwise what the device file
+// gives. Of a setting that takes the stricter, the stricter of pattern file and device file holds, and only the command
+// line allows more; limits.loosened of the result says which it has loosened.
+Profile Merge(const Profile& commandLine, const Profile& patternFile, const Profile& device);
+
+// A value as an option or a device file gives it, with the unit of an area: "20", "lilly", "true", "0.002mm2".
+std::string SettingText(const SettingKind& kind, double value);
+
+}  // namespace preview
