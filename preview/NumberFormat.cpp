@@ -3,7 +3,93 @@
 #include <charconv>
 #include <cmath>
 
+#include "NumberText.h"
+
+// A standard library without to_chars for floating-point numbers leaves __cpp_lib_to_chars undefined. printf then prints
+// them, which gives the same text.
+#if !defined(__cpp_lib_to_chars) && !defined(TARVUTIL_PRINTF)
+#define TARVUTIL_PRINTF
+#endif
+#ifdef TARVUTIL_PRINTF
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#endif
+
 namespace preview {
+namespace {
+
+constexpr std::size_t Room = 400;  // 309 digits, a sign, a point and some decimals
+
+#ifdef TARVUTIL_PRINTF
+
+// Prints as printf does, with a decimal point in every locale. The text has a NUL at its end.
+template <typename... Value>
+char* Print(char* out, const char* format, Value... values)
+{
+    char* const end = out + std::snprintf(out, Room, format, values...);
+    // Only the decimal separator of a locale is anything else. It may have several bytes.
+    const auto foreign = [](char c) { return std::strchr("+-.0123456789aefin", c) == nullptr; };
+    char* const separator = std::find_if(out, end, foreign);
+    if (separator == end) return end;
+    *separator = '.';
+    return std::remove_if(separator, end, foreign);
+}
+
+char* WriteFixed(char* out, double value, int decimals)
+{
+    return Print(out, "%.*f", decimals, value);
+}
+
+// The fewest digits that read back to value, in scientific notation.
+char* WriteScientific(char* out, float value)
+{
+    constexpr int MostDigits = 9;
+    // Below a power of two floats are closer than above it: the decimal nearest to value may read back as another float
+    // when one further up, near the middle of what reads back, does not.
+    const auto exact = static_cast<double>(value);
+    char* end = out;
+    for (int digits = 1; digits <= MostDigits; ++digits)
+        for (const double near : {exact, exact * (1 + 0x1p-26)}) {
+            end = Print(out, "%.*e", digits - 1, near);
+            const double read = TarvUtil::Internal::ReadNumber({out, static_cast<std::size_t>(end - out)});
+            if (static_cast<float>(read) == value) return end;
+        }
+    return end;
+}
+
+char* WriteShortest(char* out, float value, bool plain)
+{
+    char scientific[Room];
+    char* const end = WriteScientific(scientific, value);
+    char* const exponent = std::find(scientific, end, 'e');
+    if (exponent != end) {
+        const auto decimals =
+            std::count_if(scientific, exponent, [](char c) { return c >= '0' && c <= '9'; }) - 1;
+        const long places = std::clamp(decimals - std::atol(exponent + 1), 0L, 100L);
+        char* const fixed = WriteFixed(out, static_cast<double>(value), static_cast<int>(places));
+        if (plain || fixed - out <= end - scientific) return fixed;
+    }
+    return std::copy(scientific, end, out);
+}
+
+#else
+
+char* WriteFixed(char* out, double value, int decimals)
+{
+    return std::to_chars(out, out + Room, value, std::chars_format::fixed, decimals).ptr;
+}
+
+char* WriteShortest(char* out, float value, bool plain)
+{
+    return plain ? std::to_chars(out, out + Room, value, std::chars_format::fixed).ptr
+                 : std::to_chars(out, out + Room, value).ptr;
+}
+
+#endif
+
+}  // namespace
 
 void AppendShortest(std::string& text, float value)
 {
@@ -12,11 +98,8 @@ void AppendShortest(std::string& text, float value)
     constexpr float Small = 1e-4f;
     const float magnitude = std::fabs(value);
     const bool plain = magnitude == 0 || (magnitude >= Small && magnitude < Plain);
-    char digits[64];
-    const auto [end, error] =
-        plain ? std::to_chars(digits, digits + sizeof digits, value + 0.0f, std::chars_format::fixed)
-              : std::to_chars(digits, digits + sizeof digits, value);
-    text.append(digits, end);
+    char digits[Room];
+    text.append(digits, WriteShortest(digits, plain ? value + 0.0f : value, plain));
 }
 
 std::string Shortest(float value)
@@ -28,10 +111,8 @@ std::string Shortest(float value)
 
 std::string Rounded(double value, int decimals)
 {
-    char digits[400];  // 309 digits and some decimals at most
-    auto [end, error] =
-        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, decimals);
-    std::string text(digits, end);
+    char digits[Room];
+    std::string text(digits, WriteFixed(digits, value, decimals));
     if (!std::isfinite(value) || decimals == 0) return text == "-0" ? "0" : text;
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
@@ -40,11 +121,9 @@ std::string Rounded(double value, int decimals)
 
 double ShortestDouble(float value)
 {
-    char digits[64];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value + 0.0f);
-    double number = value;
-    std::from_chars(digits, end, number);
-    return number;
+    char digits[Room];
+    const char* const end = WriteShortest(digits, value, false);
+    return TarvUtil::Internal::ReadNumber({digits, static_cast<std::size_t>(end - digits)});
 }
 
 }  // namespace preview

@@ -11,10 +11,17 @@
 #include <cstring>
 #include <random>
 
+#include "NumberFormat.h"
+
 // The same source compiled the other way, with its namespace renamed.
 namespace TarvUtil::ByFastFloat {
 double ReadNumber(std::string_view text);
 }
+namespace ByPrintf {
+std::string Shortest(float value);
+std::string Rounded(double value, int decimals);
+double ShortestDouble(float value);
+}  // namespace ByPrintf
 
 namespace {
 
@@ -118,6 +125,23 @@ TEST(NumberText, FloatsPrintAsByPrintf)
         std::string printed;
         TarvUtil::Internal::AppendNumber(printed, value);
         ASSERT_EQ(printed, Printed("%f", static_cast<double>(value)));
+    }
+}
+
+// Around each power of two, where shortest texts are rarely the nearest, and any other float.
+TEST(NumberText, WithoutToCharsTheSameTextsAreMade)
+{
+    std::mt19937 random(3);
+    for (std::uint32_t i = 0; i < 100000; ++i) {
+        const auto any = static_cast<std::uint32_t>(random());
+        const std::uint32_t bits = i % 2 == 0 ? any : (any & 0xff800000u) + i % 8 - 4;
+        float value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        if (std::isnan(value)) continue;
+        ASSERT_EQ(ByPrintf::Shortest(value), preview::Shortest(value));
+        ASSERT_EQ(ByPrintf::ShortestDouble(value), preview::ShortestDouble(value)) << value;
+        const double computed = static_cast<double>(value) / 3;
+        ASSERT_EQ(ByPrintf::Rounded(computed, 3), preview::Rounded(computed, 3));
     }
 }
 
