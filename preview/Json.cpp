@@ -325,6 +325,23 @@ std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<
     return Line(object);
 }
 
+std::string ProfileJson(const Profile& profile)
+{
+    Json object{{"settings", Json::array()}};
+    for (const SettingInForce& setting : InForce(profile)) {
+        const SettingKind& kind = *setting.kind;
+        Json value = SettingText(kind, setting.value);
+        if (kind.form == SettingForm::Switch) value = setting.value != 0;
+        if (kind.form == SettingForm::Number) value = Figure(setting.value);
+        if (kind.form == SettingForm::Count) value = static_cast<std::int64_t>(setting.value);
+        object["settings"].push_back({{"option", kind.name},
+                                      {std::string("value") + kind.key, std::move(value)},
+                                      {"place", setting.place}});
+    }
+    for (const Loosened& loosened : profile.limits.loosened) object["warnings"].push_back(Sentence(loosened));
+    return Line(object);
+}
+
 std::string SummaryJson(const Summary& summary)
 {
     Json object{

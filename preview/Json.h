@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Advice.h"
+#include "Profile.h"
 #include "Report.h"
 #include "Schedule.h"
 #include "Summary.h"
@@ -29,6 +30,9 @@ std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 // What words play, whoever wrote them, and what is remarkable about them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
                          std::string_view place);
+
+// The values that are in force, and where each comes from.
+std::string ProfileJson(const Profile& profile);
 
 // What came out of several patterns.
 std::string SummaryJson(const Summary& summary);

@@ -71,6 +71,7 @@ struct Limits
     std::vector<Loosened> loosened;
 
     std::optional<double>& operator[](Limit limit) { return most[static_cast<std::size_t>(limit)]; }
+    const std::optional<double>& Most(Limit limit) const { return most[static_cast<std::size_t>(limit)]; }
 };
 
 // A limit that a pattern exceeds.

@@ -37,20 +37,24 @@ constexpr const char* LimitsTable = "limits";
 std::array<SettingKind, SettingCount> MakeKinds()
 {
     std::array<SettingKind, SettingCount> kinds{};
-    kinds[Pattern] = {"pattern", "", SettingForm::Kind, false, false};
-    kinds[TimeStep] = {"time-step", "us", SettingForm::Number, false, false};
-    kinds[AmpStep] = {"amp-step", "uA", SettingForm::Number, false, false};
-    kinds[AmpMax] = {"amp-max", "uA", SettingForm::Number, false, true};
-    kinds[Budget] = {"budget", "words", SettingForm::Count, false, false};
+    kinds[Pattern] = {"pattern", "", "", SettingForm::Kind, false, false};
+    kinds[TimeStep] = {"time-step", "us", "_us", SettingForm::Number, false, false};
+    kinds[AmpStep] = {"amp-step", "uA", "_ua", SettingForm::Number, false, false};
+    kinds[AmpMax] = {"amp-max", "uA", "_ua", SettingForm::Number, false, true};
+    kinds[Budget] = {"budget", "words", "_words", SettingForm::Count, false, false};
     for (std::size_t i = 0; i < LimitCount; ++i) {
         const LimitKind& limit = LimitKinds()[i];
         const bool isSwitch = limit.limit == Limit::WholeCycles;
-        kinds[FirstLimit + i] = {limit.name, isSwitch || limit.limit == Limit::K ? "" : limit.unit,
-                                 isSwitch ? SettingForm::Switch : SettingForm::Number, true, true};
+        kinds[FirstLimit + i] = {limit.name,
+                                 isSwitch || limit.limit == Limit::K ? "" : limit.unit,
+                                 isSwitch ? "" : limit.key,
+                                 isSwitch ? SettingForm::Switch : SettingForm::Number,
+                                 true,
+                                 true};
     }
-    kinds[Exact] = {"exact", "", SettingForm::Switch, true, true};
-    kinds[Area] = {"area", "", SettingForm::Area, true, false};
-    kinds[MaxTotalCurrent] = {"max-total-current", "uA", SettingForm::Number, true, true};
+    kinds[Exact] = {"exact", "", "", SettingForm::Switch, true, true};
+    kinds[Area] = {"area", "", "", SettingForm::Area, true, false};
+    kinds[MaxTotalCurrent] = {"max-total-current", "uA", "_ua", SettingForm::Number, true, true};
     return kinds;
 }
 
@@ -156,6 +160,13 @@ std::optional<double> Profile::Value(std::size_t setting) const
     }
 }
 
+const std::string& Profile::PlaceOf(std::string_view name) const
+{
+    static const std::string none;
+    const std::optional<std::size_t> setting = SettingNamed(name);
+    return setting ? places[*setting] : none;
+}
+
 void Profile::Set(std::size_t setting, double value, const std::string& place)
 {
     places[setting] = place;
@@ -208,6 +219,12 @@ std::string SettingText(const SettingKind& kind, double value)
         default:
             return Rounded(value, Decimals);
     }
+}
+
+std::string TextWithUnit(const SettingKind& kind, double value)
+{
+    const std::string text = SettingText(kind, value);
+    return kind.unit[0] == '\0' ? text : text + " " + kind.unit;
 }
 
 // --- Device files ---
@@ -381,6 +398,20 @@ Profile Merge(const Profile& commandLine, const Profile& patternFile, const Prof
             merged.limits.loosened.push_back({i, *commandLine.Value(i), *files->Value(i), files->places[i]});
     }
     return merged;
+}
+
+std::vector<SettingInForce> InForce(const Profile& profile)
+{
+    std::vector<SettingInForce> settings;
+    for (std::size_t i = 0; i < SettingCount; ++i) {
+        const SettingKind& kind = SettingKinds()[i];
+        std::optional<double> value = profile.Value(i);
+        if (i == AmpMax && !value) value = ShortestDouble(profile.stimulator.AmpMaxUa());
+        const std::string& place = profile.places[i];
+        if (value && (!kind.isLimit || !place.empty()))
+            settings.push_back({&kind, *value, place.empty() ? "default" : place});
+    }
+    return settings;
 }
 
 }  // namespace preview

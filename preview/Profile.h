@@ -28,6 +28,7 @@ struct SettingKind
 {
     const char* name;  // "time-step", "max-error", ...
     const char* unit;  // "us"; empty without one
+    const char* key;   // ends the key of its value in JSON: "_us"
     SettingForm form;
     bool isLimit;   // stands in the table [limits] of a device file, otherwise in [stimulator]
     bool stricter;  // of two sources the stricter holds: the smaller number, the switch that is on
@@ -47,6 +48,8 @@ struct Profile
 
     // The value of a setting, as SettingForm says; nothing when there is none: no limit, 100 amplitude steps.
     std::optional<double> Value(std::size_t setting) const;
+    // Empty also for a name that no setting has.
+    const std::string& PlaceOf(std::string_view name) const;
     // REQUIRES: Fault(setting, value) is empty.
     void Set(std::size_t setting, double value, const std::string& place);
 };
@@ -80,7 +83,19 @@ std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::str
 // line allows more; limits.loosened of the result says which it has loosened.
 Profile Merge(const Profile& commandLine, const Profile& patternFile, const Profile& device);
 
+struct SettingInForce
+{
+    const SettingKind* kind;
+    double value;
+    std::string place;  // "default" where no source gives one
+};
+
+// Every value of the stimulator, and the limits that are given.
+std::vector<SettingInForce> InForce(const Profile& profile);
+
 // A value as an option or a device file gives it, with the unit of an area: "20", "lilly", "true", "0.002mm2".
 std::string SettingText(const SettingKind& kind, double value);
+// The same with the unit: "20 us", "lilly".
+std::string TextWithUnit(const SettingKind& kind, double value);
 
 }  // namespace preview

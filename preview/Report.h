@@ -19,6 +19,7 @@ struct Report
     Encoding encoding;
     Deviations deviations;         // when there are words; encoding.refusal says why there are none
     std::vector<Excess> excesses;  // of the limits
+    std::vector<Loosened> loosened;
 
     bool WithinLimits() const { return encoding.Encoded() && excesses.empty(); }
 };

@@ -6,6 +6,7 @@
 
 #include "Hints.h"
 #include "NumberFormat.h"
+#include "Profile.h"
 #include "TimeSteps.h"
 
 namespace preview {
@@ -371,6 +372,13 @@ std::string Sentence(const Excess& excess)
            ", the limit is " + Rounded(excess.most, Decimals) + unit;
 }
 
+std::string Sentence(const Loosened& loosened)
+{
+    const SettingKind& kind = SettingKinds()[loosened.setting];
+    return std::string(kind.name) + " " + TextWithUnit(kind, loosened.value) + " is less strict than the " +
+           TextWithUnit(kind, loosened.strict) + " of " + loosened.place;
+}
+
 std::string Sentence(const Summary& summary)
 {
     std::string text = std::to_string(summary.patterns) + " patterns, " + std::to_string(summary.within) +
@@ -408,6 +416,7 @@ std::vector<std::string> IrregularityWarnings(const Report& report)
 std::vector<std::string> WarningSentences(const Report& report)
 {
     std::vector<std::string> sentences = IrregularityWarnings(report);
+    for (const Loosened& loosened : report.loosened) sentences.push_back(Sentence(loosened));
     if (!report.encoding.Encoded()) return sentences;
     for (const Finding& finding : report.deviations.findings)
         if (IsBalanceFinding(finding)) sentences.push_back(Sentence(report, finding));

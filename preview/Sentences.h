@@ -30,6 +30,9 @@ const char* KSentence();
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"
 std::string Sentence(const Excess& excess);
 
+// "max-error 1 us is less strict than the 0.5 us of lab.toml:7"
+std::string Sentence(const Loosened& loosened);
+
 // Everything that keeps a text from its words, a sentence each, the library's own messages first. Empty when the text
 // has words.
 std::vector<std::string> RefusalSentences(const Report& report);

@@ -113,6 +113,7 @@ std::string CheckTable(const Report& report, std::string_view place)
         AppendRefusal(text, report);
     for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
     for (const std::string& warning : IrregularityWarnings(report)) text += "  warning: " + warning + "\n";
+    for (const Loosened& loosened : report.loosened) text += "  warning: " + Sentence(loosened) + "\n";
     return text;
 }
 

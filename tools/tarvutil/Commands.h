@@ -11,4 +11,5 @@ void AddDecode(CLI::App& program, int& exitStatus);
 void AddCheck(CLI::App& program, int& exitStatus);
 void AddPlot(CLI::App& program, int& exitStatus);
 void AddPlay(CLI::App& program, int& exitStatus);
+void AddDevice(CLI::App& program, int& exitStatus);
 void AddDesign(CLI::App& program, int& exitStatus);

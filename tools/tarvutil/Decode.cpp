@@ -25,9 +25,8 @@ namespace {
 
 struct DecodeOptions
 {
-    preview::Stimulator stimulator;
-    bool timeStepGiven = false;
-    bool ampStepGiven = false;
+    preview::Profile profile;  // what is in force
+    std::string device;
     Input input;
     std::string format = "table";
     bool train = false;
@@ -133,7 +132,8 @@ class Decoder
 
     void DecodeFile()
     {
-        FileReader file(m_options.input.file, [this] { m_output.Flush(); });
+        FileReader file(m_options.input.file);
+        file.BeforeReading([this] { m_output.Flush(); });
         // Word 0 leaves two of its four bytes at 0, which no text holds.
         if (file.Peek(sizeof(unsigned int)).find('\0') != std::string_view::npos)
             DecodeBinary(file);
@@ -147,9 +147,8 @@ class Decoder
         Record record = EmptyRecord();
         std::string fault = ReadWordLine(text, line);
         if (fault.empty())
-            fault = SetStep("time_step_us", line.timeStepUsec, m_options.timeStepGiven, record.timeStepUsec);
-        if (fault.empty())
-            fault = SetStep("amp_step_ua", line.ampStepUa, m_options.ampStepGiven, record.ampStepUa);
+            fault = SetStep("time_step_us", line.timeStepUsec, "time-step", record.timeStepUsec);
+        if (fault.empty()) fault = SetStep("amp_step_ua", line.ampStepUa, "amp-step", record.ampStepUa);
         record.words = std::move(line.words);
         record.cycles = line.cycles;
         record.continuous = line.continuous;
@@ -162,17 +161,20 @@ class Decoder
     Record EmptyRecord() const
     {
         Record record;
-        record.timeStepUsec = m_options.stimulator.timeStepUsec;
-        record.ampStepUa = m_options.stimulator.ampStepUa;
+        record.timeStepUsec = m_options.profile.stimulator.timeStepUsec;
+        record.ampStepUa = m_options.profile.stimulator.ampStepUa;
         return record;
     }
 
-    // The steps that the words were made for go with them: an option may say the same, nothing else.
-    static std::string SetStep(const char* key, const std::optional<float>& read, bool given, float& step)
+    // The steps that the words were made for go with them: an option or device file may say the same, nothing else.
+    std::string SetStep(const char* key, const std::optional<float>& read, const char* option,
+                        float& step) const
     {
         if (!read) return {};
-        if (given && *read != step)
-            return std::string(key) + " is " + Shortest(*read) + ", the option says " + Shortest(step);
+        const std::string& place = m_options.profile.PlaceOf(option);
+        if (!place.empty() && *read != step)
+            return std::string(key) + " is " + Shortest(*read) + ", " +
+                   (IsOfOption(m_options.profile, option) ? "the option" : place) + " says " + Shortest(step);
         step = *read;
         return {};
     }
@@ -254,7 +256,8 @@ void AddDecode(CLI::App& program, int& exitStatus)
     const auto options = std::make_shared<DecodeOptions>();
     CLI::App& command = *program.add_subcommand("decode", "Print the current over time that words play");
     AddInputOptions(command, options->input, "WORDS");
-    AddScaleOptions(command, options->stimulator);
+    AddScaleOptions(command, options->profile.stimulator);
+    AddDeviceOption(command, options->device);
     AddFormatOption(command, options->format, {"table", "json", "csv"});
     command.add_flag("--train", options->train, "With csv: every cycle of the train, not one");
     command
@@ -263,11 +266,9 @@ void AddDecode(CLI::App& program, int& exitStatus)
         ->option_text("HZ")
         ->check(SampleRate);
     command.callback([options, &command, &exitStatus] {
-        options->timeStepGiven = command.count("--time-step") != 0;
-        options->ampStepGiven = command.count("--amp-step") != 0;
         if (options->format != "csv" && (options->train || options->sampleRateHz))
             throw CLI::ValidationError("--train and --sample-rate need --format csv");
-        NeedUsable(options->stimulator);
+        Settle(command, options->device, nullptr, options->profile);
         Output output;
         exitStatus = Decoder(*options, output).Run();
     });

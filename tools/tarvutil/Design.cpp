@@ -18,7 +18,8 @@ namespace {
 
 struct DesignOptions
 {
-    preview::Stimulator stimulator;
+    preview::Profile profile;  // what is in force
+    std::string device;
     preview::SequenceRequest sequence;
     std::optional<std::string> name;
     std::optional<double> trainMsec, onSec, offSec, phase2Usec, amplitude2Ua, burstHz;
@@ -51,8 +52,18 @@ void PrintRefusal(const std::string& prefix, const preview::Design& design)
         PrintMessage(prefix + sentence);
 }
 
-// False when there is no text, or, with exact, when it is not what was requested.
-bool MakeLine(const DesignRequest& request, const std::string& prefix, bool exact, preview::Design& design)
+// Whether what the text plays is within the limits of the device file.
+bool IsWithinLimits(const preview::Limits& limits, const std::string& prefix, preview::Report& report)
+{
+    report.deviations.areaCm2 = limits.areaCm2;
+    FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
+    for (const preview::Excess& excess : report.excesses) PrintMessage(prefix + Sentence(excess));
+    return report.excesses.empty();
+}
+
+// False when there is no text, when it exceeds a limit, or, with exact, when it is not what was requested.
+bool MakeLine(const DesignRequest& request, const std::string& prefix, const DesignOptions& options,
+              preview::Design& design)
 {
     MakeDesign(request, design);
     if (design.text.empty()) {
@@ -60,22 +71,26 @@ bool MakeLine(const DesignRequest& request, const std::string& prefix, bool exac
         return false;
     }
     for (const preview::DesignChange& change : design.changes)
-        if (exact || change.notable) PrintMessage(prefix + Sentence(change));
-    return !exact || design.changes.empty();
+        if (options.exact || change.notable) PrintMessage(prefix + Sentence(change));
+    return IsWithinLimits(options.profile.limits, prefix, design.report) &&
+           !(options.exact && !design.changes.empty());
 }
 
 int RunDesign(DesignOptions options)
 {
     std::vector<DesignRequest> requests;
-    if (const auto fault = MakeSequence(options.sequence, options.stimulator, requests))
+    if (const auto fault = MakeSequence(options.sequence, options.profile.stimulator, requests))
         throw Fault(std::string("design: ") + SentenceOf(*fault));
     std::string lines;
     bool made = true;
-    options.stimulator.pattern = KindOf(options.sequence.pulse);
-    preview::Design design(options.stimulator);
+    for (const preview::Loosened& loosened : options.profile.limits.loosened)
+        PrintMessage("warning: " + Sentence(loosened));
+    preview::Stimulator stimulator = options.profile.stimulator;
+    stimulator.pattern = KindOf(options.sequence.pulse);
+    preview::Design design(stimulator);
     for (const DesignRequest& request : requests) {
         const std::string prefix = requests.size() > 1 ? request.name + ": " : "";
-        made = MakeLine(request, prefix, options.exact, design) && made;
+        made = MakeLine(request, prefix, options, design) && made;
         lines += design.text + "\n";
     }
     if (!made) return ExitFailed;
@@ -129,7 +144,8 @@ class DesignCommand
         AddBurst();
         m_command.add_flag("--exact", m_options->exact,
                            "Print nothing that is not played exactly as requested");
-        AddStimulatorValues(m_command, m_options->stimulator);
+        AddStimulatorValues(m_command, m_options->profile.stimulator);
+        AddDeviceOption(m_command, m_options->device);
     }
 
  private:
@@ -270,9 +286,9 @@ void AddDesign(CLI::App& program, int& exitStatus)
     CLI::App& command = *program.add_subcommand(
         "design", "Print the specification strings of biphasic pulses and bursts by their parameters");
     DesignCommand(command, options).Add();
-    command.callback([options, &exitStatus] {
+    command.callback([options, &command, &exitStatus] {
         NeedConsistent(*options);
-        NeedUsable(options->stimulator);
+        Settle(command, options->device, nullptr, options->profile);
         Complete(*options);
         exitStatus = RunDesign(*options);
     });

@@ -17,7 +17,6 @@ struct EncodeOptions : PatternOptions
 {
     std::string format = "table";
     std::string output;
-    preview::Limits limits;
 };
 
 std::string Flags(const playback::Word& word)
@@ -75,29 +74,21 @@ void Print(Output& output, const std::string& format, const Place& place, const 
     }
 }
 
-// Words that exceed a limit are not printed.
-void Refuse(Output& output, const std::string& format, const Place& place, const Report& report)
-{
-    std::vector<std::string> errors;
-    for (const Excess& excess : report.excesses) errors.push_back(Sentence(excess));
-    if (format == "json") output.Write(ErrorJson(errors, place.Text()) + '\n');
-    for (const std::string& error : errors) PrintMessage(output, place, error);
-}
-
 int Encode(const EncodeOptions& options)
 {
     NeedInput(options.input);
     Output output(options.output);
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
-    return ForEachReport(options, options.limits, output, [&](const Place& place, const Report& report) {
-        if (report.encoding.Encoded()) PrintDeviations(output, place, report);
-        if (report.excesses.empty())
-            Print(output, options.format, place, report);
-        else
-            Refuse(output, options.format, place, report);
-        return report.WithinLimits();
-    });
+    return ForEachReport(options, options.profile.limits, output,
+                         [&](const Place& place, const Report& report) {
+                             if (report.encoding.Encoded()) PrintDeviations(output, place, report);
+                             if (report.excesses.empty())
+                                 Print(output, options.format, place, report);
+                             else
+                                 RefuseExcesses(output, options.format == "json", place, report);
+                             return report.WithinLimits();
+                         });
 }
 
 }  // namespace
@@ -107,9 +98,7 @@ void AddEncode(CLI::App& program, int& exitStatus)
     const auto options = std::make_shared<EncodeOptions>();
     CLI::App& command = AddPatternCommand(
         program, "encode", "Print the command words of specification strings", options, Encode, exitStatus);
-    command.add_flag("--exact", options->limits.exact,
-                     "Refuse a pattern of which anything but the net charge is not as asked, to the rounding "
-                     "of floats");
+    AddLimitOptions(command, options->profile.limits);
     AddFormatOption(command, options->format, {"table", "hex", "json", "binary"});
     AddOutputOption(command, options->output, "PATH",
                     "Write to a file, which appears when it is complete; - is standard output");

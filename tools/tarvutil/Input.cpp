@@ -63,10 +63,8 @@ void NeedInput(const Input& input)
         throw Fault("nothing to read: give an argument or --file PATH");
 }
 
-FileReader::FileReader(const std::string& path, std::function<void()> beforeReading)
-    : m_path(path),
-      m_beforeReading(std::move(beforeReading)),
-      m_fd(path == "-" ? StandardInput : OpenToRead(path))
+FileReader::FileReader(const std::string& path)
+    : m_path(path), m_fd(path == "-" ? StandardInput : OpenToRead(path))
 {
     if (m_fd < 0) CannotRead(m_path, errno);
 }
@@ -121,6 +119,16 @@ std::string_view FileReader::Peek(std::size_t count)
     return std::string_view(m_buffer).substr(m_start, std::min(count, m_end - m_start));
 }
 
+std::string_view FileReader::PeekLine()
+{
+    for (;;) {
+        const std::string_view held = std::string_view(m_buffer).substr(m_start, m_end - m_start);
+        const std::size_t end = held.find('\n');
+        if (end != std::string_view::npos || m_atEnd || held.size() > MaxLine) return held.substr(0, end);
+        m_atEnd = !Fill();
+    }
+}
+
 std::string_view FileReader::NextBytes(std::size_t count)
 {
     const std::string_view bytes = Peek(count);
@@ -138,11 +146,16 @@ void ForEachLine(FileReader& file, const VisitText& visit)
     }
 }
 
+std::string_view PeekFirstLine(FileReader& file)
+{
+    return WithoutMarks(file.PeekLine(), true);
+}
+
 void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit)
 {
     NeedInput(input);
     for (std::size_t i = 0; i < input.arguments.size(); ++i) visit({{}, i + 1}, input.arguments[i]);
     if (input.file.empty()) return;
-    FileReader file(input.file, beforeReading);
-    ForEachLine(file, visit);
+    input.reader->BeforeReading(beforeReading);
+    ForEachLine(*input.reader, visit);
 }

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // Where a specification string, or a line of words, stands.
@@ -15,26 +17,18 @@ struct Place
     std::string Text() const;  // "PATH:LINE" or "argument N"
 };
 
-// What the user wants read.
-struct Input
-{
-    std::vector<std::string> arguments;
-    std::string file;  // "-" is standard input; empty for none
-};
-
-// Throws Fault when there is nothing to read.
-void NeedInput(const Input& input);
-
 // Reads a file, "-" for standard input, piece by piece in the memory of the longest.
 class FileReader
 {
  public:
-    // Throws Fault, as the other operations do, when path cannot be read. beforeReading is called before every
-    // read that may have to wait.
-    FileReader(const std::string& path, std::function<void()> beforeReading);
+    // Throws Fault, as the other operations do, when path cannot be read.
+    explicit FileReader(const std::string& path);
     ~FileReader();
     FileReader(const FileReader&) = delete;
     FileReader& operator=(const FileReader&) = delete;
+
+    // Is called before every read that may have to wait, from now on.
+    void BeforeReading(std::function<void()> call) { m_beforeReading = std::move(call); }
 
     // The next line, valid until the next call; false at the end. Lines end with a line feed or with the file
     // and may hold any other byte. Throws Fault for a line above MaxLine.
@@ -43,6 +37,8 @@ class FileReader
     std::string_view NextBytes(std::size_t count);
     // What NextBytes would return, left to be read.
     std::string_view Peek(std::size_t count);
+    // What NextLine would give, left to be read; empty at the end.
+    std::string_view PeekLine();
     // The line that was read last.
     Place Where() const { return {m_path, m_line}; }
 
@@ -52,7 +48,7 @@ class FileReader
     bool Fill();
 
     const std::string m_path;
-    const std::function<void()> m_beforeReading;
+    std::function<void()> m_beforeReading = [] {};
     int m_fd;
     std::string m_buffer;  // what was read and not yet handed out lies from m_start to m_end
     std::size_t m_start = 0;
@@ -61,12 +57,25 @@ class FileReader
     bool m_atEnd = false;
 };
 
+// What the user wants read.
+struct Input
+{
+    std::vector<std::string> arguments;
+    std::string file;                    // "-" is standard input; empty for none
+    std::shared_ptr<FileReader> reader;  // of the file, once it is open
+};
+
+// Throws Fault when there is nothing to read.
+void NeedInput(const Input& input);
+
 using VisitText = std::function<void(const Place&, std::string_view)>;
 
 // Calls visit with each line that is neither blank nor a comment (begins with #, after blanks perhaps), without a byte
 // order mark and without the carriage return of a line that ends with CRLF. Throws Fault when the file is no text.
 void ForEachLine(FileReader& file, const VisitText& visit);
+// The first line, without a byte order mark, left to be read.
+std::string_view PeekFirstLine(FileReader& file);
 
 // Calls visit with each argument, and with each line of the file as ForEachLine does. Throws Fault when there
-// is nothing to read.
+// is nothing to read. REQUIRES: the file is open.
 void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit);

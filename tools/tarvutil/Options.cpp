@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 
 #include "Fault.h"
@@ -61,9 +63,131 @@ void AddStimulatorValues(CLI::App& command, preview::Stimulator& stimulator)
         ->option_text("WORDS");
 }
 
-void NeedUsable(const preview::Stimulator& stimulator)
+namespace {
+
+// "us" -> "USEC", "nC" -> "NC"
+std::string Placeholder(std::string unit)
 {
-    if (const auto unusable = stimulator.Unusable()) throw Fault(Sentence(stimulator, *unusable));
+    if (unit == "us") return "USEC";
+    if (unit == "uC/cm2") return "UC_PER_CM2";
+    if (unit == "%") return "PCT";
+    if (unit == "(k)") return "K";
+    std::transform(unit.begin(), unit.end(), unit.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return unit;
+}
+
+void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits& limits)
+{
+    std::optional<double>& most = limits[kind.limit];
+    const std::string option = std::string("--") + kind.name;
+    if (kind.limit == preview::Limit::WholeCycles) {
+        command.add_flag_function(
+            option,
+            [&most](std::int64_t times) { most = times > 0 ? std::optional<double>(0) : std::nullopt; },
+            "Exit with 1 when not exactly as many cycles are played as the train asks for");
+        return;
+    }
+    const char* const either = kind.isSigned ? " [no limit]" : ", of either sign [no limit]";
+    command
+        .add_option(option, most, std::string("Exit with 1 when the ") + kind.what + " is larger" + either)
+        ->option_text(Placeholder(kind.unit))
+        ->check([isSigned = kind.isSigned](const std::string& text) {
+            double value = 0;
+            const bool usable =
+                CLI::detail::lexical_cast(text, value) && (isSigned ? !std::isnan(value) : value >= 0);
+            return usable ? std::string()
+                          : "'" + text + "' is not a number" + (isSigned ? "" : " of 0 or above");
+        });
+}
+
+// A larger file is no device file.
+constexpr std::size_t MaxDeviceFile = std::size_t{1} << 20;
+
+preview::Profile ReadDevice(const std::string& path)
+{
+    FileReader file(path);
+    const std::string_view text = file.NextBytes(MaxDeviceFile);
+    if (text.size() == MaxDeviceFile)
+        throw Fault(path + " is no device file: it has " + std::to_string(MaxDeviceFile) + " bytes or more");
+    preview::Profile profile;
+    if (const auto fault = ReadProfile(text, path, profile)) throw Fault(fault->place + ": " + fault->text);
+    return profile;
+}
+
+constexpr const char* CommandLine = "command line";
+
+void NeedArea(const preview::Profile& profile)
+{
+    for (const preview::LimitKind& kind : preview::LimitKinds()) {
+        if (!kind.needsArea || !profile.limits.Most(kind.limit) || profile.limits.areaCm2) continue;
+        const std::string prefix =
+            IsOfOption(profile, kind.name) ? std::string("--") : profile.PlaceOf(kind.name) + ": ";
+        throw Fault(prefix + kind.name + " needs the area of the electrode: --area, as in --area 0.06mm2");
+    }
+}
+
+}  // namespace
+
+void AddLimitOptions(CLI::App& command, preview::Limits& limits)
+{
+    for (const preview::LimitKind& kind : preview::LimitKinds()) AddLimit(command, kind, limits);
+    command
+        .add_option_function<std::string>(
+            "--area", [&limits](const std::string& text) { limits.areaCm2 = preview::ReadAreaCm2(text); },
+            "Geometric area of the electrode with its unit, um2, mm2 or cm2: for charge density and k")
+        ->option_text("AREA")
+        ->check([](const std::string& text) {
+            return preview::ReadAreaCm2(text)
+                       ? std::string()
+                       : "'" + text + "' is not an area above 0 with its unit, as 0.06mm2";
+        });
+    command.add_flag(
+        "--exact", limits.exact,
+        "Exit with 1 when anything but the net charge is not as asked, to the rounding of floats");
+}
+
+void AddTotalCurrentOption(CLI::App& command, preview::Limits& limits)
+{
+    command
+        .add_option("--max-total-current", limits.maxTotalUa,
+                    "Exit with 1, without commands, when the magnitudes of the currents of all channels of a "
+                    "schedule come to more at any time, microamperes [no limit]")
+        ->option_text("UA")
+        ->check(FloatAbove(true));
+}
+
+void AddDeviceOption(CLI::App& command, std::string& device)
+{
+    command
+        .add_option("--device", device, "Read a device file: values of the stimulator, and limits, as TOML")
+        ->option_text("PATH")
+        ->check(NotEmpty);
+}
+
+bool IsOfOption(const preview::Profile& profile, std::string_view name)
+{
+    return profile.PlaceOf(name) == CommandLine;
+}
+
+void Settle(const CLI::App& command, const std::string& device, FileReader* patternFile,
+            preview::Profile& profile)
+{
+    for (std::size_t i = 0; i < preview::SettingCount; ++i) {
+        const CLI::Option* option =
+            command.get_option_no_throw(std::string("--") + preview::SettingKinds()[i].name);
+        if (option != nullptr && option->count() != 0) profile.places[i] = CommandLine;
+    }
+    preview::Profile inPatterns;
+    if (patternFile != nullptr) {
+        const std::string place = Place{patternFile->Where().path, 1}.Text();
+        if (const auto fault = ReadOptionLine(PeekFirstLine(*patternFile), place, inPatterns))
+            throw Fault(fault->place + ": " + fault->text);
+    }
+    profile = Merge(profile, inPatterns, device.empty() ? preview::Profile() : ReadDevice(device));
+    if (const auto unusable = profile.stimulator.Unusable())
+        throw Fault(Sentence(profile.stimulator, *unusable));
+    NeedArea(profile);
 }
 
 void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
@@ -75,9 +199,12 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
         ->expected(AnyNumber, AnyNumber)
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    command.add_option("-f,--file", input.file, "Read the lines of a file; - is standard input")
-        ->option_text("PATH")
-        ->check(NotEmpty);
+    AddFileOption(command, input.file, "Read the lines of a file; - is standard input");
+}
+
+void AddFileOption(CLI::App& command, std::string& path, const std::string& what)
+{
+    command.add_option("-f,--file", path, what)->option_text("PATH")->check(NotEmpty);
 }
 
 void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what)

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Input.h"
-#include "Stimulator.h"
+#include "Profile.h"
 
 // The options that several commands have. What they are read into must live until the command has run.
 
@@ -16,8 +16,22 @@ void AddStimulatorOptions(CLI::App& command, preview::Stimulator& stimulator);
 void AddStimulatorValues(CLI::App& command, preview::Stimulator& stimulator);
 // The part of them that says what a word means: --time-step and --amp-step.
 void AddScaleOptions(CLI::App& command, preview::Stimulator& stimulator);
-// Values that no pattern can be made with are a usage error.
-void NeedUsable(const preview::Stimulator& stimulator);
+// Adds --area, --exact and the limits of a pattern.
+void AddLimitOptions(CLI::App& command, preview::Limits& limits);
+// Adds --max-total-current.
+void AddTotalCurrentOption(CLI::App& command, preview::Limits& limits);
+// Adds --file.
+void AddFileOption(CLI::App& command, std::string& path, const std::string& what);
+// Adds --device.
+void AddDeviceOption(CLI::App& command, std::string& device);
+
+// profile has the values that the options of the command gave. Puts those into it that are in force: with the device file
+// (empty for none) and the first line of patternFile (null for none). Throws Fault for what a file may not say, and for
+// values that no pattern can be made with or judged by.
+void Settle(const CLI::App& command, const std::string& device, FileReader* patternFile,
+            preview::Profile& profile);
+// Whether the value that is in force is that of an option.
+bool IsOfOption(const preview::Profile& profile, std::string_view name);
 
 // Adds the arguments, called name in the help, and --file.
 void AddInputOptions(CLI::App& command, Input& input, const std::string& name);

@@ -1,11 +1,13 @@
 #include "PatternCommand.h"
 
+#include "Json.h"
 #include "Messages.h"
+#include "Sentences.h"
 
 int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
                  const Handle& handle)
 {
-    preview::Report report(options.stimulator);
+    preview::Report report(options.profile.stimulator);
     const preview::Reading reading = options.lenient ? preview::Reading::Lenient : preview::Reading::Strict;
     int status = ExitDone;
     ForEachText(
@@ -27,4 +29,12 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
         });
     output.Finish();
     return status;
+}
+
+void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report)
+{
+    std::vector<std::string> errors;
+    for (const preview::Excess& excess : report.excesses) errors.push_back(Sentence(excess));
+    if (json) output.Write(preview::ErrorJson(errors, place.Text()) + '\n');
+    for (const std::string& error : errors) PrintMessage(output, place, error);
 }

@@ -14,9 +14,13 @@
 // What the commands that read specification strings have in common.
 struct PatternOptions
 {
-    preview::Stimulator stimulator;
+    preview::Profile profile;  // what is in force
+    std::string device;
     Input input;
     bool lenient = false;
+
+    // The file whose first line may have stimulator options; empty for none.
+    const std::string& PatternFile() const { return input.file; }
 };
 
 // Adds a command with these options. When it has run, exitStatus holds what run has returned. Options is derived
@@ -31,9 +35,12 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
     command.add_flag(
         "--lenient", options->lenient,
         "Read texts as the library does, and warn of what does not plainly say what it asks for");
-    AddStimulatorOptions(command, options->stimulator);
-    command.callback([options, run, &exitStatus] {
-        NeedUsable(options->stimulator);
+    AddStimulatorOptions(command, options->profile.stimulator);
+    AddDeviceOption(command, options->device);
+    command.callback([options, run, &command, &exitStatus] {
+        if (!options->PatternFile().empty())
+            options->input.reader = std::make_shared<FileReader>(options->PatternFile());
+        Settle(command, options->device, options->input.reader.get(), options->profile);
         exitStatus = run(*options);
     });
     return command;
@@ -49,3 +56,6 @@ int VisitReports(const PatternOptions& options, const preview::Limits& limits, O
 // Likewise, prints the messages of each report before it is handled, and finishes the output.
 int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
                   const Handle& handle);
+
+// Refuses a pattern for the limits that it exceeds: messages, and with json an object of errors.
+void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report);

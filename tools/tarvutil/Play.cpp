@@ -45,7 +45,7 @@ class Channel
     int Run()
     {
         const int status = ForEachReport(
-            m_options, {}, m_output,
+            m_options, m_options.profile.limits, m_output,
             [this](const Place& place, const preview::Report& report) { return Play(place, report); });
         if (m_options.format == "events" && status == ExitDone) WriteEvents(m_options.output, m_events);
         return status;
@@ -56,6 +56,10 @@ class Channel
     {
         if (!report.encoding.Encoded()) {
             if (m_options.format == "json") m_output.Write(TimelineJson(report, {}, place.Text()) + '\n');
+            return false;
+        }
+        if (!report.WithinLimits()) {
+            RefuseExcesses(m_output, m_options.format == "json", place, report);
             return false;
         }
         if (m_endless) {
@@ -113,7 +117,7 @@ int Play(const PlayOptions& options)
     if ((options.format == "events") != NamesEvents(options.output))
         throw Fault("--format events needs --output NAME_events.tsv, another format takes no --output");
     const bool scheduled = !options.schedule.empty();
-    if (!scheduled && (options.untilMsec || options.maxTotalUa))
+    if (!scheduled && (options.untilMsec || IsOfOption(options.profile, "max-total-current")))
         throw Fault("--until and --max-total-current need --schedule");
     if (scheduled && !(options.input.file.empty() && options.input.arguments.empty()))
         throw Fault("--schedule takes its texts from its lines, not from --file or arguments");
@@ -134,12 +138,7 @@ void AddScheduleOptions(CLI::App& command, PlayOptions& options)
                     "Where a schedule ends, milliseconds; needed for trains without end")
         ->option_text("MSEC")
         ->check(CLI::Range(std::int64_t{1}, MaxUntilMsec));
-    command
-        .add_option("--max-total-current", options.maxTotalUa,
-                    "Exit with 1, without commands, when the magnitudes of the currents of all channels of a "
-                    "schedule come to more at any time, microamperes [no limit]")
-        ->option_text("UA")
-        ->check(FloatAbove(true));
+    AddTotalCurrentOption(command, options.profile.limits);
 }
 
 }  // namespace
@@ -174,6 +173,7 @@ void AddPlay(CLI::App& program, int& exitStatus)
         ->option_text("N")
         ->check(CLI::Range(1, MaxBlocks));
     AddScheduleOptions(command, *options);
+    AddLimitOptions(command, options->profile.limits);
     AddFormatOption(command, options->format, {"table", "json", "events"});
     AddOutputOption(command, options->output, "NAME_events.tsv",
                     "With events: the table, with NAME_events.json beside it");

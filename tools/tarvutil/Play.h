@@ -14,8 +14,9 @@ struct PlayOptions : PatternOptions
     preview::Host host;
     std::string schedule;  // empty: the input is one channel
     std::optional<std::int64_t> untilMsec;
-    std::optional<double> maxTotalUa;
     std::string output;  // for events
+
+    const std::string& PatternFile() const { return schedule.empty() ? input.file : schedule; }
 };
 
 // Plays the trains of options.schedule. Returns the exit status.

@@ -17,13 +17,13 @@ class SchedulePlayer
 {
  public:
     explicit SchedulePlayer(const PlayOptions& options)
-        : m_options(options), m_schedule(options.stimulator), m_report(options.stimulator)
+        : m_options(options), m_schedule(options.profile.stimulator), m_report(options.profile.stimulator)
     {}
 
     int Run()
     {
-        FileReader file(m_options.schedule, [] {});
-        ForEachLine(file, [this](const Place& place, std::string_view line) { Add(place, line); });
+        ForEachLine(*m_options.input.reader,
+                    [this](const Place& place, std::string_view line) { Add(place, line); });
         if (m_schedule.Endless() && !m_options.untilMsec)
             throw Fault(m_options.schedule + " has a train without end: give --until MSEC");
         if (m_status != ExitDone || !WithinLimits()) return ExitFailed;
@@ -44,11 +44,13 @@ class SchedulePlayer
         if (!fault.empty()) return Refuse(place, fault);
         // Known texts were reported on: equal lines in a row cost no second reading.
         if (!m_read || m_report.encoding.asked.text != line.text) {
-            ReportOn(line.text, {}, m_options.lenient ? Reading::Lenient : Reading::Strict, m_report);
+            ReportOn(line.text, m_options.profile.limits,
+                     m_options.lenient ? Reading::Lenient : Reading::Strict, m_report);
             PrintMessages(m_output, place, m_report);
             m_read = true;
         }
-        if (!m_report.encoding.Encoded()) {
+        if (!m_report.WithinLimits()) {
+            RefuseExcesses(m_output, m_options.format == "json", place, m_report);
             m_status = ExitFailed;
             return;
         }
@@ -73,12 +75,14 @@ class SchedulePlayer
                                                     : " until " + Rounded(earlier.endUsec / 1000) + " ms"));
             return false;
         }
-        if (m_options.format == "events" && !m_options.maxTotalUa) return true;
+        if (m_options.format == "events" && !m_options.profile.limits.maxTotalUa) return true;
         m_total = m_schedule.Total(m_options.untilMsec);
-        if (!m_options.maxTotalUa || m_total.magnitude.ua <= *m_options.maxTotalUa) return true;
+        if (!m_options.profile.limits.maxTotalUa ||
+            m_total.magnitude.ua <= *m_options.profile.limits.maxTotalUa)
+            return true;
         PrintMessage(m_options.schedule + ": max-total-current exceeded: " + Rounded(m_total.magnitude.ua) +
                      " uA at " + Rounded(m_total.magnitude.atMsec) + " ms, the limit is " +
-                     Rounded(*m_options.maxTotalUa) + " uA");
+                     Rounded(*m_options.profile.limits.maxTotalUa) + " uA");
         return false;
     }
 

@@ -26,6 +26,7 @@ void AddCommands(CLI::App& program, int& exitStatus)
     AddPlot(program, exitStatus);
     AddPlay(program, exitStatus);
     AddDesign(program, exitStatus);
+    AddDevice(program, exitStatus);
 }
 
 int Run(const std::vector<std::string>& arguments)
