@@ -147,6 +147,13 @@ bool Offer(const Report& refused, std::vector<phase> phases, Advice& advice)
     return true;
 }
 
+// A list was refused that a change of its boundaries could make playable.
+bool HasList(const Report& report)
+{
+    const std::optional<Refusal>& refusal = report.encoding.refusal;
+    return refusal && !refusal->phases.empty() && refusal->reason != RefusalReason::NegativeLength;
+}
+
 bool IsOfBudget(const Refusal& refusal)
 {
     return refusal.reason == RefusalReason::OverBudget || refusal.reason == RefusalReason::WordsOverBudget;
@@ -179,10 +186,10 @@ std::vector<StepRow> StepRows(const Report& report)
     return rows;
 }
 
-Advice AdviceOn(const Report& report)
+Advice NearestOn(const Report& report)
 {
     Advice advice;
-    if (!report.encoding.refusal || report.encoding.refusal->phases.empty()) return advice;
+    if (!HasList(report)) return advice;
     const Refusal& refusal = *report.encoding.refusal;
     if (IsOfBudget(refusal)) {
         const long long words = 1 + std::max<long long>(refusal.validationWords, refusal.writtenWords);
@@ -191,7 +198,16 @@ Advice AdviceOn(const Report& report)
         advice.repair = refusal.repairFits && Offer(report, InWholeUsec(refusal.repaired), advice);
         if (!advice.repair) Offer(report, NearestList(report.stimulator, refusal.phases).Find(), advice);
     }
+    return advice;
+}
+
+Advice AdviceOn(const Report& report)
+{
+    Advice advice = NearestOn(report);
+    if (!HasList(report)) return advice;
     advice.steps = StepRows(report);
+    const auto plays = [](const StepRow& row) { return row.words != 0; };
+    if (std::none_of(advice.steps.begin(), advice.steps.end(), plays)) advice.steps.clear();
     return advice;
 }
 

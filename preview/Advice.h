@@ -32,13 +32,16 @@ struct Advice
     std::vector<phase> phases;  // of text
     std::vector<double>
         movedUsec;               // how much later than asked each of them is played, and the end of the cycle
-    std::vector<StepRow> steps;  // of the list as asked
+    std::vector<StepRow> steps;  // of the list as asked; empty when no time step plays it
 };
 
 // Looks for what plays in place of the list that the report refuses. For a Lilly pattern that is the repaired list.
 // Otherwise, and where that does not play, the boundaries of phases move, each to one of the next whole time steps, so
-// that they move least in sum. No phase that has a length loses it. Nothing is found without a list, or when the
-// budget is the reason.
+// that they move least in sum. No phase that has a length loses it. Nothing is found without a list, for a length below
+// 0, or when the budget is the reason. Without the rows of steps, which take an encoding each.
+Advice NearestOn(const Report& report);
+
+// With them, unless no time step plays the list.
 Advice AdviceOn(const Report& report);
 
 }  // namespace preview

@@ -15,9 +15,7 @@ namespace {
 
 constexpr double UsecPerMsec = 1000;
 constexpr double UsecPerSecond = 1e6;
-constexpr double NcPerUaUsec = 1e-3;
 constexpr double LongestUsec = std::numeric_limits<std::int32_t>::max();  // that a text may hold
-constexpr double NoiseUsec = 1e-3;
 constexpr double CycleTolerance =
     0.01;  // of a period: the library counts a train so near to a whole number as it
 
@@ -58,8 +56,9 @@ std::optional<float> DurationOf(StimPattern& pattern, int cycles, float firstMse
 class Designer
 {
  public:
-    Designer(const DesignRequest& request, Design& design)
+    Designer(const DesignRequest& request, const Limits& limits, Design& design)
         : m_request(request),
+          m_limits(limits),
           m_design(design),
           m_stimulator(design.report.stimulator),
           m_made(MakePattern(m_stimulator)),
@@ -152,15 +151,17 @@ class Designer
         Add(DesignItem::Gap, m_periodUsec - m_atUsec);
     }
 
+    double Sign() const { return m_request.polarity == Stim::NegativeFirst ? -1 : 1; }
+    double SignedUa() const { return Sign() * m_request.amplitudeUa; }
+
     void AddPulse(bool plain)
     {
         const double start = m_atUsec;
-        const double sign = m_request.polarity == Stim::NegativeFirst ? -1 : 1;
-        const float first = m_pattern.NearestAmplitude(static_cast<float>(sign * m_request.amplitudeUa));
-        Add(DesignItem::Phase1, m_request.phase1Usec, sign * m_request.amplitudeUa, first);
+        const float first = m_pattern.NearestAmplitude(static_cast<float>(SignedUa()));
+        Add(DesignItem::Phase1, m_request.phase1Usec, SignedUa(), first);
         if (m_request.ipiUsec > 0 || !plain) Add(DesignItem::IPI, m_request.ipiUsec);
         if (m_request.balance == 0) {
-            const double asked = -sign * m_request.amplitude2Ua;
+            const double asked = -Sign() * m_request.amplitude2Ua;
             Add(DesignItem::Phase2, m_request.phase2Usec, asked,
                 m_pattern.NearestAmplitude(static_cast<float>(asked)));
         } else {
@@ -174,9 +175,11 @@ class Designer
     {
         const double ratio = BalanceRatio(m_request.balance);
         const float second = m_pattern.NearestAmplitude(static_cast<float>(-firstUa / ratio));
-        const double len = second == 0 ? ratio * m_request.phase1Usec
-                                       : -firstUa * m_request.phase1Usec / static_cast<double>(second);
-        Add(DesignItem::Phase2, len, static_cast<double>(second), second);
+        const double part = static_cast<double>(second) / firstUa;
+        if (second == 0)
+            Add(DesignItem::Phase2, ratio * m_request.phase1Usec);
+        else
+            Add(DesignItem::Phase2, -m_request.phase1Usec / part, part * SignedUa(), second);
     }
 
     // Lengths in whole microseconds; gaps take up what the phases before them gain or lose.
@@ -209,7 +212,7 @@ class Designer
     {
         SetText(ListInWholeUsec(), "inf");
         if (Encoded()) return true;
-        const Advice advice = AdviceOn(m_design.report);
+        const Advice advice = NearestOn(m_design.report);
         if (!advice.text.empty()) {
             m_design.adjusted = true;
             SetText(advice.phases, "inf");
@@ -275,121 +278,88 @@ class Designer
         phases.back().len = period;
         SetText(std::move(phases), "inf");
         if (!Encoded()) return m_design.text.clear();
-        if (WriteDuration(cycles, m_request.pauseMsec)) CompareTrain(m_request.pauseMsec, cycles);
+        for (std::size_t i = 1; i < m_phases.size(); ++i) Add(DesignItem::Offset, 0);
+        Add(DesignItem::Gap, usec / cycles);
+        if (!WriteDuration(cycles, m_request.pauseMsec)) return;
+        CompareWith(m_request.pauseMsec);
+        CompareTrain(m_design.deviations.trainMsec);
     }
 
     // --- What is played of the request ---
 
     void Compare()
     {
-        const Deviations& played = m_design.report.deviations;
-        CompareParts(played);
-        ComparePeriod(played);
-        CompareCharge(played);
-        if (m_request.pulses > 0 || std::isinf(m_request.trainMsec)) return;
-        if (!IsWhole()) AddChange(DesignItem::Cycles, PeriodsOf(m_request), CyclesOf(m_request), true);
-        CompareTrain(m_request.trainMsec, CyclesOf(m_request));
-    }
-
-    // The rounding that the accuracy of words leaves at most to times of a list.
-    double ExactUsec() const
-    {
-        constexpr double Rounding = 1.0 / (1 << 22);
-        const auto step = static_cast<double>(m_stimulator.timeStepUsec);
-        return NoiseUsec + Rounding * (m_design.report.deviations.periodUsec.asked +
-                                       static_cast<double>(m_parts.size()) * step);
-    }
-
-    void AddChange(DesignItem item, double asked, double got, bool notable)
-    {
-        m_design.changes.push_back({item, asked, got, notable});
-    }
-
-    void CompareParts(const Deviations& played)
-    {
-        constexpr double ExactSteps = 1.0 / (1 << 17);
-        const auto length = [](const Part& part, const PhaseDeviation& p) {
-            return AskedPlayed{part.lenUsec, p.played.lenUsec};
-        };
-        const auto start = [](const Part& part, const PhaseDeviation& p) {
-            return AskedPlayed{part.startUsec, p.startUsec.played};
-        };
+        const bool counted = m_request.pulses > 0 || std::isinf(m_request.trainMsec);
+        CompareWith(counted ? CyclesOf(m_request) * m_periodUsec / UsecPerMsec : m_request.trainMsec);
         for (const DesignItem item :
              {DesignItem::Offset, DesignItem::Phase1, DesignItem::IPI, DesignItem::Phase2})
-            CompareTimes(item, item, played, length);
-        if (m_request.burst > 1) CompareTimes(DesignItem::Phase1, DesignItem::PulseStart, played, start);
-        const std::size_t first = Find(DesignItem::Phase1);
-        const std::size_t second = Find(DesignItem::Phase2);
-        for (const std::size_t i : {first, second}) {
-            const AskedPlayed amp{m_parts[i].askedUa, played.phases[i].played.ampUa};
-            if (played.phases[i].played.lenUsec > 0 &&
-                std::fabs(amp.Error()) > ExactSteps * static_cast<double>(m_stimulator.ampStepUa))
-                AddChange(i == first ? DesignItem::Amplitude : DesignItem::Amplitude2, amp.asked, amp.played,
-                          true);
-        }
+            CompareLengths(item);
+        CompareAmplitude(DesignItem::Phase1, DesignItem::Amplitude);
+        if (m_request.balance == 0) CompareAmplitude(DesignItem::Phase2, DesignItem::Amplitude2);
+        if (counted) return;
+        CompareCycles();
+        CompareTrain(m_design.deviations.trainMsec);
     }
 
-    std::size_t Find(DesignItem item) const
+    // Puts the numbers of the request in the place of those that the text asks for.
+    void CompareWith(double trainMsec)
     {
-        const auto is = [item](const Part& part) { return part.item == item; };
-        return static_cast<std::size_t>(std::find_if(m_parts.begin(), m_parts.end(), is) - m_parts.begin());
+        Encoding encoding = m_design.report.encoding;
+        encoding.asked.trainMsec = trainMsec;
+        for (std::size_t i = 0; i < m_parts.size(); ++i) {
+            encoding.asked.phases[i] = {m_parts[i].lenUsec, m_parts[i].askedUa};
+            m_design.items.push_back(m_parts[i].item);
+        }
+        Deviations& deviations = m_design.deviations;
+        deviations = m_design.report.deviations;
+        FindDeviations(m_stimulator, encoding, deviations);
+        deviations.findings.clear();
+        deviations.areaCm2 = m_limits.areaCm2;
+        FindExcesses(m_stimulator, m_limits, deviations, m_design.excesses);
+    }
+
+    void CompareTrain(const AskedPlayed& msec)
+    {
+        constexpr double NotablePart = 1e-3;
+        if (std::fabs(msec.Error()) >= NotablePart * msec.asked)
+            m_design.changes.push_back({DesignItem::Train, msec.asked, msec.played});
     }
 
     // Of the parts of that kind the one that is farthest off.
-    template <typename TimeOf>
-    void CompareTimes(DesignItem kind, DesignItem item, const Deviations& played, const TimeOf& timeOf)
+    void CompareLengths(DesignItem item)
     {
+        constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
         AskedPlayed worst;
         for (std::size_t i = 0; i < m_parts.size(); ++i) {
-            if (m_parts[i].item != kind) continue;
-            const AskedPlayed time = timeOf(m_parts[i], played.phases[i]);
-            if (std::fabs(time.Error()) > std::fabs(worst.Error())) worst = time;
+            const AskedPlayed usec{m_parts[i].lenUsec, m_design.deviations.phases[i].played.lenUsec};
+            if (m_parts[i].item == item && std::fabs(usec.Error()) > std::fabs(worst.Error())) worst = usec;
         }
-        constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
-        if (std::fabs(worst.Error()) > ExactUsec())
-            AddChange(item, worst.asked, worst.played, std::fabs(worst.Error()) >= NotableUsec);
+        if (std::fabs(worst.Error()) >= NotableUsec)
+            m_design.changes.push_back({item, worst.asked, worst.played});
     }
 
-    void ComparePeriod(const Deviations& played)
+    // Of the first of those phases; the others have the same.
+    void CompareAmplitude(DesignItem phase, DesignItem item)
     {
-        if (std::fabs(played.periodUsec.played - m_periodUsec) <= ExactUsec()) return;
-        AddChange(DesignItem::Frequency, m_request.frequencyHz, played.frequencyHz.played,
-                  IsNotable(m_periodUsec, played.periodUsec.played));
+        const auto found = std::find(m_design.items.begin(), m_design.items.end(), phase);
+        const PhaseDeviation& p =
+            m_design.deviations.phases[static_cast<std::size_t>(found - m_design.items.begin())];
+        const double rounding = KindOf(Limit::AmplitudeError).rounding(m_stimulator, m_design.deviations);
+        if (p.played.lenUsec > 0 && std::fabs(p.played.ampUa - p.asked.ampUa) > rounding)
+            m_design.changes.push_back({item, p.asked.ampUa, p.played.ampUa});
     }
 
-    static bool IsNotable(double asked, double got)
+    // A train that is not a whole number of periods.
+    void CompareCycles()
     {
-        constexpr double NotablePart = 1e-3;
-        return std::fabs(got - asked) >= NotablePart * std::fabs(asked);
-    }
-
-    // Charges follow from amplitudes and lengths, of which those that are exact are told apart; so only what is notable.
-    void CompareCharge(const Deviations& played)
-    {
-        playback::Charge asked;
-        for (const Part& part : m_parts)
-            (part.askedUa > 0 ? asked.positiveNc : asked.negativeNc) +=
-                part.askedUa * part.lenUsec * NcPerUaUsec;
-        const playback::Charge& got = played.playedNc;
-        for (const AskedPlayed& one :
-             {AskedPlayed{asked.positiveNc, got.positiveNc}, AskedPlayed{asked.negativeNc, got.negativeNc}})
-            if (one.Error() != 0 && IsNotable(one.asked, one.played))
-                AddChange(DesignItem::Charge, one.asked, one.played, true);
-        const double net = m_request.balance == 0 ? asked.NetNc() : 0;
-        constexpr double NotablePart = 1e-3;  // of the charge of phase 1
-        const double phase1 = std::max(std::fabs(asked.positiveNc), std::fabs(asked.negativeNc));
-        if (std::fabs(got.NetNc() - net) > NotablePart * phase1)
-            AddChange(DesignItem::NetCharge, net, got.NetNc(), true);
-    }
-
-    void CompareTrain(double askedMsec, double cycles)
-    {
-        const double got = m_design.report.deviations.trainMsec.played;
-        if (std::fabs(got - askedMsec) * UsecPerMsec > ExactUsec() * cycles)
-            AddChange(DesignItem::Train, askedMsec, got, IsNotable(askedMsec, got));
+        constexpr double Noise = 1e-9;  // of a quotient of decimals
+        const AskedPlayed cycles{PeriodsOf(m_request), CyclesOf(m_request)};
+        if (std::fabs(cycles.Error()) > Noise * cycles.asked)
+            m_design.changes.push_back({DesignItem::Cycles, cycles.asked, cycles.played});
     }
 
     const DesignRequest& m_request;
+    const Limits& m_limits;
     Design& m_design;
     const Stimulator& m_stimulator;
     AnyPattern m_made;
@@ -402,12 +372,6 @@ class Designer
 };
 
 }  // namespace
-
-bool Design::Notable() const
-{
-    return std::any_of(changes.begin(), changes.end(),
-                       [](const DesignChange& change) { return change.notable; });
-}
 
 PatternKind KindOf(const DesignRequest& request)
 {
@@ -427,13 +391,15 @@ double CyclesOf(const DesignRequest& request)
     return std::max(std::fabs(periods - nearest) < CycleTolerance ? nearest : std::floor(periods), 1.0);
 }
 
-void MakeDesign(const DesignRequest& request, Design& design)
+void MakeDesign(const DesignRequest& request, Design& design, const Limits& limits)
 {
     design.outOfReach.reset();
     design.text.clear();
     design.changes.clear();
+    design.excesses.clear();
+    design.items.clear();
     design.adjusted = false;
-    Designer(request, design).Make();
+    Designer(request, limits, design).Make();
 }
 
 }  // namespace preview

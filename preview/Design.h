@@ -38,24 +38,20 @@ enum class DesignItem
     Phase2,
     Amplitude,
     Amplitude2,
-    PulseStart,  // within a burst
-    Gap,         // between the pulses of a burst, and after the last
+    Gap,  // between the pulses of a burst, and after the last
     Frequency,
     BurstRate,
     Cycles,  // asked: how often the period goes into the train
     Train,
-    Charge,  // of either polarity, per cycle
-    NetCharge,
 };
 
-// Something that is played otherwise than it is requested, in the unit of the request, charges in nC.
+// An amplitude, a length from half a microsecond on, or a train that is played otherwise than it is requested, in the
+// unit of the request.
 struct DesignChange
 {
     DesignItem item;
     double asked;
     double got;
-    bool
-        notable;  // from 0.5 us, 0.1 % of a charge, of a rate or of the train on, and for any other amplitude
 };
 
 // A request that nothing plays, and what is nearest to it.
@@ -72,12 +68,15 @@ struct Design
     explicit Design(const Stimulator& stimulator) : report(stimulator) {}
 
     std::optional<OutOfReach> outOfReach;
-    std::string text;  // empty when there is none: it is out of reach, or report says why it is refused
-    std::vector<DesignChange> changes;  // beyond what rounding makes of times and amplitudes
-    bool adjusted = false;              // the list requested is refused, and one near it is used
-    Report report;                      // on the text
+    std::string text;       // empty when there is none: it is out of reach, or report says why it is refused
+    bool adjusted = false;  // the list requested is refused, and one near it is used
+    Report report;          // on the text
 
-    bool Notable() const;
+    // What the words play beside what the request asks for, its numbers unrounded; when there is a text.
+    Deviations deviations;          // without findings: the causes are those of report
+    std::vector<DesignItem> items;  // what each phase is
+    std::vector<Excess> excesses;   // of the limits
+    std::vector<DesignChange> changes;
 };
 
 // Plain for bursts, Lilly for a single pulse.
@@ -89,8 +88,8 @@ double PeriodsOf(const DesignRequest& request);
 double CyclesOf(const DesignRequest& request);
 
 // Lengths in the text are whole microseconds, and its duration is one with which the library counts the cycles that
-// CyclesOf gives. REQUIRES: report.stimulator is of the kind that KindOf gives; values are finite (but for trainMsec)
-// and 0 or above, rates above 0.
-void MakeDesign(const DesignRequest& request, Design& design);
+// CyclesOf gives. The limits are those of what is played against what is requested. REQUIRES: report.stimulator is of
+// the kind that KindOf gives; values are finite (but for trainMsec) and 0 or above, rates above 0.
+void MakeDesign(const DesignRequest& request, Design& design, const Limits& limits = {});
 
 }  // namespace preview

@@ -203,7 +203,7 @@ Json StepObjects(const std::vector<StepRow>& rows)
 
 void PutAdvice(Json& object, const Advice& advice)
 {
-    if (advice.steps.empty()) return;
+    if (advice.budget == 0 && advice.text.empty() && advice.steps.empty()) return;
     Json& put = object["advice"] = Json::object();
     if (advice.budget != 0) put["budget_words"] = advice.budget;
     if (!advice.text.empty()) {
@@ -211,7 +211,7 @@ void PutAdvice(Json& object, const Advice& advice)
         put["repaired"] = advice.repair;
         for (const double usec : advice.movedUsec) put["moved_us"].push_back(Figure(usec));
     }
-    put["steps"] = StepObjects(advice.steps);
+    if (!advice.steps.empty()) put["steps"] = StepObjects(advice.steps);
 }
 
 Json WordObject(const WordRow& row)
@@ -226,7 +226,13 @@ Json WordObject(const WordRow& row)
 
 }  // namespace
 
-std::string ReportJson(const Report& report, std::string_view place, const std::vector<StepRow>& steps)
+std::string ReportJson(const Report& report, std::string_view place)
+{
+    return ReportJson(report, place, AdviceOn(report));
+}
+
+std::string ReportJson(const Report& report, std::string_view place, const Advice& advice,
+                       const std::vector<StepRow>& steps)
 {
     Json object = Beginning(report, place);
     object["text"] = report.encoding.asked.text;
@@ -235,7 +241,7 @@ std::string ReportJson(const Report& report, std::string_view place, const std::
         PutDeviations(object, report);
     } else {
         PutRefusal(object, report);
-        PutAdvice(object, AdviceOn(report));
+        PutAdvice(object, advice);
     }
     if (!steps.empty()) object["steps"] = StepObjects(steps);
     return Line(object);

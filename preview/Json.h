@@ -15,8 +15,11 @@
 // says where the text stands, under the first key; an empty one is left out.
 namespace preview {
 
-// With the rows of steps under a key of their own; without rows it is left out. A refused list comes with advice.
-std::string ReportJson(const Report& report, std::string_view place, const std::vector<StepRow>& steps = {});
+// With what AdviceOn(report) advises, and with the rows of steps under a key of their own; an empty one of either is
+// left out.
+std::string ReportJson(const Report& report, std::string_view place, const Advice& advice,
+                       const std::vector<StepRow>& steps = {});
+std::string ReportJson(const Report& report, std::string_view place);
 
 // The words and what each says; only the errors when there are none.
 std::string WordsJson(const Report& report, std::string_view place);

@@ -323,7 +323,7 @@ std::string Sentence(const Report& report, const Finding& finding)
     }
 }
 
-std::string Sentence(const std::vector<Total>& totals)
+std::string Sentence(const std::vector<Total>& totals, const std::vector<std::string>& names)
 {
     constexpr int Millionths = 6;
     std::string text;
@@ -337,7 +337,9 @@ std::string Sentence(const std::vector<Total>& totals)
         }
         text += text.empty() ? "as a whole: " : "; ";
         text += what;
-        if (total.phase >= 0) text += " of " + Name(total.phase);
+        if (total.phase >= 0)
+            text +=
+                " of " + (names.empty() ? Name(total.phase) : names[static_cast<std::size_t>(total.phase)]);
         text += " is " + played + unit + ", not " + asked;
     }
     return text;

@@ -19,7 +19,8 @@ std::string Sentence(const Asked& asked, const Irregularity& irregularity);
 std::string Sentence(const Report& report, const Finding& finding);
 
 // "as a whole: the period is 1133.333 us, not 1111; the rate is 882.353 Hz, not 900.09". REQUIRES: some totals.
-std::string Sentence(const std::vector<Total>& totals);
+// Names says what the phases are; "phase 3" without it.
+std::string Sentence(const std::vector<Total>& totals, const std::vector<std::string>& names = {});
 
 // What encode warns of: each finding that is notable and that WarningSentences and the library leave out, and the totals.
 std::vector<std::string> DeviationSentences(const Report& report);

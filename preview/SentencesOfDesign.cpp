@@ -1,5 +1,6 @@
 #include "SentencesOfDesign.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "NumberFormat.h"
@@ -23,8 +24,6 @@ const char* NameOf(DesignItem item)
             return "amplitude";
         case DesignItem::Amplitude2:
             return "amplitude of phase 2";
-        case DesignItem::PulseStart:
-            return "start of a pulse in the burst";
         case DesignItem::Gap:
             return "gap";
         case DesignItem::Frequency:
@@ -34,13 +33,9 @@ const char* NameOf(DesignItem item)
         case DesignItem::Cycles:
             return "cycles";
         case DesignItem::Train:
-            return "train";
-        case DesignItem::Charge:
-            return "charge per cycle";
-        case DesignItem::NetCharge:
             break;
     }
-    return "net charge per cycle";
+    return "train";
 }
 
 const char* UnitOf(DesignItem item)
@@ -56,9 +51,6 @@ const char* UnitOf(DesignItem item)
             return "";
         case DesignItem::Train:
             return " ms";
-        case DesignItem::Charge:
-        case DesignItem::NetCharge:
-            return " nC";
         default:
             return " us";
     }
@@ -102,7 +94,7 @@ std::string StepsSentence(const std::vector<StepRow>& rows)
     std::string steps;
     for (const StepRow& row : rows)
         if (row.AsAsked()) steps += (steps.empty() ? "" : ", ") + Shortest(row.timeStepUsec);
-    if (steps.empty()) return "as it stands it plays at none of the usual time steps";
+    if (steps.empty()) return "as it stands it plays at none of the usual time steps within 0.5 us";
     return "as it stands it plays within 0.5 us at a time step of " + steps + " us";
 }
 
@@ -128,6 +120,18 @@ std::string Sentence(const DesignChange& change)
            Rounded(change.got) + UnitOf(item);
 }
 
+std::vector<std::string> ChangeSentences(const Design& design)
+{
+    std::vector<std::string> sentences;
+    for (const DesignChange& change : design.changes) sentences.push_back(Sentence(change));
+    const std::vector<Total> totals = NotableTotals(design.report.stimulator, design.deviations);
+    if (totals.empty()) return sentences;
+    std::vector<std::string> names;
+    for (const DesignItem item : design.items) names.emplace_back(NameOf(item));
+    sentences.push_back(Sentence(totals, names));
+    return sentences;
+}
+
 std::vector<std::string> AdviceSentences(const Advice& advice)
 {
     std::vector<std::string> sentences;
@@ -138,7 +142,10 @@ std::vector<std::string> AdviceSentences(const Advice& advice)
         sentences.push_back((advice.repair ? "repaired, this plays: " : "near it, this plays: ") +
                             advice.text + (moves.empty() ? "" : " (" + moves + ")"));
     }
-    if (!advice.steps.empty()) sentences.push_back(StepsSentence(advice.steps));
+    const bool asAsked = std::any_of(advice.steps.begin(), advice.steps.end(),
+                                     [](const StepRow& row) { return row.AsAsked(); });
+    if (!advice.steps.empty() && (asAsked || advice.budget == 0))
+        sentences.push_back(StepsSentence(advice.steps));
     return sentences;
 }
 

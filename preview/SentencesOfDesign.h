@@ -15,6 +15,9 @@ std::string Sentence(const OutOfReach& outOfReach);
 // "phase 1: 166 us is played as 200 us"
 std::string Sentence(const DesignChange& change);
 
+// What is played otherwise than it is requested: the changes, and the notable totals as encode prints them.
+std::vector<std::string> ChangeSentences(const Design& design);
+
 // What would work in place of the refused text: none to three sentences.
 std::vector<std::string> AdviceSentences(const Advice& advice);
 

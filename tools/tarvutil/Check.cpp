@@ -20,24 +20,30 @@ void PrintSummary(const preview::Summary& summary, const std::string& format, Ou
     output.Write((format == "json" ? SummaryJson(summary) : Sentence(summary)) + '\n');
 }
 
-int Check(const CheckOptions& options)
+void PrintReport(const CheckOptions& options, Output& output, const Place& place,
+                 const preview::Report& report)
 {
     const bool json = options.format == "json";
+    const preview::Advice advice = AdviceOn(report);
+    // The table has the messages, too.
+    if (json || !output.IsMessageTerminal()) PrintMessages(output, place, report, advice);
+    const std::vector<preview::StepRow> steps =
+        options.steps ? StepRows(report) : std::vector<preview::StepRow>();
+    const std::string where = place.Text();
+    output.Write(json ? ReportJson(report, where, advice, steps) + '\n'
+                      : CheckTable(report, advice, where) + StepTable(steps));
+}
+
+int Check(const CheckOptions& options)
+{
     Output output;
     preview::Summary summary;
     int status = ExitFailed;
     try {
         status = VisitReports(options, options.profile.limits, output,
                               [&](const Place& place, const preview::Report& report) {
-                                  // The table has the messages, too.
-                                  if (json || !output.IsMessageTerminal())
-                                      PrintMessages(output, place, report);
-                                  const std::string where = place.Text();
-                                  const std::vector<preview::StepRow> steps =
-                                      options.steps ? StepRows(report) : std::vector<preview::StepRow>();
-                                  output.Write(json ? ReportJson(report, where, steps) + '\n'
-                                                    : CheckTable(report, where) + StepTable(steps));
-                                  summary.Add(report, [&] { return where; });
+                                  PrintReport(options, output, place, report);
+                                  summary.Add(report, [&] { return place.Text(); });
                                   return report.WithinLimits();
                               });
         if (summary.patterns == 0) {

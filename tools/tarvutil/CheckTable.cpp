@@ -90,7 +90,7 @@ void AppendDeviations(std::string& text, const Report& report)
         text += std::string("  ") + NameOf(finding.cause) + ": " + Sentence(report, finding) + "\n";
 }
 
-void AppendRefusal(std::string& text, const Report& report)
+void AppendRefusal(std::string& text, const Report& report, const Advice& advice)
 {
     const Refusal& refusal = *report.encoding.refusal;
     text += ": refused\n";
@@ -99,18 +99,18 @@ void AppendRefusal(std::string& text, const Report& report)
         text += "  phase " + std::to_string(refusal.failing) + " meets " + Rounded(refusal.carriedUsec) +
                 " us of a time step that phase " + std::to_string(refusal.meets) + " has begun\n";
     if (refusal.repairs) text += "  " + RepairSentence(refusal) + "\n";
-    for (const std::string& sentence : AdviceSentences(AdviceOn(report))) text += "  " + sentence + "\n";
+    for (const std::string& sentence : AdviceSentences(advice)) text += "  " + sentence + "\n";
 }
 
 }  // namespace
 
-std::string CheckTable(const Report& report, std::string_view place)
+std::string CheckTable(const Report& report, const Advice& advice, std::string_view place)
 {
     std::string text(place);
     if (report.encoding.Encoded())
         AppendDeviations(text, report);
     else
-        AppendRefusal(text, report);
+        AppendRefusal(text, report, advice);
     for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
     for (const std::string& warning : IrregularityWarnings(report)) text += "  warning: " + warning + "\n";
     for (const Loosened& loosened : report.loosened) text += "  warning: " + Sentence(loosened) + "\n";

@@ -52,28 +52,18 @@ void PrintRefusal(const std::string& prefix, const preview::Design& design)
         PrintMessage(prefix + sentence);
 }
 
-// Whether what the text plays is within the limits of the device file.
-bool IsWithinLimits(const preview::Limits& limits, const std::string& prefix, preview::Report& report)
-{
-    report.deviations.areaCm2 = limits.areaCm2;
-    FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
-    for (const preview::Excess& excess : report.excesses) PrintMessage(prefix + Sentence(excess));
-    return report.excesses.empty();
-}
-
-// False when there is no text, when it exceeds a limit, or, with exact, when it is not what was requested.
-bool MakeLine(const DesignRequest& request, const std::string& prefix, const DesignOptions& options,
+// False when there is no text, or what is played of the request exceeds a limit.
+bool MakeLine(const DesignRequest& request, const std::string& prefix, const preview::Limits& limits,
               preview::Design& design)
 {
-    MakeDesign(request, design);
+    MakeDesign(request, design, limits);
     if (design.text.empty()) {
         PrintRefusal(prefix, design);
         return false;
     }
-    for (const preview::DesignChange& change : design.changes)
-        if (options.exact || change.notable) PrintMessage(prefix + Sentence(change));
-    return IsWithinLimits(options.profile.limits, prefix, design.report) &&
-           !(options.exact && !design.changes.empty());
+    for (const std::string& sentence : ChangeSentences(design)) PrintMessage(prefix + sentence);
+    for (const preview::Excess& excess : design.excesses) PrintMessage(prefix + Sentence(excess));
+    return design.excesses.empty();
 }
 
 int RunDesign(DesignOptions options)
@@ -88,12 +78,16 @@ int RunDesign(DesignOptions options)
     preview::Stimulator stimulator = options.profile.stimulator;
     stimulator.pattern = KindOf(options.sequence.pulse);
     preview::Design design(stimulator);
+    preview::Limits limits = options.profile.limits;
+    limits.exact = limits.exact || options.exact;
     for (const DesignRequest& request : requests) {
         const std::string prefix = requests.size() > 1 ? request.name + ": " : "";
-        made = MakeLine(request, prefix, options, design) && made;
+        made = MakeLine(request, prefix, limits, design) && made;
         lines += design.text + "\n";
     }
     if (!made) return ExitFailed;
+    if (stimulator.pattern == preview::PatternKind::Plain)
+        PrintMessage("a burst is a plain pattern: give the other commands --pattern plain");
     Output output;
     output.Write(lines);
     output.Finish();
@@ -159,7 +153,12 @@ class DesignCommand
     void Count(const char* name, Value& value, const char* what, std::int64_t least)
     {
         constexpr std::int64_t Most = std::int64_t{1} << 53;
-        m_command.add_option(name, value, what)->option_text("N")->check(CLI::Range(least, Most));
+        m_command.add_option(name, value, what)->option_text("N")->check([least](const std::string& text) {
+            std::int64_t count = 0;
+            const bool usable = CLI::detail::lexical_cast(text, count) && count >= least && count <= Most;
+            return usable ? std::string()
+                          : "'" + text + "' is not a whole number of " + std::to_string(least) + " or above";
+        });
     }
 
     CLI::Option* Swept(const char* name, std::optional<preview::Range>& range, double& value,
@@ -186,7 +185,7 @@ class DesignCommand
               "Amplitude of phase 1, microamperes", true)
             ->required();
         Swept("--phase1", sequence.phase1Usec, pulse.phase1Usec, "USEC", "Length of phase 1, microseconds",
-              true)
+              false)
             ->required();
         Number("--ipi", pulse.ipiUsec, "USEC", "Interphase interval, microseconds [0]", true);
         Swept("--frequency", sequence.frequencyHz, pulse.frequencyHz, "HZ", "Pulses, or bursts, per second",

@@ -50,10 +50,14 @@ void PrintMessage(std::string_view text)
 
 void PrintMessages(Output& output, const Place& place, const preview::Report& report)
 {
+    PrintMessages(output, place, report, AdviceOn(report));
+}
+
+void PrintMessages(Output& output, const Place& place, const preview::Report& report,
+                   const preview::Advice& advice)
+{
     for (const std::string& sentence : RefusalSentences(report)) PrintMessage(output, place, sentence);
-    if (!report.encoding.Encoded())
-        for (const std::string& sentence : AdviceSentences(AdviceOn(report)))
-            PrintMessage(output, place, sentence);
+    for (const std::string& sentence : AdviceSentences(advice)) PrintMessage(output, place, sentence);
     constexpr std::size_t MaxWarnings = 20;
     const std::vector<std::string>& warnings = report.encoding.warnings;
     const std::size_t printed = std::min(warnings.size(), MaxWarnings);
