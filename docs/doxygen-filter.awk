@@ -1,5 +1,5 @@
 # Shows the comments of a header to Doxygen. The headers are written for a reader of the source: // in front of what they
-# document, or behind it on the same line.
+# document, or after it on the same line.
 #
 #     // --- Timing ---        a heading over the members that follow, with the lines up to a blank one as its text
 #     // Whole lines           document the declaration directly below them

@@ -204,7 +204,7 @@ struct Life
         Require(count == (p->ArrayIsCurrent() ? p->WordCount() : -1), "all words of the array, or none");
         const auto end = words.begin() + std::max(count, 0);
         Require(std::all_of(end, words.end(), [](unsigned int word) { return word == Untouched; }),
-                "nothing is written behind the words");
+                "nothing is written after the words");
         Require(count < 1 || ArrayHolds(words), "the array is copied");
         words.erase(end, words.end());
         Require(count < 1 || playback::Refusal(words).empty(), "the words can be played");
@@ -234,7 +234,7 @@ struct Life
         // An array that is current, but empty, has a word 0 all the same.
         const auto end = buffer.begin() + 1 + (count == 0 ? 4 : 4 * std::max(count, 0));
         Require(std::all_of(end, buffer.end(), [](unsigned char byte) { return byte == Untouched; }),
-                "nothing is written behind the words");
+                "nothing is written after the words");
         const int block = count < 0 ? 0 : std::min(before.m_remCycles, 4095);
         Require(count < 0 || (block > 0 && before.ReadyToContinue(now)), "what is left and due is played");
         Require(play.m_remCycles == before.m_remCycles - (p->IsContinuous() ? 0 : block),

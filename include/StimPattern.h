@@ -101,9 +101,10 @@ class TARVUTIL_EXPORT StimPattern
     // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
     // argument, as PhasesFromStr says. Appends one message per fault to errors (none for a phase field
     // without items) and one per changed amplitude to warnings. Pass two different lists: in one list a
-    // warning would count as an error. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise hands the
-    // phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, also when
-    // SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads to know beforehand.
+    // warning would count as an error. Returns false, with the pattern unchanged, when a field is missing or
+    // faulty. Otherwise hands the phases to SetPhases and the duration to SetTrainLength (count up to +2) and
+    // returns true, also when SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads
+    // to know beforehand.
     virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                             std::vector<std::string>& warnings);
 
@@ -265,7 +266,7 @@ class TARVUTIL_EXPORT StimPattern
     int InsertPhase(int i, float len, float amp);
     int RemovePhase(int i);                 // raw as InsertPhase; count +1 when there was a phase to remove
     void ClearPhases();                     // raw as InsertPhase; count +1 when the list was not empty
-    int AppendPhase(float len, float amp);  // raw as InsertPhase, behind the last phase; count +1
+    int AppendPhase(float len, float amp);  // raw as InsertPhase, after the last phase; count +1
 
     // Index of the first phase whose amplitude is not exactly 0 (a NaN is not); -1 when there is none.
     int FirstActivePhase() const;
@@ -273,7 +274,7 @@ class TARVUTIL_EXPORT StimPattern
 
     // --- Validation ---
 
-    // Whether the lengths can be cut into time steps, and the words that this counts fit maxCmds stimulation
+    // Whether the lengths can be cut into time steps, and the words counted for them fit maxCmds stimulation
     // words. A phase that ends inside a time step leaves carried time, which shares the step with the start
     // of the next phase. The one word of that step, the junction word, can hold one current only, before or
     // after its split point:
@@ -308,7 +309,7 @@ class TARVUTIL_EXPORT StimPattern
     // phase:
     //   junction word    one step shared by carried time and the start of a phase; its split point lies where
     //                    the phase starts, in whole microseconds
-    //   whole-step word  the further whole steps of a phase, behind chunk words of 65535 steps when there are
+    //   whole-step word  the further whole steps of a phase, after chunk words of 65535 steps when there are
     //                    more than that
     //   tail word        carried time left after the last phase, in one more step
     // In-pulse is clear in the words of amplitude 0, other than junction words, of the first and the last
@@ -374,11 +375,11 @@ class TARVUTIL_EXPORT StimPattern
     // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to
     // whole numbers; amplitudes, microamperes, to whole multiples of ampStepSize (halves away from zero,
     // never to 0), positive ones to at most 100 of them; negative ones are not limited, but a word is. Text
-    // without a number reads as 0, and text behind one is ignored. A negative length is read, and no list
+    // without a number reads as 0, and text after one is ignored. A negative length is read, and no list
     // with one is valid. Changes are reported to warnings, with the item's index:
     //     "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n"
     //     "Phase[%d]: Original amplitude [%f uA] is now [%f uA].\n"
-    // An item that has not two values (blanks behind the last ")" are one), whose length is NaN or does not
+    // An item that has not two values (blanks after the last ")" are one), whose length is NaN or does not
     // fit 32 bits, whose amplitude is not finite or comes to more steps than 32 bits hold, and every item when
     // ampStepSize is not positive and finite, adds no phase and appends to errors:
     //     "Invalid phase specification string: [%s]"

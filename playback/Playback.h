@@ -7,7 +7,7 @@
 // Command words turned back into current over time: what the stimulator does with them. The one place that
 // knows how a word sounds; no part of libTarvUtil.
 //
-// A word array is word 0, the number of cycles in bits 0 to 11, and the words of one cycle behind it. The
+// A word array is word 0, the number of cycles in bits 0 to 11, and then the words of one cycle. The
 // stimulator plays the words of the cycle one after the other, cycle after cycle. A word lasts for its
 // duration, in whole time steps. With T the time step, d the duration, a the amplitude and s the split point:
 //

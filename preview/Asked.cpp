@@ -244,13 +244,13 @@ class AskedReader
             Note({Irregular::FieldName, number, -1, false, Of(found)});
             return false;
         }
-        const std::string_view behind = WithoutSpaces(field.substr(open));
-        if (WithoutSpaces(field.substr(equals, open - equals)) != "=" || behind.size() < 2 ||
-            behind.find('[', 1) != std::string_view::npos || behind.find(']') != behind.size() - 1) {
+        const std::string_view rest = WithoutSpaces(field.substr(open));
+        if (WithoutSpaces(field.substr(equals, open - equals)) != "=" || rest.size() < 2 ||
+            rest.find('[', 1) != std::string_view::npos || rest.find(']') != rest.size() - 1) {
             Note({Irregular::FieldForm, number, -1, false, Of(WithoutSpaces(field))});
             return false;
         }
-        value = WithoutSpaces(behind.substr(1, behind.size() - 2));
+        value = WithoutSpaces(rest.substr(1, rest.size() - 2));
         return true;
     }
 

@@ -121,7 +121,7 @@ double SizeOf(std::string_view name, const Unit (&units)[N])
     return found == std::end(units) ? 0 : found->size;
 }
 
-// A number with a unit behind it.
+// A number with a unit after it.
 std::string UnitHint(std::string_view item, const Irregularity& irregularity)
 {
     const std::size_t end = item.find_last_of("0123456789.") + 1;

@@ -49,7 +49,7 @@ bool TakeSign(std::string_view& text)
     return sign == '-';
 }
 
-// Whether the first digit behind "0x", perhaps behind a point, is there: without one strtod reads the 0
+// Whether the first digit after "0x", perhaps after a point, is there: without one strtod reads the 0
 // alone.
 bool TakeHexPrefix(std::string_view& text)
 {
@@ -66,7 +66,7 @@ int ReadExponent(std::string_view text, char marker)
     return first == marker || first == marker - 'a' + 'A' ? ReadInt(text.substr(1)) : 0;
 }
 
-// value / 2^bits, rounded half to even; more means that value goes on behind its last bit. bits up to 62.
+// value / 2^bits, rounded half to even; more means that value goes on after its last bit. bits up to 62.
 std::uint64_t RoundedShift(std::uint64_t value, int bits, bool more = false)
 {
     const std::uint64_t unit = std::uint64_t{1} << bits;
@@ -75,7 +75,7 @@ std::uint64_t RoundedShift(std::uint64_t value, int bits, bool more = false)
     return value + (twiceRest > unit || (twiceRest == unit && value % 2 == 1) ? 1 : 0);
 }
 
-// The part of text behind "0x". Rounds once, also where the result is subnormal.
+// The part of text after "0x". Rounds once, also where the result is subnormal.
 double ReadHex(std::string_view text)
 {
     std::uint64_t digits = 0;  // the first 15 from the first one that is not 0
@@ -111,7 +111,7 @@ double ReadHex(std::string_view text)
 }
 
 // A decimal number as its digits from the first one that is not 0, and the exponent of ten of the point in front of
-// them. Two numbers with the same 800 first digits round to the same double, but for a tie: behind it, one digit
+// them. Two numbers with the same 800 first digits round to the same double, but for a tie: after it, one digit
 // stands for all others.
 struct Decimal
 {

@@ -24,7 +24,7 @@ bool SaysNothing(std::string_view line)
     return first == std::string_view::npos || line[first] == '#';
 }
 
-// What other systems put around the lines of a text: a byte order mark before the first, a carriage return behind each.
+// What other systems put around the lines of a text: a byte order mark before the first, a carriage return after each.
 std::string_view WithoutMarks(std::string_view line, bool first)
 {
     constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
@@ -99,7 +99,7 @@ bool FileReader::NextLine(std::string_view& line)
     }
 }
 
-// Moves what is left to the front and reads behind it; false at the end of the file.
+// Moves what is left to the front and reads after it; false at the end of the file.
 bool FileReader::Fill()
 {
     if (m_start != 0) std::memmove(m_buffer.data(), m_buffer.data() + m_start, m_end - m_start);

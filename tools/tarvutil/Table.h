@@ -15,7 +15,7 @@ class Table
 
     std::size_t Size() const { return m_rows.size() - 1; }  // without the header
 
-    // Appends the rows to text, each behind two blanks.
+    // Appends the rows to text, each after two blanks.
     void Print(std::string& text) const
     {
         std::vector<std::size_t> widths;
