@@ -8,8 +8,9 @@
 #include "NumberFormat.h"
 #include "NumberText.h"
 
-#define TOML_EXCEPTIONS 0
-#define TOML_ENABLE_FORMATTERS 0
+// The switches of the parser: faults as values, nothing printed.
+#define TOML_EXCEPTIONS 0         // NOLINT(cppcoreguidelines-macro-usage)
+#define TOML_ENABLE_FORMATTERS 0  // NOLINT(cppcoreguidelines-macro-usage)
 #include <toml++/toml.h>
 
 namespace preview {
@@ -61,10 +62,10 @@ std::array<SettingKind, SettingCount> MakeKinds()
 std::optional<std::size_t> SettingNamed(std::string_view name)
 {
     const auto& kinds = SettingKinds();
-    const auto found =
-        std::find_if(kinds.begin(), kinds.end(), [&](const SettingKind& kind) { return kind.name == name; });
-    if (found == kinds.end()) return std::nullopt;
-    return static_cast<std::size_t>(found - kinds.begin());
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+        if (kinds[i].name == name) return i;
+    }
+    return std::nullopt;
 }
 
 // --- Values ---
