@@ -3,16 +3,17 @@
 _tarvutil() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]}
-    local stimulator='--pattern --time-step --amp-step --amp-max --budget'
+    local stimulator='--pattern --time-step --amp-step --amp-max --budget --device'
+    local limits='--max-error --max-period-error --max-amplitude-error --max-charge-error --max-net-charge
+        --whole-cycles --exact --area --max-phase-charge --max-density --max-k --max-duty --max-rate --max-dc'
     local -A options=(
-        [encode]="--file --lenient $stimulator --exact --format --output"
-        [decode]='--file --time-step --amp-step --format --train --sample-rate'
-        [check]="--file --lenient $stimulator --max-error --max-period-error
-            --max-amplitude-error --max-charge-error --max-net-charge --whole-cycles --exact --area
-            --max-phase-charge --max-density --max-k --max-duty --max-rate --max-dc --steps --format"
+        [encode]="--file --lenient $stimulator $limits --format --output"
+        [decode]='--file --time-step --amp-step --device --format --train --sample-rate'
+        [check]="--file --lenient $stimulator $limits --steps --format"
         [plot]="--file --lenient $stimulator --output --train"
-        [play]="--file --lenient $stimulator --poll --blocks --schedule --until --max-total-current --format
-            --output"
+        [play]="--file --lenient $stimulator $limits --poll --blocks --schedule --until --max-total-current
+            --format --output"
+        [device]="--file $stimulator $limits --max-total-current --format"
         [design]="--amplitude --phase1 --ipi --frequency --train --pulses --on --off --times --ramp-up
             --ramp-down --burst --burst-rate --balance --polarity --offset --phase2 --amplitude2 --name --exact
             ${stimulator#--pattern }"
@@ -24,7 +25,7 @@ _tarvutil() {
     fi
     local words
     case $previous in
-        -f | --file | -o | --output | --schedule)
+        -f | --file | -o | --output | --schedule | --device)
             compopt -o filenames
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return
