@@ -53,8 +53,9 @@ Course PlayedCourse(const Report& report, Drawn drawn)
 
 std::string TimeText(double usec)
 {
-    if (usec < 1000) return Rounded(usec) + " us";
-    return usec < 1e7 ? Rounded(usec / 1000) + " ms" : Rounded(usec / 1e6) + " s";
+    const double whole = std::round(usec);  // so that a little less than 10 s is no 10000 ms
+    if (whole < 1000) return Rounded(usec) + " us";
+    return whole < 1e7 ? Rounded(usec / 1000) + " ms" : Rounded(usec / 1e6) + " s";
 }
 
 // 1, 2 or 5 times a power of ten, at least rough.
@@ -385,7 +386,8 @@ std::vector<std::string> Notes(const Report& report)
         notes.insert(notes.end(), sentences.begin(), sentences.end());
     const std::size_t found = notes.size();
     if (found > MostNotes) {
-        notes.resize(MostNotes - 1);
+        // The last says what all the others come to.
+        notes.erase(notes.begin() + MostNotes - 2, notes.end() - 1);
         notes.push_back("and " + std::to_string(found - notes.size()) + " more");
     }
     for (std::string& note : notes) note = ShownText(note, MostChars);

@@ -46,18 +46,21 @@ std::string Terminal(const Picture& picture, PlotFormat format)
                    " font 'DejaVu Sans,10.5'";
         case PlotFormat::Pdf:
             return "pdfcairo noenhanced size 24cm," + Rounded(10.5 + 0.44 * static_cast<double>(notes)) +
-                   "cm font 'DejaVu Sans,9'";
+                   "cm font 'DejaVu Sans,9' fontscale 0.68 linewidth 1.4";
         case PlotFormat::Text:
             break;
     }
     return "dumb noenhanced size 100,28";
 }
 
-void AppendCurve(std::string& script, const char* name, const std::vector<PicturePoint>& points)
+// For the terminal the stroke in which a curve ends is a part of it.
+void AppendCurve(std::string& script, const char* name, const std::vector<PicturePoint>& points, double capUa)
 {
     script += std::string("$") + name + " << END\n";
-    for (const PicturePoint& point : points)
-        script += Number(point.at) + " " + Number(point.currentUa) + "\n";
+    const auto append = [&script](double at, double ua) { script += Number(at) + " " + Number(ua) + "\n"; };
+    for (const PicturePoint& point : points) append(point.at, point.currentUa);
+    if (capUa != 0)
+        for (const double ua : {capUa, -capUa}) append(points.back().at, ua);
     script += "END\n";
 }
 
@@ -181,8 +184,9 @@ void AppendDrawing(std::string& script, const Picture& picture)
 std::string GnuplotScript(const Picture& picture, PlotFormat format)
 {
     std::string script = "set terminal " + Terminal(picture, format) + "\nset encoding utf8\n";
-    AppendCurve(script, "asked", picture.asked);
-    AppendCurve(script, "played", picture.played);
+    const double capUa = format == PlotFormat::Text ? picture.capUa : 0;
+    AppendCurve(script, "asked", picture.asked, capUa);
+    AppendCurve(script, "played", picture.played, capUa);
     AppendAxes(script, picture);
     if (format == PlotFormat::Text)
         AppendText(script, picture);
