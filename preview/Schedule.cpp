@@ -36,7 +36,8 @@ std::string Wrong(const char* item, std::string_view text, const std::string& re
 std::string ReadScheduleLine(std::string_view line, ScheduleLine& read)
 {
     constexpr int MaxChannel = 1000000;
-    constexpr std::int64_t MaxStartMsec = 1000000000000;  // 31 years
+    // 31 years, or what the clock of the host holds.
+    static const std::int64_t MaxStartMsec = Host::Clock(1000000000000);
     const std::size_t first = line.find('\t');
     const std::size_t second = first == std::string_view::npos ? first : line.find('\t', first + 1);
     if (second == std::string_view::npos)
@@ -139,7 +140,7 @@ void Schedule::Play(const Host& host, std::optional<std::int64_t> untilMsec, con
             const ScheduledPattern& pattern = m_patterns[train.pattern];
             const int cycles = playback::CyclesOf(pattern.words[0]);
             const Continued continued{ContinuedItemPlay({train.channel, &slots[train.pattern]}, cycles,
-                                                        static_cast<long>(train.startMsec)),
+                                                        Host::Clock(train.startMsec)),
                                       next++};
             send({host.PollAt(train.startMsec), train.startMsec, train.channel, cycles, left(continued.play),
                   train.number, pattern.words});
@@ -152,8 +153,7 @@ void Schedule::Play(const Host& host, std::optional<std::int64_t> untilMsec, con
         const std::int64_t due = continued.play.m_nextMsec;
         const std::int64_t now = host.PollAt(due + 3);
         words = m_patterns[train.pattern].words;
-        if (continued.play.ContinueCmds(static_cast<long>(now),
-                                        reinterpret_cast<unsigned char*>(words.data())) < 1)
+        if (continued.play.ContinueCmds(Host::Clock(now), reinterpret_cast<unsigned char*>(words.data())) < 1)
             continue;
         send({now, due, train.channel, playback::CyclesOf(words[0]), left(continued.play), train.number,
               words});

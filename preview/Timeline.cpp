@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "ContinuedItemPlay.h"
 
@@ -32,25 +31,20 @@ class Player
     {
         const int first = playback::CyclesOf(m_words[0]);
         const std::int64_t start = m_timeline.startMsec;
-        ContinuedItemPlay play({0, &m_slot}, first, static_cast<long>(start));
+        ContinuedItemPlay play({0, &m_slot}, first, Host::Clock(start));
         Send({m_host.PollAt(start), start, first, play.RemCycles()});
         while (play.RemCycles() > 0 && !Stopped()) {
             const std::int64_t due = play.m_nextMsec;
             const std::int64_t now = m_host.PollAt(due + 3);
-            if (!play.ReadyToContinue(Clock(now))) break;
-            if (play.ContinueCmds(Clock(now), reinterpret_cast<unsigned char*>(m_words.data())) < 1) break;
+            if (!play.ReadyToContinue(Host::Clock(now))) break;
+            if (play.ContinueCmds(Host::Clock(now), reinterpret_cast<unsigned char*>(m_words.data())) < 1)
+                break;
             Send({now, due, playback::CyclesOf(m_words[0]), play.RemCycles()});
         }
         return m_timeline;
     }
 
  private:
-    // The host's clock stops at its largest value: where a long has 32 bits, after 24.8 days.
-    static long Clock(std::int64_t msec)
-    {
-        return static_cast<long>(std::min<std::int64_t>(msec, std::numeric_limits<long>::max()));
-    }
-
     bool Stopped() const { return m_timeline.continuous && m_timeline.blocks.size() >= m_host.blocks; }
 
     void Send(const Block& block)

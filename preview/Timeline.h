@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "Encoding.h"
@@ -34,6 +36,11 @@ struct Host
     int pollMsec = 1;        // how often it looks at its clock
     std::size_t blocks = 5;  // after so many it stops a continuous pattern
 
+    // Its clock stops at its largest value: where a long has 32 bits, after 24.8 days.
+    static long Clock(std::int64_t msec)
+    {
+        return static_cast<long>(std::min<std::int64_t>(msec, std::numeric_limits<long>::max()));
+    }
     // When it looks for the first time at that time or later.
     std::int64_t PollAt(std::int64_t msec) const { return (msec + pollMsec - 1) / pollMsec * pollMsec; }
 };
