@@ -6,45 +6,14 @@
 
 #include "Calls.h"
 #include "ContinuedItemPlay.h"
+#include "Handles.h"
 #include "Sentences.h"
-#include "Stimulator.h"
 
 using namespace capi;
 
-namespace {
-
-// What a pattern handle and the plays of its pattern share.
-struct Shared
-{
-    explicit Shared(const preview::Stimulator& s) : stimulator(s), pattern(preview::MakePattern(s)) {}
-    Shared(const Shared& other) : stimulator(other.stimulator), pattern(other.pattern) {}
-    Shared& operator=(const Shared&) = delete;
-
-    const preview::Stimulator stimulator;
-    preview::AnyPattern pattern;
-    StimPattern* slot = &preview::Base(pattern);
-};
-
-}  // namespace
-
-struct tarvutil_pattern
-{
-    std::shared_ptr<Shared> shared;
-    std::vector<std::string> errors, warnings;  // of the last text
-    std::string error;
-
-    StimPattern& Pattern() const { return *shared->slot; }
-    LillyPattern& Lilly() const
-    {
-        auto* lilly = std::get_if<LillyPattern>(&shared->pattern);
-        if (lilly == nullptr) throw Error{TARVUTIL_NOT_LILLY, "the pattern is not a Lilly pattern"};
-        return *lilly;
-    }
-};
-
 struct tarvutil_play
 {
-    std::shared_ptr<Shared> shared;
+    std::shared_ptr<SharedPattern> shared;
     ContinuedItemPlay play;
     std::string error;
 };
@@ -218,7 +187,7 @@ tarvutil_pattern* tarvutil_pattern_new(int32_t kind, float time_step_us, float a
         stimulator.budget = budget;
         if (const auto unusable = stimulator.Unusable())
             throw Error{TARVUTIL_BAD_ARGUMENT, Sentence(stimulator, *unusable)};
-        return new tarvutil_pattern{std::make_shared<Shared>(stimulator), {}, {}, {}};
+        return new tarvutil_pattern{std::make_shared<SharedPattern>(stimulator), {}, {}, {}};
     });
 }
 
@@ -226,7 +195,7 @@ tarvutil_pattern* tarvutil_pattern_copy_new(const tarvutil_pattern* pattern, cha
 {
     return New(reason, capacity, [&] {
         if (pattern == nullptr) throw Error{TARVUTIL_NULL_HANDLE, "the pattern is null"};
-        return new tarvutil_pattern{std::make_shared<Shared>(*pattern->shared), {}, {}, {}};
+        return new tarvutil_pattern{std::make_shared<SharedPattern>(*pattern->shared), {}, {}, {}};
     });
 }
 

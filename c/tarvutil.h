@@ -9,6 +9,9 @@
  *
  * Texts go in as a pointer and a length in bytes; a length of -1 means up to the NUL. A NUL inside is an error.
  *
+ * JSON texts are UTF-8 and of one line; numbers that are infinite or unknown are null in them. The chapter
+ * on the program's output in the manual lists their keys.
+ *
  * Arrays and texts come out in buffers of the caller with their capacity, in elements. The result is the number of
  * elements that there are (of a text without its NUL). When that is more than the capacity (of a text: not less than
  * it), nothing is written: call again with a larger buffer. A null buffer is allowed with capacity 0, to ask for the
@@ -41,6 +44,8 @@ typedef struct tarvutil_pattern tarvutil_pattern;
 typedef struct tarvutil_play tarvutil_play;
 typedef struct tarvutil_stimulator tarvutil_stimulator;
 typedef struct tarvutil_report tarvutil_report;
+typedef struct tarvutil_design tarvutil_design;
+typedef struct tarvutil_schedule tarvutil_schedule;
 
 enum tarvutil_status
 {
@@ -190,20 +195,32 @@ TARVUTIL_API int32_t tarvutil_stimulator_free(tarvutil_stimulator* stimulator);
 TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator* stimulator, char* text,
                                                int32_t capacity);
 /* Sets an option by the name that it has in the program, without the dashes: "pattern" (enum tarvutil_kind),
- * "time-step", "amp-step", "amp-max", "budget", or a limit such as "max-error". A limit of NaN is no limit. */
+ * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", the switches "exact" and "whole-cycles" (1
+ * or 0), or "area" (of the electrode, cm2, above 0). NaN takes a limit, the area, or the largest amplitude away. A value
+ * outside its range is TARVUTIL_BAD_ARGUMENT and changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double value);
-/* NaN for a limit that is not set. */
+/* NaN for a limit or an area that is not set. The largest amplitude is 100 steps when it is not set. */
 TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double* value);
+
+/* Sets what a device file gives: TOML with the tables [stimulator] and [limits], and as their keys the names above. name is printed with the line of a fault. TARVUTIL_REFUSED for a file with any
+ * fault, which then changes nothing. */
+TARVUTIL_API int32_t tarvutil_stimulator_read_profile(tarvutil_stimulator* stimulator, const char* text,
+                                                      int32_t length, const char* name, int32_t name_length);
 
 /* --- Reports --- */
 
 /* What will be played beside what a specification string asks for. Also a refused text gives a report, without words.
- * lenient other than 0 reads irregular texts as the library does; else they are refused. */
+ * lenient other than 0 reads irregular texts as the library does; else they are refused. Null when a limit is set that
+ * needs the area of the electrode, and that is not. */
 TARVUTIL_API tarvutil_report* tarvutil_report_new(const tarvutil_stimulator* stimulator, const char* text,
                                                   int32_t length, int32_t lenient, char* reason,
                                                   int32_t capacity);
+/* The same for a pattern as it stands. limits: a stimulator of which the limits count, or null for none. */
+TARVUTIL_API tarvutil_report* tarvutil_pattern_report_new(const tarvutil_pattern* pattern,
+                                                          const tarvutil_stimulator* limits, char* reason,
+                                                          int32_t capacity);
 TARVUTIL_API int32_t tarvutil_report_free(tarvutil_report* report);
 TARVUTIL_API int32_t tarvutil_report_error(const tarvutil_report* report, char* text, int32_t capacity);
 /* 1 when there are words and no limit is exceeded, else 0. */
@@ -218,8 +235,85 @@ TARVUTIL_API int32_t tarvutil_report_figure(tarvutil_report* report, const char*
 /* One text of that object, by its path: "/refusal/text", "/deviations/0/cause". */
 TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t length,
                                           char* text, int32_t capacity);
-/* One cycle as asked and as played, drawn as SVG. */
-TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, char* text, int32_t capacity);
+/* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes as long
+ * as eleven reports. */
+TARVUTIL_API int32_t tarvutil_report_steps(tarvutil_report* report, char* text, int32_t capacity);
+/* The words and what each says, field by field: the JSON object that "tarvutil encode --format json" prints. */
+TARVUTIL_API int32_t tarvutil_report_word_rows(tarvutil_report* report, char* text, int32_t capacity);
+/* The phases of which each word plays a part, by their indices from 0: two arrays of that capacity. A word of a step
+ * that phases share has several, first to last. Word 0 has none: -1. */
+TARVUTIL_API int32_t tarvutil_report_word_phases(tarvutil_report* report, int32_t* first, int32_t* last,
+                                                 int32_t capacity);
+
+enum tarvutil_drawn
+{
+    TARVUTIL_CYCLE = 0, /* one cycle; long pauses are shortened */
+    TARVUTIL_TRAIN = 1  /* the whole train; TARVUTIL_BAD_ARGUMENT for one without end */
+};
+
+/* As asked and as played, drawn as an SVG document. TARVUTIL_REFUSED when the text has no words. */
+TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, int32_t drawn, char* text,
+                                         int32_t capacity);
+/* The same picture as numbers, to be drawn by other means: a JSON object. "asked" and "played" are curves, arrays of
+ * [at, microamperes]; at is in microseconds of a time axis from 0 to "width", on which "breaks", [from, to, label], are
+ * the shortened pauses. "time_ticks" and "current_ticks" are [at, label], the current axis goes from "low_ua" to
+ * "high_ua", and each curve ends in a stroke from -"cap_ua" to "cap_ua". "fine": played has more cycles than can be
+ * told apart. Texts: "title", "subtitle", "notes", "time_axis", "current_axis", "asked_name", "played_name",
+ * "breaks_text". */
+TARVUTIL_API int32_t tarvutil_report_picture(tarvutil_report* report, int32_t drawn, char* text,
+                                             int32_t capacity);
+
+/* --- Design --- */
+
+/* Specification strings from parameters: a JSON object whose keys are the names that the options of "tarvutil design"
+ * have, with "_" or "-" inside, as in
+ *
+ *     {"amplitude": 60, "phase1": 200, "ipi": 100, "balance": 2, "frequency": 100, "pulses": 100}
+ *     {"amplitude": "20:100:20", "phase1": 200, "frequency": 100, "train": "inf", "polarity": "positive"}
+ *
+ * A value is a number, or a text as the option takes it; null is no value. The kind of the texts is plain for bursts,
+ * else Lilly, whatever kind the stimulator is set to. Null, with the reason, when a key is unknown, a value is outside
+ * its range, values do not go together, or there would be more than 100000 texts. A design that nothing plays is none of
+ * these: it has no text, and its JSON says why. */
+TARVUTIL_API tarvutil_design* tarvutil_design_new(const tarvutil_stimulator* stimulator,
+                                                  const char* parameters, int32_t length, char* reason,
+                                                  int32_t capacity);
+TARVUTIL_API int32_t tarvutil_design_free(tarvutil_design* design);
+TARVUTIL_API int32_t tarvutil_design_error(const tarvutil_design* design, char* text, int32_t capacity);
+/* How many: one, or more of a sweep, a ramp or repeated trains. */
+TARVUTIL_API int32_t tarvutil_design_count(tarvutil_design* design);
+/* One of the texts, from 0. TARVUTIL_REFUSED when it has none. */
+TARVUTIL_API int32_t tarvutil_design_text(tarvutil_design* design, int32_t index, char* text,
+                                          int32_t capacity);
+/* All of them as a JSON array of objects: "name", "pattern" ("lilly" or "plain"), "text", "adjusted" (a list near the one
+ * requested is used), "changes" (what is played otherwise than requested: "item", "asked", "got" and "text"), "remarks"
+ * (the same and the totals, as sentences), and "exceeded" limits of the stimulator, by what is requested. Without a text
+ * "errors" are sentences, with "advice" or, out of reach, the "reachable" value. */
+TARVUTIL_API int32_t tarvutil_design_json(tarvutil_design* design, char* text, int32_t capacity);
+/* The report on one of them, by the limits of the stimulator; on the list that was refused where there is no text. Null
+ * where it is out of reach. */
+TARVUTIL_API tarvutil_report* tarvutil_design_report_new(const tarvutil_design* design, int32_t index,
+                                                         char* reason, int32_t capacity);
+
+/* --- Schedules --- */
+
+/* Trains on several channels, each from its own start, for a stimulator. */
+TARVUTIL_API tarvutil_schedule* tarvutil_schedule_new(const tarvutil_stimulator* stimulator, char* reason,
+                                                      int32_t capacity);
+TARVUTIL_API int32_t tarvutil_schedule_free(tarvutil_schedule* schedule);
+TARVUTIL_API int32_t tarvutil_schedule_error(const tarvutil_schedule* schedule, char* text, int32_t capacity);
+/* Adds the train of a specification string on a channel, 0 to 1000000, from start_ms, 0 to 1000000000000. Returns its
+ * number, from 0; TARVUTIL_REFUSED when the text has no words. */
+TARVUTIL_API int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int64_t start_ms,
+                                           const char* text, int32_t length, int32_t lenient);
+/* What a host sends that looks at its clock every poll_ms, 1 to 1000000, before until_ms (-1: to the end of all trains,
+ * none of which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and
+ * "total", what they come to. TARVUTIL_REFUSED when a train begins while its channel still plays another. */
+TARVUTIL_API int32_t tarvutil_schedule_json(tarvutil_schedule* schedule, int32_t poll_ms, int64_t until_ms,
+                                            char* text, int32_t capacity);
+/* The trains as the table of events that "tarvutil play --format events" writes: lines with tabs between columns. */
+TARVUTIL_API int32_t tarvutil_schedule_events(tarvutil_schedule* schedule, int64_t until_ms, char* text,
+                                              int32_t capacity);
 
 /* --- Words to current --- */
 
@@ -228,6 +322,12 @@ TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, char* text, in
 TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_us,
                                        float amp_step_ua, double* starts_us, double* durations_us,
                                        double* currents_ua, int32_t* word_indices, int32_t capacity);
+/* The current, microamperes, averaged over samples of 1/rate_hz seconds from the start of the train: the charge is kept.
+ * cycles: of the train, above 0 (1 for one cycle), or 0 for as many as word 0 holds. The last sample is filled up with no
+ * current. Sample i begins at i/rate_hz seconds. */
+TARVUTIL_API int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us,
+                                      float amp_step_ua, int64_t cycles, double rate_hz, double* currents_ua,
+                                      int32_t capacity);
 
 #ifdef __cplusplus
 }

@@ -1,5 +1,6 @@
 #include "Events.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -36,6 +37,21 @@ void AppendEvent(std::string& table, const Event& event)
     table += Seconds(event.onsetSec) + '\t' + Seconds(event.durationSec) + '\t' +
              (event.channel ? std::to_string(*event.channel) : Unknown) + '\t' + Cell(event.head) + '\t' +
              Cell(event.text) + '\n';
+}
+
+std::string EventsOf(Schedule& schedule, std::optional<std::int64_t> untilMsec)
+{
+    std::string table = EventsHeader();
+    for (const ScheduledTrain& train : schedule.Trains()) {
+        const auto startMsec = static_cast<double>(train.startMsec);
+        double endMsec = train.endUsec / 1000;
+        if (untilMsec) endMsec = std::min(endMsec, static_cast<double>(*untilMsec));
+        if (endMsec <= startMsec) continue;
+        const ScheduledPattern& pattern = schedule.PatternOf(train);
+        AppendEvent(table, {startMsec / 1000, (endMsec - startMsec) / 1000, train.channel, pattern.head,
+                            pattern.text});
+    }
+    return table;
 }
 
 std::string EventsDescription()

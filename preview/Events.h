@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "Schedule.h"
 
 // What was scheduled, as a table of events in the form of BIDS (the Brain Imaging Data Structure, Gorgolewski 2016,
 // doi:10.1038/sdata.2016.44): a line per train, with tabs between the columns, and a JSON file that describes them.
@@ -22,6 +25,8 @@ struct Event
 std::string EventsHeader();
 // To the microsecond; "n/a" for what is unknown or infinite.
 void AppendEvent(std::string& table, const Event& event);
+// The table of a schedule; trains are cut at untilMsec, and those that start later are left out.
+std::string EventsOf(Schedule& schedule, std::optional<std::int64_t> untilMsec);
 // The description of the columns: JSON of several lines.
 std::string EventsDescription();
 

@@ -5,6 +5,7 @@
 
 #include "NumberFormat.h"
 #include "Sentences.h"
+#include "SentencesOfDesign.h"
 #include "WordRows.h"
 
 namespace preview {
@@ -99,7 +100,8 @@ Json ExcessObject(const Excess& excess)
     const LimitKind& kind = KindOf(excess.limit);
     return {{"limit", kind.name},
             {std::string("value") + kind.key, Figure(excess.value)},
-            {std::string("limit") + kind.key, Figure(excess.most)}};
+            {std::string("limit") + kind.key, Figure(excess.most)},
+            {"text", Sentence(excess)}};
 }
 
 void Put(Json& object, const std::string& name, const std::string& unit, const AskedPlayed& value)
@@ -212,6 +214,45 @@ void PutAdvice(Json& object, const Advice& advice)
         for (const double usec : advice.movedUsec) put["moved_us"].push_back(Figure(usec));
     }
     if (!advice.steps.empty()) put["steps"] = StepObjects(advice.steps);
+    put["sentences"] = AdviceSentences(advice);
+}
+
+Json CommandObject(const ScheduledCommand& command)
+{
+    Json object{{"channel", command.channel},
+                {"sent_ms", command.sentMsec},
+                {"due_ms", command.dueMsec},
+                {"cycles", command.cycles}};
+    if (command.cyclesLeft >= 0)
+        object["cycles_left"] = command.cyclesLeft;
+    else
+        object["continuous"] = true;
+    object["words"] = command.words;
+    return object;
+}
+
+Json TotalObject(std::size_t commands, const TotalCurrent& total)
+{
+    return {{"commands", commands},
+            {"largest_total_current_ua", Figure(total.magnitude.ua)},
+            {"largest_total_current_at_ms", Figure(total.magnitude.atMsec)},
+            {"largest_net_current_ua", Figure(total.net.ua)},
+            {"largest_net_current_at_ms", Figure(total.net.atMsec)}};
+}
+
+Json CurveArray(const std::vector<PicturePoint>& curve)
+{
+    Json points = Json::array();
+    for (const PicturePoint& point : curve)
+        points.push_back(Json::array({Figure(point.at), Figure(point.currentUa)}));
+    return points;
+}
+
+Json TickArray(const std::vector<PictureTick>& ticks)
+{
+    Json array = Json::array();
+    for (const PictureTick& tick : ticks) array.push_back(Json::array({Figure(tick.at), tick.label}));
+    return array;
 }
 
 Json WordObject(const WordRow& row)
@@ -289,25 +330,88 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
 std::string CommandJson(const ScheduledCommand& command, std::string_view place)
 {
     Json object = AtPlace(place);
-    object["channel"] = command.channel;
-    object["sent_ms"] = command.sentMsec;
-    object["due_ms"] = command.dueMsec;
-    object["cycles"] = command.cycles;
-    if (command.cyclesLeft >= 0)
-        object["cycles_left"] = command.cyclesLeft;
-    else
-        object["continuous"] = true;
-    object["words"] = command.words;
+    object.update(CommandObject(command));
     return Line(object);
 }
 
 std::string TotalJson(std::size_t commands, const TotalCurrent& total)
 {
-    return Line({{"commands", commands},
-                 {"largest_total_current_ua", Figure(total.magnitude.ua)},
-                 {"largest_total_current_at_ms", Figure(total.magnitude.atMsec)},
-                 {"largest_net_current_ua", Figure(total.net.ua)},
-                 {"largest_net_current_at_ms", Figure(total.net.atMsec)}});
+    return Line(TotalObject(commands, total));
+}
+
+std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec)
+{
+    Json object{{"trains", Json::array()}, {"commands", Json::array()}};
+    for (const ScheduledTrain& train : schedule.Trains())
+        object["trains"].push_back({{"train", train.number},
+                                    {"channel", train.channel},
+                                    {"start_ms", train.startMsec},
+                                    {"end_ms", Figure(train.endUsec / 1000)},
+                                    {"text", schedule.PatternOf(train).text}});
+    Json& commands = object["commands"];
+    schedule.Play(host, untilMsec, [&commands](const ScheduledCommand& command) {
+        Json entry{{"train", command.number}};
+        entry.update(CommandObject(command));
+        commands.push_back(std::move(entry));
+    });
+    object["total"] = TotalObject(commands.size(), schedule.Total(untilMsec));
+    return Line(object);
+}
+
+std::string DesignJson(const Design& design, const std::string& name)
+{
+    Json object{{"name", name},
+                {"pattern", design.report.stimulator.pattern == PatternKind::Plain ? "plain" : "lilly"}};
+    if (!design.text.empty()) {
+        object["text"] = design.text;
+        object["adjusted"] = design.adjusted;
+        Json& changes = object["changes"] = Json::array();
+        for (const DesignChange& change : design.changes)
+            changes.push_back({{"item", NameOf(change.item)},
+                               {"asked", Figure(change.asked)},
+                               {"got", Figure(change.got)},
+                               {"text", Sentence(change)}});
+        object["remarks"] = ChangeSentences(design);
+        Json& exceeded = object["exceeded"] = Json::array();
+        for (const Excess& excess : design.excesses) exceeded.push_back(ExcessObject(excess));
+    } else if (design.outOfReach) {
+        object["errors"] = Json::array({Sentence(*design.outOfReach)});
+        object["reachable"] = Figure(design.outOfReach->reachable);
+    } else {
+        object["errors"] = RefusalSentences(design.report);
+        object["advice"] = AdviceSentences(AdviceOn(design.report));
+    }
+    return Line(object);
+}
+
+std::string StepsJson(const std::vector<StepRow>& rows)
+{
+    return Line(StepObjects(rows));
+}
+
+std::string PictureJson(const Picture& picture)
+{
+    Json object{{"title", picture.title},
+                {"subtitle", picture.subtitle},
+                {"notes", picture.notes},
+                {"time_axis", picture.timeAxis},
+                {"current_axis", picture.currentAxis},
+                {"asked_name", picture.askedName},
+                {"played_name", picture.playedName},
+                {"width", Figure(picture.width)},
+                {"low_ua", Figure(picture.lowUa)},
+                {"high_ua", Figure(picture.highUa)},
+                {"cap_ua", Figure(picture.capUa)},
+                {"fine", picture.fine},
+                {"asked", CurveArray(picture.asked)},
+                {"played", CurveArray(picture.played)},
+                {"time_ticks", TickArray(picture.timeTicks)},
+                {"current_ticks", TickArray(picture.currentTicks)},
+                {"breaks", Json::array()},
+                {"breaks_text", picture.breaksText}};
+    for (const PictureBreak& gap : picture.breaks)
+        object["breaks"].push_back(Json::array({Figure(gap.from), Figure(gap.to), gap.label}));
+    return Line(object);
 }
 
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,

@@ -4,6 +4,8 @@
 #include <string_view>
 
 #include "Advice.h"
+#include "Design.h"
+#include "Picture.h"
 #include "Profile.h"
 #include "Report.h"
 #include "Schedule.h"
@@ -29,6 +31,18 @@ std::string TimelineJson(const Report& report, const Timeline& timeline, std::st
 // A command of a schedule, at the place of its train; and what the commands come to.
 std::string CommandJson(const ScheduledCommand& command, std::string_view place);
 std::string TotalJson(std::size_t commands, const TotalCurrent& total);
+
+// A schedule as one object: its trains, the commands that play them and what they come to. REQUIRES: as Schedule::Play.
+std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec);
+
+// A design by its name: its text, and what of it is not as requested; or why there is no text.
+std::string DesignJson(const Design& design, const std::string& name);
+
+// How usual time steps play a text: what "steps" is in ReportJson.
+std::string StepsJson(const std::vector<StepRow>& rows);
+
+// Curves are arrays of [at, current], ticks of [at, label], breaks of [from, to, label].
+std::string PictureJson(const Picture& picture);
 
 // What words play, whoever wrote them, and what is remarkable about them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,

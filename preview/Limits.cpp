@@ -125,6 +125,14 @@ const std::array<LimitKind, LimitCount>& LimitKinds()
     return kinds;
 }
 
+const LimitKind* LimitWithoutArea(const Limits& limits)
+{
+    for (const LimitKind& kind : LimitKinds())
+        if (kind.needsArea && limits.most[static_cast<std::size_t>(kind.limit)] && !limits.areaCm2)
+            return &kind;
+    return nullptr;
+}
+
 void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Deviations& deviations,
                   std::vector<Excess>& excesses)
 {

@@ -74,6 +74,9 @@ struct Limits
     const std::optional<double>& Most(Limit limit) const { return most[static_cast<std::size_t>(limit)]; }
 };
 
+// The first limit that is set and needs the area of the electrode, which is not; null when there is none.
+const LimitKind* LimitWithoutArea(const Limits& limits);
+
 // A limit that a pattern exceeds.
 struct Excess
 {

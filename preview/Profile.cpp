@@ -59,15 +59,6 @@ std::array<SettingKind, SettingCount> MakeKinds()
     return kinds;
 }
 
-std::optional<std::size_t> SettingNamed(std::string_view name)
-{
-    const auto& kinds = SettingKinds();
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        if (kinds[i].name == name) return i;
-    }
-    return std::nullopt;
-}
-
 // --- Values ---
 
 bool IsFloat(double value)
@@ -131,6 +122,24 @@ const std::array<SettingKind, SettingCount>& SettingKinds()
 {
     static const std::array<SettingKind, SettingCount> kinds = MakeKinds();
     return kinds;
+}
+
+std::optional<std::size_t> SettingNamed(std::string_view name)
+{
+    const auto& kinds = SettingKinds();
+    const auto found =
+        std::find_if(kinds.begin(), kinds.end(), [&](const SettingKind& kind) { return kind.name == name; });
+    if (found == kinds.end()) return std::nullopt;
+    return static_cast<std::size_t>(found - kinds.begin());
+}
+
+std::string FaultOf(std::size_t setting, double value)
+{
+    const SettingForm form = SettingKinds()[setting].form;
+    const bool isSwitch = form == SettingForm::Switch || form == SettingForm::Kind;
+    bool usable = IsInRange(setting, value) && (!isSwitch || value == 0 || value == 1);
+    if (form == SettingForm::Area) usable = std::isfinite(value) && value > 0;
+    return usable ? std::string() : std::string(SettingKinds()[setting].name) + " is not " + RangeOf(setting);
 }
 
 std::optional<double> Profile::Value(std::size_t setting) const
@@ -203,6 +212,24 @@ void Profile::Set(std::size_t setting, double value, const std::string& place)
                 most = value != 0 ? std::optional<double>(0) : std::nullopt;
         }
     }
+}
+
+bool Profile::Clear(std::size_t setting)
+{
+    if (setting == AmpMax)
+        stimulator.ampMaxUa.reset();
+    else if (setting == Exact)
+        limits.exact = false;
+    else if (setting == Area)
+        limits.areaCm2.reset();
+    else if (setting == MaxTotalCurrent)
+        limits.maxTotalUa.reset();
+    else if (setting >= FirstLimit)
+        limits.most[setting - FirstLimit].reset();
+    else
+        return false;
+    places[setting].clear();
+    return true;
 }
 
 std::string SettingText(const SettingKind& kind, double value)

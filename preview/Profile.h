@@ -38,6 +38,11 @@ constexpr std::size_t SettingCount = 20;
 // The values of the stimulator, then those of limits.
 const std::array<SettingKind, SettingCount>& SettingKinds();
 
+// The index of the setting of that name.
+std::optional<std::size_t> SettingNamed(std::string_view name);
+// What is wrong with a value of a setting, as SettingForm says; else nothing.
+std::string FaultOf(std::size_t setting, double value);
+
 // Values, and where each comes from: "lab.toml:3".
 struct Profile
 {
@@ -50,8 +55,10 @@ struct Profile
     std::optional<double> Value(std::size_t setting) const;
     // Empty also for a name that no setting has.
     const std::string& PlaceOf(std::string_view name) const;
-    // REQUIRES: Fault(setting, value) is empty.
+    // REQUIRES: FaultOf(setting, value) is empty.
     void Set(std::size_t setting, double value, const std::string& place);
+    // Takes a limit, the area or the largest amplitude away. False for other settings: they always have a value.
+    bool Clear(std::size_t setting);
 };
 
 // What is wrong with a source, and where.

@@ -35,9 +35,6 @@ std::string Wrong(const char* item, std::string_view text, const std::string& re
 
 std::string ReadScheduleLine(std::string_view line, ScheduleLine& read)
 {
-    constexpr int MaxChannel = 1000000;
-    // 31 years, or what the clock of the host holds.
-    static const std::int64_t MaxStartMsec = Host::Clock(1000000000000);
     const std::size_t first = line.find('\t');
     const std::size_t second = first == std::string_view::npos ? first : line.find('\t', first + 1);
     if (second == std::string_view::npos)
@@ -46,8 +43,8 @@ std::string ReadScheduleLine(std::string_view line, ScheduleLine& read)
     const std::string_view start = line.substr(first + 1, second - first - 1);
     if (!ReadWhole(channel, MaxChannel, read.channel))
         return Wrong("channel", channel, "0 to " + std::to_string(MaxChannel));
-    if (!ReadWhole(start, MaxStartMsec, read.startMsec))
-        return Wrong("start", start, "0 to " + std::to_string(MaxStartMsec) + " milliseconds");
+    if (!ReadWhole(start, MaxStartMsec(), read.startMsec))
+        return Wrong("start", start, "0 to " + std::to_string(MaxStartMsec()) + " milliseconds");
     read.text = line.substr(second + 1);
     return {};
 }

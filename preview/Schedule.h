@@ -17,6 +17,13 @@
 // channels together. The memory grows with the trains, not with how long they play; equal texts share their words.
 namespace preview {
 
+constexpr int MaxChannel = 1000000;
+// The latest start: 31 years, or what the clock of the host holds.
+inline std::int64_t MaxStartMsec()
+{
+    return Host::Clock(1000000000000);
+}
+
 // A line "channel TAB start TAB text" of a schedule: the channel is a whole number of 0 or above, the start one of
 // milliseconds.
 struct ScheduleLine

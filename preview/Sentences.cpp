@@ -408,6 +408,15 @@ std::vector<std::string> RefusalSentences(const Report& report)
     return IrregularitySentences(encoding.asked);
 }
 
+std::string Sentence(const Overlap& overlap, const char* numbered)
+{
+    const auto& [earlier, later] = overlap;
+    return "channel " + std::to_string(later.channel) + " still plays the train of " + numbered + " " +
+           std::to_string(earlier.number) +
+           (std::isinf(earlier.endUsec) ? ", which has no end"
+                                        : " until " + Rounded(earlier.endUsec / 1000) + " ms");
+}
+
 std::vector<std::string> IrregularityWarnings(const Report& report)
 {
     const std::optional<Refusal>& refusal = report.encoding.refusal;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Report.h"
+#include "Schedule.h"
 #include "Summary.h"
 
 // The values of this room as sentences: for whoever prints a report, made when it is printed.
@@ -40,6 +41,9 @@ std::vector<std::string> RefusalSentences(const Report& report);
 
 // "3 patterns, 2 within the limits, 1 refused; largest error of a phase start: 0.667 us (FILE:3), ..."
 std::string Sentence(const Summary& summary);
+
+// "channel 3 still plays the train of line 2 until 10 ms": numbered is what the trains are counted by, "line".
+std::string Sentence(const Overlap& overlap, const char* numbered);
 
 // What the text does not plainly say, where it was read all the same.
 std::vector<std::string> IrregularityWarnings(const Report& report);

@@ -7,8 +7,6 @@
 #include "Sentences.h"
 
 namespace preview {
-namespace {
-
 const char* NameOf(DesignItem item)
 {
     switch (item) {
@@ -37,6 +35,8 @@ const char* NameOf(DesignItem item)
     }
     return "train";
 }
+
+namespace {
 
 const char* UnitOf(DesignItem item)
 {
@@ -130,6 +130,23 @@ std::vector<std::string> ChangeSentences(const Design& design)
     for (const DesignItem item : design.items) names.emplace_back(NameOf(item));
     sentences.push_back(Sentence(totals, names));
     return sentences;
+}
+
+std::string Sentence(SequenceFault fault, const std::string& dashes)
+{
+    const std::string& d = dashes;
+    switch (fault) {
+        case SequenceFault::TooLong:
+            return "more than " + std::to_string(MaxDesigns) + " lines";
+        case SequenceFault::PartBurst:
+            return d + "pulses, " + d + "ramp-up and " + d + "ramp-down are to be multiples of " + d +
+                   "burst";
+        case SequenceFault::RampTooLong:
+            return "the ramps have more pulses than the train";
+        case SequenceFault::Endless:
+            break;
+    }
+    return "a train without end has no " + d + "ramp-down and no " + d + "times";
 }
 
 std::vector<std::string> AdviceSentences(const Advice& advice)

@@ -5,9 +5,12 @@
 
 #include "Advice.h"
 #include "Design.h"
+#include "Sequence.h"
 
 // Designs and advice as sentences, made when they are printed.
 namespace preview {
+
+const char* NameOf(DesignItem item);  // "phase 1", "frequency", ...
 
 // "frequency: 3000 Hz is out of reach, at most 2000 Hz"
 std::string Sentence(const OutOfReach& outOfReach);
@@ -17,6 +20,9 @@ std::string Sentence(const DesignChange& change);
 
 // What is played otherwise than it is requested: the changes, and the notable totals as encode prints them.
 std::vector<std::string> ChangeSentences(const Design& design);
+
+// "--pulses, --ramp-up and --ramp-down are to be multiples of --burst": names of parameters with dashes in front.
+std::string Sentence(SequenceFault fault, const std::string& dashes);
 
 // What would work in place of the refused text: none to three sentences.
 std::vector<std::string> AdviceSentences(const Advice& advice);

@@ -29,6 +29,8 @@ class Handle
 using PatternHandle = Handle<tarvutil_pattern, tarvutil_pattern_free>;
 using StimulatorHandle = Handle<tarvutil_stimulator, tarvutil_stimulator_free>;
 using ReportHandle = Handle<tarvutil_report, tarvutil_report_free>;
+using DesignHandle = Handle<tarvutil_design, tarvutil_design_free>;
+using ScheduleHandle = Handle<tarvutil_schedule, tarvutil_schedule_free>;
 using PlayHandle = Handle<tarvutil_play, tarvutil_play_free>;
 
 template <typename Call>
@@ -216,6 +218,157 @@ TEST(CInterfaceTest, AReportHasEveryFigureByItsPath)
                   return tarvutil_report_text(report, "/deviations/0/cause", -1, out, room);
               }),
               json["deviations"][0]["cause"]);
+}
+
+TEST(CInterfaceTest, ADesignReportsOnEachOfItsTexts)
+{
+    const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+    const DesignHandle sweep(tarvutil_design_new(
+        stimulator,
+        R"({"amplitude": "20:57:37", "phase1": 200, "frequency": 100.0, "pulses": 2, "off": null})", -1,
+        nullptr, 0));
+    ASSERT_EQ(tarvutil_design_count(sweep), 2);
+    const auto json = nlohmann::json::parse(
+        TextOf([&](char* out, std::int32_t room) { return tarvutil_design_json(sweep, out, room); }));
+    EXPECT_EQ(json[1]["changes"][0]["text"], "amplitude: -57 uA is played as -60 uA");
+    const ReportHandle report(tarvutil_design_report_new(sweep, 1, nullptr, 0));
+    EXPECT_EQ(TextOf([&](char* out, std::int32_t room) {
+                  return tarvutil_report_text(report, "/text", -1, out, room);
+              }),
+              json[1]["text"]);
+    EXPECT_EQ(tarvutil_design_report_new(sweep, 2, nullptr, 0), nullptr);
+
+    const DesignHandle beyond(tarvutil_design_new(
+        stimulator, R"({"amplitude": 20, "phase1": 200, "frequency": 3000, "pulses": 1})", -1, nullptr, 0));
+    EXPECT_EQ(tarvutil_design_text(beyond, 0, nullptr, 0), TARVUTIL_REFUSED);
+    EXPECT_EQ(tarvutil_design_report_new(beyond, 0, nullptr, 0), nullptr);
+    for (const auto& [parameters, wanted] : std::vector<std::pair<const char*, const char*>>{
+             {"[1]", "JSON"},
+             {R"({"colour": 1})", "colour"},
+             {R"({"ramp_up": 0.5})", "ramp_up: '0.5' is not a whole number"},
+             {R"({"name": "a:b"})", "name"},
+             {R"({"phase1": [200]})", "phase1"},
+             {R"({"amplitude": 20, "phase1": 200, "frequency": 100})", "one of train"},
+             {R"({"amplitude": "1:9:0.00001", "phase1": 200, "frequency": 100, "pulses": 1})", "100000"}}) {
+        char reason[Room] = "";
+        EXPECT_EQ(tarvutil_design_new(stimulator, parameters, -1, reason, Room), nullptr) << parameters;
+        EXPECT_NE(std::string(reason).find(wanted), std::string::npos) << reason;
+    }
+}
+
+// Samples, segments and words are of one current: what a train delivers is the same by each.
+TEST(CInterfaceTest, SamplesKeepTheCharge)
+{
+    const std::uint32_t words[] = {3, 0x0006A006, 0x00038000, 0x000CA083, 0x01170000};
+    constexpr double Hz = 7000;
+    std::vector<double> samples(300), starts(9), durations(9), currents(9);
+    std::vector<std::int32_t> indices(9);
+    const std::int32_t segments = tarvutil_segments(words, 5, ThirdStep, 10, starts.data(), durations.data(),
+                                                    currents.data(), indices.data(), 9);
+    ASSERT_GT(segments, 0);
+    double cycle = 0;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(segments); ++i)
+        cycle += durations[i] * std::fabs(currents[i]);
+    for (const std::int64_t cycles : {1, 0}) {
+        const std::int32_t count = tarvutil_samples(words, 5, ThirdStep, 10, cycles, Hz, samples.data(), 300);
+        ASSERT_GT(count, 0);
+        double net = 0;
+        double most = 0;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+            net += samples[i] * 1e6 / Hz;
+            most = std::max(most, std::fabs(samples[i]));
+        }
+        double wanted = 0;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(segments); ++i)
+            wanted += durations[i] * currents[i] * static_cast<double>(cycles == 0 ? 3 : 1);
+        EXPECT_NEAR(net, wanted, 1e-6 * cycle);
+        EXPECT_NEAR(most, 60, 1e-6);
+        EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, cycles, Hz, nullptr, 0), count);
+    }
+    EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, 1, 1e300, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
+    EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, -1, Hz, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
+}
+
+TEST(CInterfaceTest, AScheduleSendsWhatItsTrainsAsk)
+{
+    const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+    const ScheduleHandle schedule(tarvutil_schedule_new(stimulator, nullptr, 0));
+    const char* text = "H:(0,0)(200,-50)(100,0)(200,50)(9500,0):DurationMsec=[100]";
+    const auto json = [&](std::int32_t poll, std::int64_t until) {
+        return TextOf([&](char* out, std::int32_t room) {
+            return tarvutil_schedule_json(schedule, poll, until, out, room);
+        });
+    };
+    EXPECT_EQ(json(1, -1), "error -3");
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 1, 5, text, -1, 0), 0);
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 2, 0, text, -1, 0), 1);
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 3, 0, "H:(1,2", -1, 0), TARVUTIL_REFUSED);
+    EXPECT_EQ(tarvutil_schedule_add(schedule, -1, 0, text, -1, 0), TARVUTIL_BAD_ARGUMENT);
+    const auto object = nlohmann::json::parse(json(1, -1));
+    EXPECT_EQ(object["commands"].size(), 2U);
+    EXPECT_EQ(object["commands"][1]["train"], 0);
+    EXPECT_EQ(object["commands"][1]["due_ms"], 5);
+    EXPECT_EQ(object["total"]["largest_total_current_ua"], 50);
+    EXPECT_NE(json(1, 4), json(1, -1));
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 1, 104, text, -1, 0), 2);
+    EXPECT_EQ(json(1, -1), "error -5");
+    EXPECT_NE(TextOf([&](char* out, std::int32_t room) {
+                  return tarvutil_schedule_error(schedule, out, room);
+              }).find("channel 1 still plays the train of number 0 until 105 ms"),
+              std::string::npos);
+}
+
+TEST(CInterfaceTest, ADeviceFileIsTakenAsAWholeOrNotAtAll)
+{
+    const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+    const auto value = [&](const char* key) {
+        double number = 0;
+        EXPECT_EQ(tarvutil_stimulator_get(stimulator, key, -1, &number), TARVUTIL_OK) << key;
+        return number;
+    };
+    const char* faulty = "[stimulator]\ntime-step = 20\nbudget = 0\n";
+    EXPECT_EQ(tarvutil_stimulator_read_profile(stimulator, faulty, -1, "lab", -1), TARVUTIL_REFUSED);
+    EXPECT_NE(TextOf([&](char* out, std::int32_t room) {
+                  return tarvutil_stimulator_error(stimulator, out, room);
+              }).find("lab:3"),
+              std::string::npos);
+    EXPECT_EQ(value("time-step"), 33.333332);
+    const char* device = "[stimulator]\ntime-step = 20\n[limits]\nmax-k = 1.85\narea = \"2000um2\"\n";
+    EXPECT_EQ(tarvutil_stimulator_read_profile(stimulator, device, -1, "lab", -1), TARVUTIL_OK);
+    EXPECT_EQ(value("time-step"), 20);
+    EXPECT_EQ(value("max-k"), 1.85);
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "max-k", -1, std::nan("")), TARVUTIL_OK);
+    EXPECT_TRUE(std::isnan(value("max-k")));
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "budget", -1, std::nan("")), TARVUTIL_BAD_ARGUMENT);
+}
+
+TEST(CInterfaceTest, ThePictureIsOfWhatTheWordsPlay)
+{
+    const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "max-k", -1, 1), TARVUTIL_OK);
+    const char* text = "H:(0,0)(200,-50)(53,0)(200,50)(2880,0):DurationMsec=[100]";
+    EXPECT_EQ(tarvutil_report_new(stimulator, text, -1, 0, nullptr, 0), nullptr);  // k needs an area
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "area", -1, 6e-4), TARVUTIL_OK);
+    const ReportHandle report(tarvutil_report_new(stimulator, text, -1, 0, nullptr, 0));
+    const auto picture = nlohmann::json::parse(TextOf([&](char* out, std::int32_t room) {
+        return tarvutil_report_picture(report, TARVUTIL_CYCLE, out, room);
+    }));
+    double lowest = 0;
+    for (const auto& point : picture["played"]) lowest = std::min(lowest, point[1].get<double>());
+    EXPECT_EQ(lowest, -50);
+    EXPECT_LE(picture["low_ua"], -50);
+    EXPECT_EQ(tarvutil_report_picture(report, 2, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
+
+    std::vector<std::int32_t> first(20), last(20);
+    const std::int32_t words = tarvutil_report_word_phases(report, first.data(), last.data(), 20);
+    EXPECT_EQ(words, tarvutil_report_words(report, nullptr, 0));
+    EXPECT_EQ(first[0], -1);
+    EXPECT_EQ(first[1], 1);  // phase 0 has no length
+    EXPECT_EQ(last[static_cast<std::size_t>(words) - 1], 4);
+    for (std::size_t i = 2; i < static_cast<std::size_t>(words); ++i) {
+        EXPECT_LE(first[i], last[i]);
+        EXPECT_LE(last[i - 1], first[i] + 1);
+    }
 }
 
 }  // namespace

@@ -119,12 +119,11 @@ constexpr const char* CommandLine = "command line";
 
 void NeedArea(const preview::Profile& profile)
 {
-    for (const preview::LimitKind& kind : preview::LimitKinds()) {
-        if (!kind.needsArea || !profile.limits.Most(kind.limit) || profile.limits.areaCm2) continue;
-        const std::string prefix =
-            IsOfOption(profile, kind.name) ? std::string("--") : profile.PlaceOf(kind.name) + ": ";
-        throw Fault(prefix + kind.name + " needs the area of the electrode: --area, as in --area 0.06mm2");
-    }
+    const preview::LimitKind* kind = LimitWithoutArea(profile.limits);
+    if (kind == nullptr) return;
+    const std::string prefix =
+        IsOfOption(profile, kind->name) ? std::string("--") : profile.PlaceOf(kind->name) + ": ";
+    throw Fault(prefix + kind->name + " needs the area of the electrode: --area, as in --area 0.06mm2");
 }
 
 }  // namespace

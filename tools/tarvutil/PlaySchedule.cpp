@@ -1,13 +1,14 @@
 #include <algorithm>
-#include <cmath>
 #include <initializer_list>
 
+#include "Events.h"
 #include "Fault.h"
 #include "Json.h"
 #include "Messages.h"
 #include "NumberFormat.h"
 #include "Play.h"
 #include "Schedule.h"
+#include "Sentences.h"
 
 using namespace preview;
 
@@ -28,7 +29,7 @@ class SchedulePlayer
             throw Fault(m_options.schedule + " has a train without end: give --until MSEC");
         if (m_status != ExitDone || !WithinLimits()) return ExitFailed;
         if (m_options.format == "events") {
-            WriteEvents(m_options.output, Events());
+            WriteEvents(m_options.output, EventsOf(m_schedule, m_options.untilMsec));
             return ExitDone;
         }
         PrintCommands();
@@ -67,12 +68,7 @@ class SchedulePlayer
     {
         if (m_schedule.Trains().empty()) throw Fault(m_options.schedule + " has no trains");
         if (const std::optional<Overlap> overlap = m_schedule.FindOverlap()) {
-            const auto [earlier, later] = *overlap;
-            Refuse({m_options.schedule, later.number},
-                   "channel " + std::to_string(later.channel) + " still plays the train of line " +
-                       std::to_string(earlier.number) +
-                       (std::isinf(earlier.endUsec) ? ", which has no end"
-                                                    : " until " + Rounded(earlier.endUsec / 1000) + " ms"));
+            Refuse({m_options.schedule, overlap->later.number}, Sentence(*overlap, "line"));
             return false;
         }
         if (m_options.format == "events" && !m_options.profile.limits.maxTotalUa) return true;
@@ -84,21 +80,6 @@ class SchedulePlayer
                      " uA at " + Rounded(m_total.magnitude.atMsec) + " ms, the limit is " +
                      Rounded(*m_options.profile.limits.maxTotalUa) + " uA");
         return false;
-    }
-
-    std::string Events()
-    {
-        std::string table = EventsHeader();
-        for (const ScheduledTrain& train : m_schedule.Trains()) {
-            const auto startMsec = static_cast<double>(train.startMsec);
-            double endMsec = train.endUsec / 1000;
-            if (m_options.untilMsec) endMsec = std::min(endMsec, static_cast<double>(*m_options.untilMsec));
-            if (endMsec <= startMsec) continue;
-            const ScheduledPattern& pattern = m_schedule.PatternOf(train);
-            AppendEvent(table, {startMsec / 1000, (endMsec - startMsec) / 1000, train.channel, pattern.head,
-                                pattern.text});
-        }
-        return table;
     }
 
     // Columns of a fixed width: the table is printed as it is made.
