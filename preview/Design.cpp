@@ -26,7 +26,8 @@ struct Part
     double startUsec;
     double lenUsec;
     double askedUa;
-    float textUa;  // whole amplitude steps
+    double textUsec;  // for the text, which balances whole steps
+    float textUa;     // whole amplitude steps
 };
 
 // Phase 1 is this many times stronger and shorter than phase 2.
@@ -107,6 +108,8 @@ class Designer
     bool TimesInReach()
     {
         constexpr double MostRounded = 0.5;  // of a text in whole microseconds
+        for (const Part& part : m_parts)
+            if (part.askedUa != 0 && part.textUsec < MostRounded) return Refuse(part.item, part.lenUsec, 1);
         const double pulse = PulseUsec();
         if (m_request.burst > 1 && !(pulse <= BurstPeriodUsec() + MostRounded))
             return Refuse(DesignItem::BurstRate, m_request.burstHz, UsecPerSecond / pulse);
@@ -130,11 +133,11 @@ class Designer
     // --- The list ---
 
     double PulseUsec() const { return m_pulseUsec; }
-    double CycleUsec() const { return m_parts.empty() ? 0 : m_parts.back().startUsec; }
+    double CycleUsec() const { return m_parts.back().startUsec + m_longerUsec; }
 
     void Add(DesignItem item, double lenUsec, double askedUa = 0, float textUa = 0)
     {
-        m_parts.push_back({item, m_atUsec, lenUsec, askedUa, textUa});
+        m_parts.push_back({item, m_atUsec, lenUsec, askedUa, lenUsec, textUa});
         m_atUsec += lenUsec;
     }
 
@@ -167,19 +170,18 @@ class Designer
         } else {
             AddBalancing(static_cast<double>(first));
         }
-        m_pulseUsec = m_atUsec - start;
+        m_pulseUsec = m_atUsec - start + m_longerUsec;
     }
 
-    // Whole steps near the part of phase 1 that the mode asks for, and the length that keeps the charge.
+    // The part of phase 1 that the mode asks for; in the text whole steps near it, and the length that keeps the charge.
     void AddBalancing(double firstUa)
     {
         const double ratio = BalanceRatio(m_request.balance);
         const float second = m_pattern.NearestAmplitude(static_cast<float>(-firstUa / ratio));
-        const double part = static_cast<double>(second) / firstUa;
-        if (second == 0)
-            Add(DesignItem::Phase2, ratio * m_request.phase1Usec);
-        else
-            Add(DesignItem::Phase2, -m_request.phase1Usec / part, part * SignedUa(), second);
+        Add(DesignItem::Phase2, ratio * m_request.phase1Usec, -SignedUa() / ratio, second);
+        if (second == 0) return;
+        m_parts.back().textUsec = -firstUa * m_request.phase1Usec / static_cast<double>(second);
+        m_longerUsec = std::max(m_parts.back().textUsec - m_parts.back().lenUsec, 0.0);
     }
 
     // Lengths in whole microseconds; gaps take up what the phases before them gain or lose.
@@ -189,7 +191,7 @@ class Designer
         double at = 0;
         for (const Part& part : m_parts) {
             const double end = part.startUsec + part.lenUsec;
-            const double len = part.item == DesignItem::Gap ? end - at : part.lenUsec;
+            const double len = part.item == DesignItem::Gap ? end - at : part.textUsec;
             phases.push_back({static_cast<float>(std::round(std::max(len, 0.0))), part.textUa});
             at += static_cast<double>(phases.back().len);
         }
@@ -295,7 +297,7 @@ class Designer
              {DesignItem::Offset, DesignItem::Phase1, DesignItem::IPI, DesignItem::Phase2})
             CompareLengths(item);
         CompareAmplitude(DesignItem::Phase1, DesignItem::Amplitude);
-        if (m_request.balance == 0) CompareAmplitude(DesignItem::Phase2, DesignItem::Amplitude2);
+        CompareAmplitude(DesignItem::Phase2, DesignItem::Amplitude2);
         if (counted) return;
         CompareCycles();
         CompareTrain(m_design.deviations.trainMsec);
@@ -346,7 +348,7 @@ class Designer
             m_design.deviations.phases[static_cast<std::size_t>(found - m_design.items.begin())];
         const double rounding = KindOf(Limit::AmplitudeError).rounding(m_stimulator, m_design.deviations);
         if (p.played.lenUsec > 0 && std::fabs(p.played.ampUa - p.asked.ampUa) > rounding)
-            m_design.changes.push_back({item, p.asked.ampUa, p.played.ampUa});
+            m_design.changes.push_back({item, std::fabs(p.asked.ampUa), std::fabs(p.played.ampUa)});
     }
 
     // A train that is not a whole number of periods.
@@ -368,7 +370,8 @@ class Designer
     std::vector<Part> m_parts;
     std::vector<phase> m_phases;
     double m_atUsec = 0;
-    double m_pulseUsec = 0;
+    double m_pulseUsec = 0;   // at least as long as in the text
+    double m_longerUsec = 0;  // than requested phase 2 is in the text
 };
 
 }  // namespace

@@ -64,7 +64,8 @@ std::string Given(DesignItem item, double value)
 
 std::string Count(double value)
 {
-    return Rounded(value);
+    constexpr double MostDigits = 1e15;
+    return value < MostDigits ? Rounded(value) : Shortest(static_cast<float>(value));
 }
 
 // "phase 2 starts 6.667 us later"
