@@ -230,7 +230,7 @@ TEST(CInterfaceTest, ADesignReportsOnEachOfItsTexts)
     ASSERT_EQ(tarvutil_design_count(sweep), 2);
     const auto json = nlohmann::json::parse(
         TextOf([&](char* out, std::int32_t room) { return tarvutil_design_json(sweep, out, room); }));
-    EXPECT_EQ(json[1]["changes"][0]["text"], "amplitude: -57 uA is played as -60 uA");
+    EXPECT_EQ(json[1]["changes"][0]["text"], "amplitude: 57 uA is played as 60 uA");
     const ReportHandle report(tarvutil_design_report_new(sweep, 1, nullptr, 0));
     EXPECT_EQ(TextOf([&](char* out, std::int32_t room) {
                   return tarvutil_report_text(report, "/text", -1, out, room);
