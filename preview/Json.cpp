@@ -95,6 +95,27 @@ Json FindingObject(const Report& report, const Finding& finding)
             {"text", Sentence(report, finding)}};
 }
 
+// For what the words are made.
+Json StimulatorObject(const Stimulator& s)
+{
+    return {{"pattern", s.pattern == PatternKind::Plain ? "plain" : "lilly"},
+            {"time_step_us", Number(s.timeStepUsec)},
+            {"amp_step_ua", Number(s.ampStepUa)},
+            {"amp_max_ua", Number(s.AmpMaxUa())},
+            {"budget_words", s.budget}};
+}
+
+// The limits that are given.
+Json LimitObjects(const Limits& limits)
+{
+    Json objects = Json::array();
+    for (const LimitKind& kind : LimitKinds())
+        if (const std::optional<double>& most = limits.Most(kind.limit))
+            objects.push_back({{"limit", kind.name}, {std::string("limit") + kind.key, Figure(*most)}});
+    if (limits.exact) objects.push_back({{"limit", "exact"}});
+    return objects;
+}
+
 Json ExcessObject(const Excess& excess)
 {
     const LimitKind& kind = KindOf(excess.limit);
@@ -136,6 +157,7 @@ void PutCurrent(Json& object, const Deviations& deviations)
         figures["area_cm2"] = *area;
         figures["density_uc_per_cm2"] = Figure(current.LargestDensityUcPerCm2(*area));
         figures["k"] = Figure(current.LargestK(*area));
+        figures["k_caveat"] = KSentence();
     }
     Json& phases = figures["phases_of_current"] = Json::array();
     for (const CurrentPhase& phase : current.phases) {
@@ -152,6 +174,7 @@ void PutDeviations(Json& object, const Report& report)
 {
     const Deviations& deviations = report.deviations;
     object["words"] = report.encoding.words.size();
+    object["command_words"] = report.encoding.words;
     object["budget_words"] = report.stimulator.budget;
     object["continuous"] = std::isinf(deviations.cycles.played);
     Put(object, "period", "_us", deviations.periodUsec);
@@ -163,6 +186,7 @@ void PutDeviations(Json& object, const Report& report)
     PutCurrent(object, deviations);
     object["largest_error_us"] = Figure(deviations.LargestErrorUsec());
     object["largest_error_phase"] = PhaseNumber(deviations.LargestError());
+    object["limits"] = LimitObjects(report.limits);
     Json& exceeded = object["exceeded"] = Json::array();
     for (const Excess& excess : report.excesses) exceeded.push_back(ExcessObject(excess));
     Json& phases = object["phases"] = Json::array();
@@ -277,6 +301,8 @@ std::string ReportJson(const Report& report, std::string_view place, const Advic
 {
     Json object = Beginning(report, place);
     object["text"] = report.encoding.asked.text;
+    object["library_version"] = TARVUTIL_VERSION;
+    object["stimulator"] = StimulatorObject(report.stimulator);
     object["encoded"] = report.encoding.Encoded();
     if (report.encoding.Encoded()) {
         PutDeviations(object, report);

@@ -8,7 +8,7 @@ namespace {
 void Compare(const Limits& limits, Report& report)
 {
     report.excesses.clear();
-    report.loosened = limits.loosened;
+    report.limits = limits;
     if (!report.encoding.Encoded()) return;
     FindDeviations(report.stimulator, report.encoding, report.deviations);
     const bool repeats = !(report.deviations.cycles.played <= 1);

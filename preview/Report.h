@@ -19,7 +19,7 @@ struct Report
     Encoding encoding;
     Deviations deviations;         // when there are words; encoding.refusal says why there are none
     std::vector<Excess> excesses;  // of the limits
-    std::vector<Loosened> loosened;
+    Limits limits;                 // those it was compared with
 
     bool WithinLimits() const { return encoding.Encoded() && excesses.empty(); }
 };

@@ -427,7 +427,7 @@ std::vector<std::string> IrregularityWarnings(const Report& report)
 std::vector<std::string> WarningSentences(const Report& report)
 {
     std::vector<std::string> sentences = IrregularityWarnings(report);
-    for (const Loosened& loosened : report.loosened) sentences.push_back(Sentence(loosened));
+    for (const Loosened& loosened : report.limits.loosened) sentences.push_back(Sentence(loosened));
     if (!report.encoding.Encoded()) return sentences;
     for (const Finding& finding : report.deviations.findings)
         if (IsBalanceFinding(finding)) sentences.push_back(Sentence(report, finding));

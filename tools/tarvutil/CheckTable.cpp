@@ -59,9 +59,26 @@ std::string AreaText(double cm2)
            Shortest(static_cast<float>(cm2 * 1e8)) + " um2)";
 }
 
+// Each phase of current.
+Table CurrentTable(const Deviations& d)
+{
+    std::vector<std::string> heads{"phase of current", "starts, us", "lasts, us", "charge, nC"};
+    if (d.areaCm2) heads.insert(heads.end(), {"uC/cm2", "k"});
+    Table table(heads);
+    for (const CurrentPhase& p : d.current.phases) {
+        std::vector<std::string> cells{std::to_string(table.Size()), Rounded(p.startUsec),
+                                       Rounded(p.durationUsec), Rounded(p.chargeNc)};
+        if (d.areaCm2)
+            cells.insert(cells.end(), {Rounded(p.DensityUcPerCm2(*d.areaCm2)), Rounded(p.K(*d.areaCm2))});
+        table.Add(std::move(cells));
+    }
+    return table;
+}
+
 void AppendCurrent(std::string& text, const Deviations& d)
 {
     const CurrentFigures& current = d.current;
+    if (!current.phases.empty()) CurrentTable(d).Print(text);
     text += "  current: " + Rounded(current.DutyPct()) + " % of the time, RMS " + Rounded(current.rmsUa) +
             " uA, direct " + Rounded(current.DirectCurrentNa()) + " nA; nearest pulses " +
             Rounded(current.nearestUsec) + " us apart (" + Rounded(current.NearestHz()) + " Hz)\n";
@@ -113,7 +130,7 @@ std::string CheckTable(const Report& report, const Advice& advice, std::string_v
         AppendRefusal(text, report, advice);
     for (const std::string& warning : report.encoding.warnings) text += "  warning: " + warning + "\n";
     for (const std::string& warning : IrregularityWarnings(report)) text += "  warning: " + warning + "\n";
-    for (const Loosened& loosened : report.loosened) text += "  warning: " + Sentence(loosened) + "\n";
+    for (const Loosened& loosened : report.limits.loosened) text += "  warning: " + Sentence(loosened) + "\n";
     return text;
 }
 

@@ -20,7 +20,6 @@ struct DesignOptions
     preview::Profile profile;  // what is in force
     std::string device;
     preview::DesignParameters parameters;
-    bool exact = false;
 };
 
 // --- Making ---
@@ -61,11 +60,9 @@ int RunDesign(const DesignOptions& options)
     preview::Stimulator stimulator = options.profile.stimulator;
     stimulator.pattern = KindOf(sequence.pulse);
     preview::Design design(stimulator);
-    preview::Limits limits = options.profile.limits;
-    limits.exact = limits.exact || options.exact;
     for (const DesignRequest& request : requests) {
         const std::string prefix = requests.size() > 1 ? request.name + ": " : "";
-        made = MakeLine(request, prefix, limits, design) && made;
+        made = MakeLine(request, prefix, options.profile.limits, design) && made;
         lines += design.text + "\n";
     }
     if (!made) return ExitFailed;
@@ -99,7 +96,8 @@ void AddDesign(CLI::App& program, int& exitStatus)
         "design", "Print the specification strings of biphasic pulses and bursts by their parameters");
     for (const preview::DesignParameter& parameter : preview::AllDesignParameters())
         AddParameter(command, parameter, options->parameters);
-    command.add_flag("--exact", options->exact, "Print nothing that is not played exactly as requested");
+    command.add_flag("--exact", options->profile.limits.exact,
+                     "Print nothing that is not played exactly as requested");
     AddStimulatorValues(command, options->profile.stimulator);
     AddDeviceOption(command, options->device);
     command.callback([options, &command, &exitStatus] {

@@ -177,6 +177,8 @@ void Settle(const CLI::App& command, const std::string& device, FileReader* patt
             command.get_option_no_throw(std::string("--") + preview::SettingKinds()[i].name);
         if (option != nullptr && option->count() != 0) profile.places[i] = CommandLine;
     }
+    if (patternFile != nullptr && patternFile->Where().path == device && device == "-")
+        throw Fault("standard input is one file: give a path to --device or to --file");
     preview::Profile inPatterns;
     if (patternFile != nullptr) {
         const std::string place = Place{patternFile->Where().path, 1}.Text();

@@ -1,5 +1,7 @@
 #include "PatternCommand.h"
 
+#include <algorithm>
+
 #include "Json.h"
 #include "Messages.h"
 #include "Sentences.h"
@@ -37,4 +39,7 @@ void RefuseExcesses(Output& output, bool json, const Place& place, const preview
     for (const preview::Excess& excess : report.excesses) errors.push_back(Sentence(excess));
     if (json) output.Write(preview::ErrorJson(errors, place.Text()) + '\n');
     for (const std::string& error : errors) PrintMessage(output, place, error);
+    const auto isOfK = [](const preview::Excess& excess) { return excess.limit == preview::Limit::K; };
+    if (std::any_of(report.excesses.begin(), report.excesses.end(), isOfK))
+        PrintMessage(output, place, preview::KSentence());
 }
