@@ -7,13 +7,10 @@
 
 #include "Asked.h"
 #include "NumberText.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
-
-constexpr double NcPerUaUsec = 1e-3;
-constexpr double UcPerNc = 1e-3;
-constexpr double Infinite = std::numeric_limits<double>::infinity();
 
 bool Continues(const CurrentPhase& phase, const playback::Segment& segment, double endUsec)
 {

@@ -9,12 +9,11 @@
 #include "NumberFormat.h"
 #include "Sentences.h"
 #include "StimAtom.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
 
-constexpr double UsecPerMsec = 1000;
-constexpr double UsecPerSecond = 1e6;
 constexpr double LongestUsec = std::numeric_limits<std::int32_t>::max();  // that a text may hold
 constexpr double CycleTolerance =
     0.01;  // of a period: the library counts a train so near to a whole number as it
@@ -330,7 +329,6 @@ class Designer
     // Of the parts of that kind the one that is farthest off.
     void CompareLengths(DesignItem item)
     {
-        constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
         AskedPlayed worst;
         for (std::size_t i = 0; i < m_parts.size(); ++i) {
             const AskedPlayed usec{m_parts[i].lenUsec, m_design.deviations.phases[i].played.lenUsec};

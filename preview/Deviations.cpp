@@ -6,19 +6,16 @@
 
 #include "CommandWord.h"
 #include "TimeSteps.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
 
 using namespace TarvUtil::Internal;
 
-constexpr double NotableUsec = 0.4999;  // half a microsecond, less what floats may take from it
 constexpr double NearlyOne = 1 - 1e-6;  // of an amplitude step, or of what is computed from floats
 // Below this a time is no deviation but the last digit of a time step such as 33.333332.
 constexpr double NoiseUsec = 1e-3;
-constexpr double UsecPerMillisecond = 1000;
-constexpr double NcPerUaUsec = 1e-3;
-constexpr double Infinite = std::numeric_limits<double>::infinity();
 
 // What adds up along the list.
 class Drift
@@ -182,17 +179,17 @@ class Comparison
         m_result.playedNc = playback::ChargeOf(m_encoding.words, m_scale);
         AskedPlayed& period = m_result.periodUsec;
         period.played = m_encoding.trace.periodUsec;
-        m_result.frequencyHz = {1e6 / period.asked, 1e6 / period.played};
+        m_result.frequencyHz = {UsecPerSecond / period.asked, UsecPerSecond / period.played};
         const bool continuous = m_pattern.IsContinuous();
         AskedPlayed& cycles = m_result.cycles;
-        cycles.asked = m_encoding.asked.trainMsec * UsecPerMillisecond / period.asked;
+        cycles.asked = m_encoding.asked.trainMsec * UsecPerMsec / period.asked;
         cycles.played = continuous ? Infinite : m_pattern.CycleCount();
         m_result.trainMsec = {m_encoding.asked.trainMsec,
-                              continuous ? Infinite : cycles.played * period.played / UsecPerMillisecond};
+                              continuous ? Infinite : cycles.played * period.played / UsecPerMsec};
         // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
         const double usec = cycles.Error() * period.asked;
         if (std::fabs(usec) >= NotableUsec &&
-            std::fabs(m_result.trainMsec.Error()) * UsecPerMillisecond >= NotableUsec)
+            std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec)
             m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec});
     }
 

@@ -11,6 +11,9 @@
 // How far what the words of a pattern play is from what its text asks for, in numbers.
 namespace preview {
 
+// From so many microseconds on a difference is notable: half a microsecond, less what floats may take from it.
+constexpr double NotableUsec = 0.4999;
+
 // Why something is played otherwise than the text asks.
 enum class Cause
 {

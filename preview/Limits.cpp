@@ -1,5 +1,7 @@
 #include "Limits.h"
 
+#include "Units.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -80,7 +82,6 @@ double AmplitudeRounding(const Stimulator& stimulator, const Deviations& /*devia
 // A phase begins and ends within the one, and has an amplitude within the other.
 double ChargeRounding(const Stimulator& stimulator, const Deviations& deviations)
 {
-    constexpr double NcPerUaUsec = 1e-3;
     const double usec = TimeRounding(stimulator, deviations);
     const double ampUa = AmplitudeRounding(stimulator, deviations);
     double sum = 0;

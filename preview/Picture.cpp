@@ -5,6 +5,7 @@
 
 #include "NumberFormat.h"
 #include "Sentences.h"
+#include "Units.h"
 #include "Utf8.h"
 
 namespace preview {
@@ -36,7 +37,7 @@ Course AskedCourse(const Deviations& deviations, Drawn drawn)
         if (p.asked.lenUsec > 0)
             course.cycle.push_back({p.startUsec.asked, p.startUsec.asked + p.asked.lenUsec, p.asked.ampUa});
     course.periodUsec = deviations.periodUsec.asked;
-    course.endUsec = drawn == Drawn::Cycle ? course.periodUsec : deviations.trainMsec.asked * 1000;
+    course.endUsec = drawn == Drawn::Cycle ? course.periodUsec : deviations.trainMsec.asked * UsecPerMsec;
     return course;
 }
 
@@ -47,7 +48,8 @@ Course PlayedCourse(const Report& report, Drawn drawn)
          playback::Joined(playback::Segments(report.encoding.words, report.stimulator.Scale())))
         course.cycle.push_back({s.startUsec, s.startUsec + s.durationUsec, s.currentUa});
     course.periodUsec = report.deviations.periodUsec.played;
-    course.endUsec = drawn == Drawn::Cycle ? course.periodUsec : report.deviations.trainMsec.played * 1000;
+    course.endUsec =
+        drawn == Drawn::Cycle ? course.periodUsec : report.deviations.trainMsec.played * UsecPerMsec;
     return course;
 }
 
@@ -55,7 +57,7 @@ std::string TimeText(double usec)
 {
     const double whole = std::round(usec);  // so that a little less than 10 s is no 10000 ms
     if (whole < 1000) return Rounded(usec) + " us";
-    return whole < 1e7 ? Rounded(usec / 1000) + " ms" : Rounded(usec / 1e6) + " s";
+    return whole < 1e7 ? Rounded(usec / UsecPerMsec) + " ms" : Rounded(usec / UsecPerSecond) + " s";
 }
 
 // 1, 2 or 5 times a power of ten, at least rough.
@@ -260,7 +262,7 @@ std::vector<PicturePoint> Curve(const Course& course, const Axis& axis)
 
 // --- Trains: to scale, of any number of cycles ---
 
-struct Range
+struct Extent
 {
     double low = 0;
     double high = 0;
@@ -272,9 +274,9 @@ struct Range
     }
 };
 
-Range RangeOf(const Course& course)
+Extent RangeOf(const Course& course)
 {
-    Range range;
+    Extent range;
     for (const Level& level : course.cycle) range.Include(level.currentUa);
     return range;
 }
@@ -310,7 +312,7 @@ std::vector<PicturePoint> ColumnsOfTrain(const Course& course, double widthUsec)
 {
     constexpr int Columns = 1000;
     const double column = widthUsec / Columns;
-    std::vector<Range> ranges(Columns);
+    std::vector<Extent> ranges(Columns);
     const auto columnOf = [&](double usec) {
         return static_cast<std::size_t>(std::clamp(usec / column, 0.0, Columns - 1.0));
     };
@@ -337,7 +339,7 @@ std::vector<PicturePoint> ColumnsOfTrain(const Course& course, double widthUsec)
 // A box around the currents of the train, from its start to its end.
 std::vector<PicturePoint> BoxOfTrain(const Course& course)
 {
-    const Range range = RangeOf(course);
+    const Extent range = RangeOf(course);
     const double end = course.endUsec;
     return {{0, 0}, {0, range.high}, {end, range.high}, {end, range.low}, {0, range.low}, {0, 0}, {end, 0}};
 }
@@ -372,8 +374,8 @@ std::string Subtitle(const Deviations& d, Drawn drawn)
     if (std::isinf(d.cycles.played)) return text + "continuous";
     text += Rounded(d.cycles.played) + (d.cycles.played == 1 ? " cycle" : " cycles");
     if (drawn == Drawn::Train)
-        text += "; train asked " + TimeText(d.trainMsec.asked * 1000) + ", played " +
-                TimeText(d.trainMsec.played * 1000);
+        text += "; train asked " + TimeText(d.trainMsec.asked * UsecPerMsec) + ", played " +
+                TimeText(d.trainMsec.played * UsecPerMsec);
     return text;
 }
 
@@ -401,7 +403,7 @@ void SetCurrentAxis(Picture& picture)
     constexpr double Headroom = 0.1;  // of the range of currents, above and below
     constexpr double Cap = 0.05;
     constexpr int Steps = 6;
-    Range range;
+    Extent range;
     for (const auto* curve : {&picture.asked, &picture.played})
         for (const PicturePoint& point : *curve) range.Include(point.currentUa);
     if (range.low == range.high) range = {-1, 1};
@@ -422,9 +424,9 @@ double SetTimeUnit(Picture& picture)
 {
     constexpr double MostTicks = 10000;  // of the width in one unit; wider ones are labelled in the next
     const bool usec = picture.width <= MostTicks;
-    const bool msec = picture.width <= MostTicks * 1000;
+    const bool msec = picture.width <= MostTicks * UsecPerMsec;
     picture.timeAxis = usec ? "time, us" : msec ? "time, ms" : "time, s";
-    return usec ? 1 : msec ? 1000 : 1e6;
+    return usec ? 1 : msec ? UsecPerMsec : UsecPerSecond;
 }
 
 }  // namespace

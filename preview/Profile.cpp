@@ -7,6 +7,7 @@
 #include "Asked.h"
 #include "NumberFormat.h"
 #include "NumberText.h"
+#include "Units.h"
 
 // The switches of the parser: faults as values, nothing printed.
 #define TOML_EXCEPTIONS 0         // NOLINT(cppcoreguidelines-macro-usage)
@@ -234,7 +235,6 @@ bool Profile::Clear(std::size_t setting)
 
 std::string SettingText(const SettingKind& kind, double value)
 {
-    constexpr double Mm2PerCm2 = 100;
     constexpr int Decimals = 9;
     switch (kind.form) {
         case SettingForm::Kind:

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Units.h"
+
 namespace preview {
 namespace {
 
@@ -9,7 +11,7 @@ namespace {
 class Sampler
 {
  public:
-    Sampler(double rateHz, const VisitSample& visit) : m_lengthUsec(1e6 / rateHz), m_visit(visit) {}
+    Sampler(double rateHz, const VisitSample& visit) : m_lengthUsec(UsecPerSecond / rateHz), m_visit(visit) {}
 
     // The next stretch of the train. What is handed to the samples is the stretch's own duration, whatever rounding its
     // place in a long train has: no charge is lost between them.

@@ -10,12 +10,10 @@
 #include <set>
 
 #include "ContinuedItemPlay.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
-
-constexpr double UsecPerMsec = 1000;
-constexpr double NsecPerUsec = 1000;
 
 // The number that text is, all of it.
 template <typename T>
@@ -163,10 +161,10 @@ namespace {
 // Goes over the changes of current of all trains that play, in the order of time. Between two starts or ends of trains
 // the same set plays; its currents repeat after the least common multiple of the periods, so that no more than that is
 // looked at. Times are whole nanoseconds: what ends when something else begins does so at the same time.
-class Sweep
+class CurrentSweep
 {
  public:
-    Sweep(const std::deque<ScheduledPattern>& patterns, const playback::Scale& scale)
+    CurrentSweep(const std::deque<ScheduledPattern>& patterns, const playback::Scale& scale)
         : m_patterns(patterns), m_scale(scale)
     {}
 
@@ -303,7 +301,7 @@ TotalCurrent Schedule::Total(std::optional<std::int64_t> untilMsec)
 {
     const double until =
         untilMsec ? static_cast<double>(*untilMsec) * UsecPerMsec : std::numeric_limits<double>::infinity();
-    return Sweep(m_patterns, m_stimulator.Scale()).Run(Trains(), until);
+    return CurrentSweep(m_patterns, m_stimulator.Scale()).Run(Trains(), until);
 }
 
 }  // namespace preview

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "ContinuedItemPlay.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
@@ -17,7 +18,7 @@ class Player
           m_pattern(encoding.pattern),
           m_slot(&Base(m_pattern)),
           m_words(encoding.words),
-          m_cycleMsec(playback::PeriodUsec(m_words, stimulator.Scale()) * 1e-3)
+          m_cycleMsec(playback::PeriodUsec(m_words, stimulator.Scale()) / UsecPerMsec)
     {
         m_timeline.startMsec = startMsec;
         m_timeline.endMsec = static_cast<double>(startMsec);
