@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "NumberText.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
@@ -11,7 +12,6 @@ namespace {
 using TarvUtil::Internal::ReadNumber;
 
 constexpr std::int64_t AnyCount = std::int64_t{1} << 53;  // every whole number up to it is a double
-constexpr double MsecPerSec = 1000;
 
 std::string Not(const std::string& text, const std::string& what)
 {
@@ -170,7 +170,7 @@ SequenceRequest DesignParameters::Request() const
     pulse.phase1Usec = phase1Usec->single;
     pulse.ipiUsec = ipiUsec.value_or(0);
     pulse.frequencyHz = frequencyHz->single;
-    pulse.trainMsec = onSec ? *onSec * MsecPerSec : trainMsec.value_or(0);
+    pulse.trainMsec = onSec ? *onSec * MsecPerSecond : trainMsec.value_or(0);
     pulse.pulses = pulses.value_or(0);
     pulse.balance = static_cast<int>(balance.value_or(1));
     pulse.polarity = polarity.value_or(Stim::NegativeFirst);
@@ -185,7 +185,7 @@ SequenceRequest DesignParameters::Request() const
     request.rampUp = rampUp.value_or(0);
     request.rampDown = rampDown.value_or(0);
     request.times = times.value_or(1);
-    request.offMsec = offSec.value_or(0) * MsecPerSec;
+    request.offMsec = offSec.value_or(0) * MsecPerSecond;
     return request;
 }
 
