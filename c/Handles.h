@@ -54,6 +54,7 @@ struct tarvutil_report
     explicit tarvutil_report(const preview::Stimulator& stimulator) : report(stimulator) {}
 
     preview::Report report;
+    preview::Limits limits;                   // that it was made with
     std::string json, steps;                  // made when they are first asked for
     std::unique_ptr<nlohmann::json> figures;  // likewise
     std::string error;

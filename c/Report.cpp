@@ -63,7 +63,8 @@ std::unique_ptr<tarvutil_report> ReportHandle(const tarvutil_stimulator& stimula
 {
     CheckArea(stimulator.profile.limits);
     auto handle = std::make_unique<tarvutil_report>(stimulator.profile.stimulator);
-    ReportOn(text, stimulator.profile.limits, reading, handle->report);
+    handle->limits = stimulator.profile.limits;
+    ReportOn(text, handle->limits, reading, handle->report);
     return handle;
 }
 
@@ -96,6 +97,7 @@ tarvutil_report* tarvutil_pattern_report_new(const tarvutil_pattern* pattern,
         const preview::Limits most = limits == nullptr ? preview::Limits() : limits->profile.limits;
         CheckArea(most);
         auto handle = std::make_unique<tarvutil_report>(StimulatorOf(*pattern));
+        handle->limits = most;
         ReportOn(pattern->shared->pattern, most, handle->report);
         return handle.release();
     });
@@ -184,6 +186,12 @@ int32_t tarvutil_report_word_phases(tarvutil_report* report, int32_t* first, int
     });
 }
 
+int32_t tarvutil_report_limits(tarvutil_report* report, char* text, int32_t capacity)
+{
+    return On(report,
+              [&](tarvutil_report& r) { return Put(LimitsJson(r.report, r.limits), text, capacity); });
+}
+
 int32_t tarvutil_report_word_rows(tarvutil_report* report, char* text, int32_t capacity)
 {
     return On(report, [&](tarvutil_report& r) { return Put(WordsJson(r.report, {}), text, capacity); });
@@ -198,4 +206,20 @@ int32_t tarvutil_report_picture(tarvutil_report* report, int32_t drawn, char* te
 {
     return On(report,
               [&](tarvutil_report& r) { return Put(PictureJson(PictureOf(r, drawn)), text, capacity); });
+}
+
+int32_t tarvutil_report_time_axis(tarvutil_report* report, double* times_us, double* places_us,
+                                  int32_t capacity)
+{
+    return On(report, [&](tarvutil_report& r) {
+        NeedWords(r.report);
+        const std::vector<preview::TimeKnot> knots = TimeAxisOf(r.report);
+        const bool times = Fits(knots.size(), times_us, capacity);
+        const bool places = Fits(knots.size(), places_us, capacity);
+        for (std::size_t i = 0; times && places && i < knots.size(); ++i) {
+            times_us[i] = knots[i].usec;
+            places_us[i] = knots[i].at;
+        }
+        return Count(knots.size());
+    });
 }

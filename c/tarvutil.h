@@ -235,6 +235,9 @@ TARVUTIL_API int32_t tarvutil_report_figure(tarvutil_report* report, const char*
 /* One text of that object, by its path: "/refusal/text", "/deviations/0/cause". */
 TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t length,
                                           char* text, int32_t capacity);
+/* Each limit, set or not: a JSON array of objects with "limit" (its name), "what" (it limits), "unit", "value", "most" and
+ * "exceeded". "value" is null without words, "most" where there is no limit. */
+TARVUTIL_API int32_t tarvutil_report_limits(tarvutil_report* report, char* text, int32_t capacity);
 /* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes as long
  * as eleven reports. */
 TARVUTIL_API int32_t tarvutil_report_steps(tarvutil_report* report, char* text, int32_t capacity);
@@ -262,6 +265,10 @@ TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, int32_t drawn,
  * "breaks_text". */
 TARVUTIL_API int32_t tarvutil_report_picture(tarvutil_report* report, int32_t drawn, char* text,
                                              int32_t capacity);
+/* The time axis of that picture of a cycle: times and their places on it, microseconds, from 0 to the end, linear between
+ * two of them; two arrays of that capacity. */
+TARVUTIL_API int32_t tarvutil_report_time_axis(tarvutil_report* report, double* times_us, double* places_us,
+                                               int32_t capacity);
 
 /* --- Design --- */
 

@@ -1,5 +1,6 @@
 #include "Json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -312,6 +313,28 @@ std::string ReportJson(const Report& report, std::string_view place, const Advic
     }
     if (!steps.empty()) object["steps"] = StepObjects(steps);
     return Line(object);
+}
+
+std::string LimitsJson(const Report& report, const Limits& limits)
+{
+    Json objects = Json::array();
+    for (const LimitKind& kind : LimitKinds()) {
+        const bool exceeded = std::any_of(report.excesses.begin(), report.excesses.end(),
+                                          [&](const Excess& excess) { return excess.limit == kind.limit; });
+        std::optional<double> most = limits.most[static_cast<std::size_t>(kind.limit)];
+        double value = std::nan("");
+        if (report.encoding.Encoded()) {
+            most = MostOf(kind, report.stimulator, limits, report.deviations);
+            value = kind.value(report.deviations);
+        }
+        objects.push_back({{"limit", kind.name},
+                           {"what", kind.what},
+                           {"unit", kind.unit},
+                           {"value", Figure(value)},
+                           {"most", most ? Figure(*most) : Json()},
+                           {"exceeded", exceeded}});
+    }
+    return Line(objects);
 }
 
 std::string WordsJson(const Report& report, std::string_view place)

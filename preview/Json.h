@@ -23,6 +23,10 @@ std::string ReportJson(const Report& report, std::string_view place, const Advic
                        const std::vector<StepRow>& steps = {});
 std::string ReportJson(const Report& report, std::string_view place);
 
+// Each limit, whether it is set or not: the value that it limits, the most that is let pass, and whether it is exceeded.
+// The values are null without words, the most also where there is no limit. REQUIRES: report was made with these limits.
+std::string LimitsJson(const Report& report, const Limits& limits);
+
 // The words and what each says; only the errors when there are none.
 std::string WordsJson(const Report& report, std::string_view place);
 

@@ -134,17 +134,22 @@ const LimitKind* LimitWithoutArea(const Limits& limits)
     return nullptr;
 }
 
+std::optional<double> MostOf(const LimitKind& kind, const Stimulator& stimulator, const Limits& limits,
+                             const Deviations& deviations)
+{
+    const std::optional<double>& most = limits.most[static_cast<std::size_t>(kind.limit)];
+    if (!limits.exact || kind.rounding == nullptr) return most;
+    const double rounding = kind.rounding(stimulator, deviations);
+    return most ? std::min(*most, rounding) : rounding;
+}
+
 void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Deviations& deviations,
                   std::vector<Excess>& excesses)
 {
     constexpr double Noise = 1e-9;  // sums of doubles end in digits that nobody asked for
     excesses.clear();
     for (const LimitKind& kind : LimitKinds()) {
-        std::optional<double> most = limits.most[static_cast<std::size_t>(kind.limit)];
-        if (limits.exact && kind.rounding != nullptr) {
-            const double rounding = kind.rounding(stimulator, deviations);
-            most = most ? std::min(*most, rounding) : rounding;
-        }
+        const std::optional<double> most = MostOf(kind, stimulator, limits, deviations);
         if (!most) continue;
         const double value = kind.value(deviations);
         if (!((kind.isSigned ? value : std::fabs(value)) <= *most + Noise))

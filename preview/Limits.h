@@ -85,6 +85,11 @@ struct Excess
     double most;
 };
 
+// The most that is let pass of one kind: what is set, and for an exact play at most the rounding. REQUIRES: deviations are
+// of a pattern for that stimulator.
+std::optional<double> MostOf(const LimitKind& kind, const Stimulator& stimulator, const Limits& limits,
+                             const Deviations& deviations);
+
 void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Deviations& deviations,
                   std::vector<Excess>& excesses);
 

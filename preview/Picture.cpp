@@ -125,6 +125,21 @@ class Axis
 
     double Width() const { return At(m_endUsec); }
 
+    // Where the axis begins, ends and bends.
+    std::vector<TimeKnot> Knots() const
+    {
+        std::vector<TimeKnot> knots{{0, 0}};
+        double at = 0;
+        bool shortened = true;  // the run before, or there is none
+        for (const Run& run : m_runs) {
+            at += run.drawn;
+            if (!shortened && !run.Shortened()) knots.pop_back();
+            knots.push_back({run.to, at});
+            shortened = run.Shortened();
+        }
+        return knots;
+    }
+
     // Labels stand upright, and need the width of some characters each.
     std::vector<PictureBreak> Breaks() const
     {
@@ -245,6 +260,11 @@ std::vector<Level> Currents(const Course& asked, const Course& played)
     std::sort(currents.begin(), currents.end(),
               [](const Level& a, const Level& b) { return a.from < b.from; });
     return currents;
+}
+
+Axis AxisOf(const std::vector<Level>& currents, const Course& asked, const Course& played)
+{
+    return Axis(currents, std::min(asked.endUsec, played.endUsec), std::max(asked.endUsec, played.endUsec));
 }
 
 std::vector<PicturePoint> Curve(const Course& course, const Axis& axis)
@@ -436,8 +456,8 @@ Picture PictureOf(const Report& report, Drawn drawn)
     constexpr std::size_t TitleChars = 110;
     const Course asked = AskedCourse(report.deviations, drawn);
     const Course played = PlayedCourse(report, drawn);
-    const Axis axis(drawn == Drawn::Cycle ? Currents(asked, played) : std::vector<Level>(),
-                    std::min(asked.endUsec, played.endUsec), std::max(asked.endUsec, played.endUsec));
+    const Axis axis =
+        AxisOf(drawn == Drawn::Cycle ? Currents(asked, played) : std::vector<Level>(), asked, played);
     Picture picture;
     picture.title = ShownText(report.encoding.asked.text, TitleChars);
     picture.subtitle = Subtitle(report.deviations, drawn);
@@ -456,6 +476,13 @@ Picture PictureOf(const Report& report, Drawn drawn)
     picture.timeTicks = axis.Ticks(SetTimeUnit(picture));
     SetCurrentAxis(picture);
     return picture;
+}
+
+std::vector<TimeKnot> TimeAxisOf(const Report& report)
+{
+    const Course asked = AskedCourse(report.deviations, Drawn::Cycle);
+    const Course played = PlayedCourse(report, Drawn::Cycle);
+    return AxisOf(Currents(asked, played), asked, played).Knots();
 }
 
 }  // namespace preview

@@ -76,4 +76,15 @@ enum class Drawn
 // REQUIRES: the report is on a text that has words, and for Drawn::Train neither train is continuous.
 Picture PictureOf(const Report& report, Drawn drawn = Drawn::Cycle);
 
+// A point of the time axis of a cycle, on which it is linear between two of them.
+struct TimeKnot
+{
+    double usec;
+    double at;
+};
+
+// How PictureOf places the times of a cycle, from 0 to its end, for whoever draws a cycle by other means. REQUIRES: the
+// report is on a text that has words.
+std::vector<TimeKnot> TimeAxisOf(const Report& report);
+
 }  // namespace preview

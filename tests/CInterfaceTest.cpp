@@ -359,6 +359,21 @@ TEST(CInterfaceTest, ThePictureIsOfWhatTheWordsPlay)
     EXPECT_LE(picture["low_ua"], -50);
     EXPECT_EQ(tarvutil_report_picture(report, 2, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
 
+    // The long pause is shortened: the axis bends where it begins, and where the shorter of both cycles ends.
+    std::vector<double> times(20), places(20);
+    const std::int32_t knots = tarvutil_report_time_axis(report, times.data(), places.data(), 20);
+    ASSERT_EQ(knots, static_cast<std::int32_t>(picture["breaks"].size()) + 3);
+    EXPECT_NEAR(places[static_cast<std::size_t>(knots) - 1], picture["width"], 1e-6);
+    EXPECT_NEAR(places[1], picture["breaks"][0][0], 1e-6);
+    EXPECT_EQ(times[1], places[1]);
+
+    const auto limits = nlohmann::json::parse(
+        TextOf([&](char* out, std::int32_t room) { return tarvutil_report_limits(report, out, room); }));
+    EXPECT_EQ(limits.size(), 12u);
+    EXPECT_EQ(limits[8]["limit"], "max-k");
+    EXPECT_EQ(limits[8]["most"], 1);
+    EXPECT_EQ(limits[8]["exceeded"], limits[8]["value"] > 1);
+
     std::vector<std::int32_t> first(20), last(20);
     const std::int32_t words = tarvutil_report_word_phases(report, first.data(), last.data(), 20);
     EXPECT_EQ(words, tarvutil_report_words(report, nullptr, 0));
