@@ -211,11 +211,12 @@ function askedCourse(figures) {
 
 function playedCourse(figures) {
   const types = [Float64Array, Float64Array, Float64Array, Int32Array, Uint32Array];
-  const [starts, , currents, words] = arraysOf(types, 2 * MaxWords, ([start, duration, current, index, array], size) => {
+  const [starts, durations, currents, words] = arraysOf(types, 2 * MaxWords, ([start, duration, current, index, array], size) => {
     lib.HEAPU32.set(report.words, array / 4);
     return lib._tarvutil_segments(array, report.words.length, ...pace(), start, duration, current, index, size);
   });
-  return { starts, currents, words, period: figures.period_played_us, train: figures.train_played_ms * 1000 };
+  const period = starts.at(-1) + durations.at(-1);
+  return { starts, durations, currents, words, period, train: period * (figures.cycles_played ?? Infinity) };
 }
 
 // The index of the last start at or before time, -1 before the first.
@@ -264,10 +265,13 @@ const ToScale = {
 
 const curve = { plot: null, from: 0, to: 1, time: null, word: -1, times: [], hold: '' };
 
-const inTrain = () => state.drawn === 'train' && report.figures?.encoded && !report.figures.continuous;
-const axis = () => inTrain() ? ToScale : report.axis;
+// The report that is drawn: of a text that is refused nothing is, while the plot may still be at work on the one before.
+let shown = null;
+
+const inTrain = () => state.drawn === 'train' && shown !== null && !shown.figures.continuous;
+const axis = () => inTrain() ? ToScale : shown.axis;
 const endOf = (course) => inTrain() ? course.train : course.period;
-const wholeEnd = () => Math.max(endOf(report.asked), endOf(report.played));
+const wholeEnd = () => Math.max(endOf(shown.asked), endOf(shown.played));
 
 // Calls visit(start, current) for each level of the course from the one that holds at from.
 function eachLevel(course, from, to, visit) {
@@ -285,7 +289,7 @@ function eachLevel(course, from, to, visit) {
 
 // Both courses as the columns of a stepped plot: times, asked, played; null where a course has ended.
 function exactColumns(from, to) {
-  const sides = [report.asked, report.played].map((course) => {
+  const sides = [shown.asked, shown.played].map((course) => {
     const steps = [];
     eachLevel(course, from, to, (start, current) => steps.push([start, current]));
     steps.push([endOf(course), 0], [endOf(course), null]);
@@ -312,7 +316,7 @@ function exactColumns(from, to) {
 function rangeColumns(from, to, count) {
   const width = (to - from) / count;
   const times = Array.from({ length: 2 * count }, (_, i) => from + i * width / 2);
-  const columns = [report.asked, report.played].map((course) => {
+  const columns = [shown.asked, shown.played].map((course) => {
     const lows = new Float64Array(count);
     const highs = new Float64Array(count);
     const include = (column, current) => {
@@ -342,8 +346,8 @@ function rangeColumns(from, to, count) {
 
 function columnsOf(from, to) {
   const MostLevels = 4000;
-  const cycles = (to - from) / Math.min(report.asked.period, report.played.period);
-  const levels = Math.max(report.asked.starts.length, report.played.starts.length);
+  const cycles = (to - from) / Math.min(shown.asked.period, shown.played.period);
+  const levels = Math.max(shown.asked.starts.length, shown.played.starts.length);
   return cycles * levels <= MostLevels ? exactColumns(from, to) : rangeColumns(from, to, 800);
 }
 
@@ -408,7 +412,7 @@ function drawBehind(plot) {
     if (ctx.measureText(text).width < place(to) - place(from))
       ctx.fillText(text, (place(from) + place(to)) / 2, bbox.top + 14 * devicePixelRatio);
   }
-  const { starts, words, period } = report.played;
+  const { starts, words, period } = shown.played;
   for (let i = 0; i < starts.length && !inTrain(); ++i)
     if (words[i] === curve.word) band(starts[i], starts[i + 1] ?? period, styleOf('--lit'));
   ctx.restore();
@@ -424,7 +428,7 @@ function plotOptions(width, height) {
     cursor: { y: false, points: { show: false }, drag: { x: true, y: false, setScale: false }, bind: { dblclick: () => null } },
     select: { show: true },
     scales: {
-      x: { time: false, distr: 100, fwd: (time) => axis().at(time), inv: (place) => axis().timeAt(place), range: () => [curve.from, curve.to] },
+      x: { time: false, distr: 100, fwd: (time) => axis().at(time), bwd: (place) => axis().timeAt(place), range: () => [curve.from, curve.to] },
       y: { range: () => currentRange() },
     },
     series: [{}, { stroke: colour('--played'), fill: colour('--played-fill'), fillTo: 0, width: 2, paths: stepped, points: { show: false } },
@@ -438,7 +442,7 @@ function plotOptions(width, height) {
 }
 
 function currentRange() {
-  const currents = [0, ...report.asked.currents, ...report.played.currents];
+  const currents = [0, ...shown.asked.currents, ...shown.played.currents];
   const low = Math.min(...currents);
   const high = Math.max(...currents);
   const space = low === high ? 1 : 0.1 * (high - low);
@@ -455,6 +459,7 @@ function drawCurve() {
     showValue(null);
     return;
   }
+  shown = report;
   const hold = `${inTrain()} ${wholeEnd()}`;
   if (hold !== curve.hold) [curve.from, curve.to, curve.hold] = [0, wholeEnd(), hold];
   if (curve.plot === null) {
@@ -515,11 +520,11 @@ function valueAt(time) {
     const i = indexAt(course.starts, time % course.period);
     return i < 0 ? 0 : course.currents[i];
   };
-  const { played, figures } = report;
+  const { played, figures } = shown;
   const within = time % played.period;
   const isPlayed = time < endOf(played);
   return {
-    time, asked: current(report.asked), played: current(played),
+    time, asked: current(shown.asked), played: current(played),
     phase: isPlayed ? indexAt(figures.phases.map((phase) => phase.start_played_us), within) : -1,
     word: isPlayed ? played.words[indexAt(played.starts, within)] ?? -1 : -1,
   };
@@ -555,8 +560,9 @@ function light(word) {
 function step(direction) {
   const end = wholeEnd();
   const time = curve.time ?? (direction > 0 ? -1 : end);
-  const times = curve.times.filter((t) => t < end);
-  const next = direction > 0 ? times.find((t) => t > time) : times.findLast((t) => t < time);
+  // Of times that differ by a rounding only the last is a step.
+  const times = curve.times.filter((t, i) => t < end && !(curve.times[i + 1] - t < 1e-3));
+  const next = direction > 0 ? times.find((t) => t > time + 1e-3) : times.findLast((t) => t < time - 1e-3);
   if (next === undefined) return;
   const { plot } = curve;
   if (next < curve.from || next > curve.to) move(direction > 0 ? 0.5 : -0.5);
@@ -749,14 +755,14 @@ function textOfPattern(pattern, head) {
   return `${head}:` + text.replace(/-?\d+\.\d+/g, (number) => shortFloat(Number(number)));
 }
 
-const Negative = 0;
-const Positive = 1;
-
 function setParameter(pattern, values, key, value) {
   const put = (which, number) => lib._tarvutil_pattern_set(pattern, which, number, 1, 0);
   const sign = values.polarity === 'negative' ? -1 : 1;
-  if (key === 'polarity') put(C.POLARITY, value === 'negative' ? Negative : Positive);
-  else if (key === 'amplitude') put(C.PHASE1_UA, sign * value);
+  if (key === 'polarity') {
+    // Amplitudes change their signs: C.POLARITY would exchange the phases, with their lengths.
+    put(C.PHASE1_UA, value === 'negative' ? -values.amplitude : values.amplitude);
+    put(C.PHASE2_UA, value === 'negative' ? values.amplitude2 : -values.amplitude2);
+  } else if (key === 'amplitude') put(C.PHASE1_UA, sign * value);
   else if (key === 'amplitude2') put(C.PHASE2_UA, -sign * value);
   else if (key === 'endless') value === 'yes' ? put(C.TRAIN_MS, Infinity) : put(C.CYCLES, 100);
   else put(Fields.find((field) => field.key === key).parameter, Number(value));
@@ -860,7 +866,7 @@ function showFields(remarks = []) {
       || (field.key === 'pulses' && values.endless === 'yes');
     field.input.disabled = off;
     if (field.slider) field.slider.disabled = off;
-    const value = values === null || (off && !field.unbalanced) ? '' : values[field.key] ?? '';
+    const value = values === null || (off && !field.unbalanced) || values[field.key] === Infinity ? '' : values[field.key] ?? '';
     if (field.slider && value !== '') {
       field.slider.max = Math.max(field.unit === 'uA' ? setting('amp-max') : field.most, value);
       field.slider.step = field.unit === 'uA' ? shortFloat(setting('amp-step')) : field.by ?? 1;
@@ -1181,14 +1187,17 @@ async function copy(what) {
 
 // The stretches of what is drawn, a cycle or the train, as the program prints them.
 function csv() {
-  const lines = ['start_us,duration_us,current_ua'];
-  const { starts, currents } = report.played;
-  const steps = [];
-  eachLevel(report.played, 0, Infinity, (start, current) => {
-    if (steps.length === 0 || steps.at(-1)[1] !== current) steps.push([start, current]);
+  const { starts, durations, currents, period } = report.played;
+  const stretches = [];
+  currents.forEach((current, i) => {
+    if (stretches.at(-1)?.current === current) stretches.at(-1).duration += durations[i];
+    else stretches.push({ start: starts[i], duration: durations[i], current });
   });
-  steps.forEach(([start, current], i) => lines.push(`${start},${(steps[i + 1]?.[0] ?? endOf(report.played)) - start},${current}`));
-  return lines.join('\n') + '\n';
+  const lines = ['start_us,duration_us,current_ua\n'];
+  const cycles = inTrain() ? report.figures.cycles_played : 1;
+  for (let cycle = 0; cycle < cycles; ++cycle)
+    for (const { start, duration, current } of stretches) lines.push(`${cycle * period + start},${duration},${current + 0}\n`);
+  return lines.join('');
 }
 
 const svg = () => textOf((text, size) =>
@@ -1236,10 +1245,10 @@ function update(remarks = []) {
   makeReport();
   const box = byId('text');
   if (box.value !== state.text) box.value = state.text;
-  const endless = report.figures?.continuous === true;
   for (const radio of document.getElementsByName('drawn')) {
-    radio.checked = radio.value === (inTrain() ? 'train' : 'cycle');
-    if (radio.value === 'train') radio.disabled = endless;
+    const endless = report.figures?.continuous === true;
+    radio.checked = radio.value === (endless ? 'cycle' : state.drawn);
+    radio.disabled = endless && radio.value === 'train';
   }
   showFields(remarks);
   showStimulator();
