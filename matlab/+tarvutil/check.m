@@ -1,0 +1,21 @@
+function report = check(subject, varargin)
+%CHECK  What will be played beside what is asked.
+%   report = tarvutil.check(text) reports on a specification string, report = tarvutil.check(pattern) on a pattern of
+%   tarvutil.Lilly as it stands. The report is a structure with the fields that the manual lists under "The program's
+%   output": period_asked_us, period_played_us, phases, deviations, exceeded, ... Also a refused text gives a report, with
+%   encoded false and the fields refusal, advice and errors.
+%   report = tarvutil.check(..., name, value, ...) sets options.
+%
+%   Options are pairs of name and value, with the names that the program has: 'pattern' ('lilly' or 'plain'), 'time_step'
+%   (us, above 0; default 33.333332), 'amp_step' (uA, above 0; default 10), 'amp_max' (uA; default 100 steps), 'budget'
+%   (words, 1 to 1024; default 101), a limit such as 'max_error', 'exact' (logical), 'area' (of the electrode, cm2),
+%   'device' (path of a device file, read before the others), 'lenient' (logical: read irregular texts as the library
+%   does, which are refused otherwise). What is unknown or outside its range raises tarvutil:badArgument.
+%
+%   Example:
+%      report = tarvutil.check('Pulse:(0,0)(200,-80)(53,0)(200,80)(2880,0):DurationMsec=[1000]', 'amp_step', 1);
+%      report.period_error_us
+
+  [lenient, options] = tarvutil.internal.settings(varargin);
+  report = jsondecode(tarvutil_mex('check', tarvutil.internal.subjectOf(subject), lenient, options{:}));
+end

@@ -1,0 +1,15 @@
+function cycle = decode(words, varargin)
+%DECODE  The stretches of constant current that one cycle of a word array plays.
+%   cycle = tarvutil.decode(words) returns a structure of columns, one row per stretch, in order and without gaps:
+%   start_us, duration_us, current_ua, and word, the index of the word in words (from 1). words is a vector of uint32, word
+%   0 first.
+%   cycle = tarvutil.decode(words, 'time_step', us, 'amp_step', ua) is for other steps than 33.333332 us and 10 uA: the
+%   words do not hold them.
+%
+%   Raises tarvutil:badArgument for what is no word array.
+
+  [~, ~, values] = tarvutil.internal.settings(varargin, {'time_step', 'amp_step'});
+  [numbers, index] = tarvutil_mex('decode', words, tarvutil.internal.valueOf(values, 'time_step', 33.333332), tarvutil.internal.valueOf(values, 'amp_step', 10));
+  cycle = struct('start_us', numbers(:, 1), 'duration_us', numbers(:, 2), 'current_ua', numbers(:, 3), ...
+                 'word', double(index) + 1);
+end

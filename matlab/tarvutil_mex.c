@@ -1,0 +1,596 @@
+/* The gateway of MATLAB and Octave to the C interface: one function, whose first argument names what to do. The functions
+ * of the package tarvutil call it and explain it; nobody else should. Patterns stay here: outside they are numbers, of
+ * which no number is used twice. An error is raised last, after everything was freed: raising it does not return. */
+#include <math.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "mex.h"
+#include "tarvutil.h"
+
+enum
+{
+    TEXT_ROOM = 1000
+};
+
+static char failure[TEXT_ROOM];
+static const char* failure_id = NULL; /* of the error to raise; null when there is none */
+
+static void fail(const char* id, const char* text)
+{
+    if (failure_id != NULL) return;
+    failure_id = id;
+    strncpy(failure, text, TEXT_ROOM - 1);
+    failure[TEXT_ROOM - 1] = '\0';
+}
+
+static const char* id_of(int32_t code)
+{
+    switch (code) {
+        case TARVUTIL_REFUSED:
+            return "tarvutil:notPlayable";
+        case TARVUTIL_NO_MEMORY:
+            return "tarvutil:noMemory";
+        case TARVUTIL_FAILED:
+            return "tarvutil:failed";
+        default:
+            return "tarvutil:badArgument";
+    }
+}
+
+/* --- Arguments --- */
+
+static int number_of_arguments;
+static const mxArray** arguments;
+
+/* Argument i, from 0; null, and a failure, when it is not there. */
+static const mxArray* argument(int i)
+{
+    if (i < number_of_arguments) return arguments[i];
+    fail("tarvutil:badArgument", "an argument is missing");
+    return NULL;
+}
+
+/* A text, to be freed with mxFree; null with a failure. */
+static char* text_of(const mxArray* array, const char* what)
+{
+    char message[TEXT_ROOM];
+    mwSize i;
+    if (array != NULL && mxIsChar(array) && (mxGetM(array) == 1 || mxIsEmpty(array))) {
+        const mxChar* letters = mxGetChars(array);
+        for (i = 0; i < mxGetNumberOfElements(array); ++i) {
+            if (letters[i] != 0) continue;
+            snprintf(message, sizeof message, "%s: a NUL inside", what);
+            fail("tarvutil:badArgument", message);
+            return NULL;
+        }
+        if (mxIsEmpty(array)) return (char*)mxCalloc(1, 1);
+#ifdef TARVUTIL_OCTAVE
+        return mxArrayToString(array);
+#else
+        return mxArrayToUTF8String(array);
+#endif
+    }
+    snprintf(message, sizeof message, "%s: a row of characters is needed", what);
+    fail("tarvutil:badArgument", message);
+    return NULL;
+}
+
+static double number_of(const mxArray* array, const char* what)
+{
+    char message[TEXT_ROOM];
+    if (array != NULL && (mxIsNumeric(array) || mxIsLogical(array)) && !mxIsComplex(array) &&
+        !mxIsSparse(array) && mxGetNumberOfElements(array) == 1)
+        return mxGetScalar(array);
+    snprintf(message, sizeof message, "%s: a real number is needed", what);
+    fail("tarvutil:badArgument", message);
+    return NAN;
+}
+
+static int64_t whole_of(const mxArray* array, const char* what)
+{
+    char message[TEXT_ROOM];
+    const double value = number_of(array, what);
+    if (value >= -9e15 && value <= 9e15 && value == floor(value)) return (int64_t)value;
+    snprintf(message, sizeof message, "%s: a whole number is needed", what);
+    fail("tarvutil:badArgument", message);
+    return 0;
+}
+
+/* Words, which stay those of the array; their number, or 0 with a failure. */
+static int32_t words_of(const mxArray* array, const uint32_t** words)
+{
+    if (array != NULL && mxIsUint32(array) && !mxIsComplex(array) && mxGetNumberOfElements(array) > 0 &&
+        mxGetNumberOfElements(array) < INT32_MAX && (mxGetM(array) == 1 || mxGetN(array) == 1)) {
+        *words = (const uint32_t*)mxGetData(array);
+        return (int32_t)mxGetNumberOfElements(array);
+    }
+    fail("tarvutil:badArgument", "words: a vector of uint32 that is not empty is needed");
+    return 0;
+}
+
+/* --- Results --- */
+
+typedef int32_t (*put_text)(void* handle, void* more, char* text, int32_t capacity);
+typedef int32_t (*put_error)(const void* handle, char* text, int32_t capacity);
+
+/* A failure with the text that a handle keeps. */
+static void fail_by(put_error error, const void* handle, int32_t code)
+{
+    char text[TEXT_ROOM] = "";
+    if (error(handle, text, TEXT_ROOM) >= TEXT_ROOM) strcpy(text, "see the report");
+    fail(id_of(code), text);
+}
+
+/* A text of any length: asks for its size first. */
+static mxArray* text_result(put_text put, put_error error, void* handle, void* more)
+{
+    mxArray* result = NULL;
+    const int32_t size = put(handle, more, NULL, 0);
+    char* text;
+    if (size < 0) {
+        fail_by(error, handle, size);
+        return NULL;
+    }
+    text = (char*)mxMalloc((size_t)size + 1);
+    put(handle, more, text, size + 1);
+    result = mxCreateString(text);
+    mxFree(text);
+    return result;
+}
+
+static int32_t report_error(const void* report, char* text, int32_t capacity)
+{
+    return tarvutil_report_error((const tarvutil_report*)report, text, capacity);
+}
+
+static int32_t stimulator_error(const void* stimulator, char* text, int32_t capacity)
+{
+    return tarvutil_stimulator_error((const tarvutil_stimulator*)stimulator, text, capacity);
+}
+
+static int32_t pattern_error(const void* pattern, char* text, int32_t capacity)
+{
+    return tarvutil_pattern_error((const tarvutil_pattern*)pattern, text, capacity);
+}
+
+static int32_t design_error(const void* design, char* text, int32_t capacity)
+{
+    return tarvutil_design_error((const tarvutil_design*)design, text, capacity);
+}
+
+static int32_t put_json(void* report, void* more, char* text, int32_t capacity)
+{
+    (void)more;
+    return tarvutil_report_json((tarvutil_report*)report, text, capacity);
+}
+
+static int32_t put_picture(void* report, void* drawn, char* text, int32_t capacity)
+{
+    return tarvutil_report_picture((tarvutil_report*)report, *(int32_t*)drawn, text, capacity);
+}
+
+static int32_t put_design(void* design, void* more, char* text, int32_t capacity)
+{
+    (void)more;
+    return tarvutil_design_json((tarvutil_design*)design, text, capacity);
+}
+
+static int32_t put_pattern(void* pattern, void* more, char* text, int32_t capacity)
+{
+    (void)more;
+    return tarvutil_pattern_text((tarvutil_pattern*)pattern, text, capacity);
+}
+
+static mxArray* report_words(tarvutil_report* report)
+{
+    mxArray* result;
+    const int32_t count = tarvutil_report_words(report, NULL, 0);
+    if (count < 0) {
+        fail_by(report_error, report, count);
+        return NULL;
+    }
+    result = mxCreateNumericMatrix(1, (mwSize)count, mxUINT32_CLASS, mxREAL);
+    tarvutil_report_words(report, (uint32_t*)mxGetData(result), count);
+    return result;
+}
+
+/* --- Stimulators: four arguments, the text and name of a device file, keys, and their values --- */
+
+static void set_options(tarvutil_stimulator* stimulator, const mxArray* keys, const mxArray* values)
+{
+    mwSize i;
+    if (keys == NULL || values == NULL || !mxIsCell(keys) || !mxIsDouble(values) ||
+        mxGetNumberOfElements(keys) != mxGetNumberOfElements(values)) {
+        fail("tarvutil:badArgument", "options: names and values are needed");
+        return;
+    }
+    for (i = 0; i < mxGetNumberOfElements(keys) && failure_id == NULL; ++i) {
+        char* key = text_of(mxGetCell(keys, i), "name of an option");
+        if (key == NULL) return;
+        {
+            const int32_t code = tarvutil_stimulator_set(stimulator, key, -1, mxGetPr(values)[i]);
+            if (code != TARVUTIL_OK) fail_by(stimulator_error, stimulator, code);
+        }
+        mxFree(key);
+    }
+}
+
+static tarvutil_stimulator* stimulator_of(int first)
+{
+    char reason[TEXT_ROOM] = "";
+    char* device = text_of(argument(first), "device");
+    char* name = text_of(argument(first + 1), "name of the device file");
+    tarvutil_stimulator* stimulator = tarvutil_stimulator_new(reason, TEXT_ROOM);
+    if (stimulator == NULL) fail("tarvutil:noMemory", reason);
+    if (failure_id == NULL && name[0] != '\0') {
+        const int32_t code = tarvutil_stimulator_read_profile(stimulator, device, -1, name, -1);
+        if (code != TARVUTIL_OK) {
+            char text[TEXT_ROOM] = "";
+            tarvutil_stimulator_error(stimulator, text, TEXT_ROOM);
+            fail("tarvutil:badArgument", text);
+        }
+    }
+    if (failure_id == NULL) set_options(stimulator, argument(first + 2), argument(first + 3));
+    if (device != NULL) mxFree(device);
+    if (name != NULL) mxFree(name);
+    if (failure_id == NULL) return stimulator;
+    tarvutil_stimulator_free(stimulator);
+    return NULL;
+}
+
+/* --- Patterns that are kept --- */
+
+typedef struct kept
+{
+    uint64_t number;
+    tarvutil_pattern* pattern;
+    struct kept* next;
+} kept;
+
+static kept* patterns = NULL;
+static uint64_t last_number = 0;
+
+static void free_all(void)
+{
+    while (patterns != NULL) {
+        kept* first = patterns;
+        patterns = first->next;
+        tarvutil_pattern_free(first->pattern);
+        free(first);
+    }
+}
+
+static mxArray* keep(tarvutil_pattern* pattern)
+{
+    mxArray* result;
+    kept* entry = (kept*)malloc(sizeof *entry);
+    if (entry == NULL) {
+        tarvutil_pattern_free(pattern);
+        fail("tarvutil:noMemory", "out of memory");
+        return NULL;
+    }
+    /* While patterns are kept the gateway stays loaded: clear would forget which numbers were used. */
+    if (last_number == 0) {
+        mexAtExit(free_all);
+        mexLock();
+    }
+    entry->number = ++last_number;
+    entry->pattern = pattern;
+    entry->next = patterns;
+    patterns = entry;
+    result = mxCreateNumericMatrix(1, 1, mxUINT64_CLASS, mxREAL);
+    *(uint64_t*)mxGetData(result) = entry->number;
+    return result;
+}
+
+/* The entry of a pattern, as what points to it; null with a failure. */
+static kept** entry_of(const mxArray* array)
+{
+    kept** entry;
+    if (array != NULL && mxIsUint64(array) && mxGetNumberOfElements(array) == 1)
+        for (entry = &patterns; *entry != NULL; entry = &(*entry)->next)
+            if ((*entry)->number == *(const uint64_t*)mxGetData(array)) return entry;
+    fail("tarvutil:badHandle", "pattern: this is none, or it was cleared");
+    return NULL;
+}
+
+static const struct
+{
+    const char* name;
+    int32_t parameter;
+} parameters[] = {
+    {"time_step_us", TARVUTIL_TIME_STEP_US},
+    {"period_us", TARVUTIL_PERIOD_US},
+    {"max_offset_us", TARVUTIL_MAX_OFFSET_US},
+    {"end_us", TARVUTIL_END_US},
+    {"train_mismatch_ms", TARVUTIL_TRAIN_MISMATCH_MS},
+    {"max_amp_ua", TARVUTIL_MAX_AMP_UA},
+    {"min_amp_ua", TARVUTIL_MIN_AMP_UA},
+    {"phase_count", TARVUTIL_PHASE_COUNT},
+    {"change_count", TARVUTIL_CHANGE_COUNT},
+    {"update_count", TARVUTIL_UPDATE_COUNT},
+    {"max_words", TARVUTIL_MAX_WORDS},
+    {"continuous", TARVUTIL_CONTINUOUS},
+    {"amp_step_ua", TARVUTIL_AMP_STEP_UA},
+    {"amp_max_ua", TARVUTIL_AMP_MAX_UA},
+    {"period_ms", TARVUTIL_PERIOD_MS},
+    {"frequency_hz", TARVUTIL_FREQUENCY_HZ},
+    {"train_ms", TARVUTIL_TRAIN_MS},
+    {"cycles", TARVUTIL_CYCLES},
+    {"offset_ms", TARVUTIL_OFFSET_MS},
+    {"ipi_us", TARVUTIL_IPI_US},
+    {"phase1_us", TARVUTIL_PHASE1_US},
+    {"phase2_us", TARVUTIL_PHASE2_US},
+    {"phase1_ua", TARVUTIL_PHASE1_UA},
+    {"phase2_ua", TARVUTIL_PHASE2_UA},
+    {"polarity", TARVUTIL_POLARITY},
+    {"balance_mode", TARVUTIL_BALANCE_MODE},
+};
+
+static int32_t parameter_of(const mxArray* array)
+{
+    char message[TEXT_ROOM];
+    size_t i;
+    int32_t found = -1;
+    char* name = text_of(array, "parameter");
+    if (name == NULL) return -1;
+    for (i = 0; i < sizeof parameters / sizeof *parameters; ++i)
+        if (strcmp(parameters[i].name, name) == 0) found = parameters[i].parameter;
+    snprintf(message, sizeof message, "parameter: there is no parameter %.100s", name);
+    mxFree(name);
+    if (found < 0) fail("tarvutil:badArgument", message);
+    return found;
+}
+
+/* --- Commands: each gets its arguments from 1 on and fills the results --- */
+
+typedef struct
+{
+    int count;
+    mxArray** results;
+} results;
+
+/* The report on argument 1, a text or a pattern, read leniently or not by argument 2, with the options of 3 to 6. */
+static tarvutil_report* report_of(void)
+{
+    char reason[TEXT_ROOM] = "";
+    tarvutil_report* report = NULL;
+    const mxArray* subject = argument(1);
+    const int lenient = number_of(argument(2), "lenient") != 0;
+    tarvutil_stimulator* stimulator = failure_id == NULL ? stimulator_of(3) : NULL;
+    if (stimulator == NULL) return NULL;
+    if (mxIsChar(subject)) {
+        char* text = text_of(subject, "text");
+        if (text != NULL) report = tarvutil_report_new(stimulator, text, -1, lenient, reason, TEXT_ROOM);
+        if (text != NULL) mxFree(text);
+    } else {
+        kept** entry = entry_of(subject);
+        if (entry != NULL)
+            report = tarvutil_pattern_report_new((*entry)->pattern, stimulator, reason, TEXT_ROOM);
+    }
+    tarvutil_stimulator_free(stimulator);
+    if (report == NULL) fail("tarvutil:badArgument", reason);
+    return report;
+}
+
+static void encode(results* out)
+{
+    tarvutil_report* report = report_of();
+    if (report != NULL) out->results[0] = report_words(report);
+    tarvutil_report_free(report);
+}
+
+static void check(results* out)
+{
+    tarvutil_report* report = report_of();
+    if (report != NULL) out->results[0] = text_result(put_json, report_error, report, NULL);
+    tarvutil_report_free(report);
+}
+
+/* Argument 7: 0 one cycle, 1 the train. */
+static void picture(results* out)
+{
+    tarvutil_report* report = report_of();
+    int32_t drawn = report != NULL ? (int32_t)whole_of(argument(7), "drawn") : 0;
+    if (report != NULL && failure_id == NULL)
+        out->results[0] = text_result(put_picture, report_error, report, &drawn);
+    tarvutil_report_free(report);
+}
+
+/* Argument 1: the parameters as JSON; 2 to 5 the options. */
+static void design(results* out)
+{
+    char reason[TEXT_ROOM] = "";
+    char* json = text_of(argument(1), "parameters");
+    tarvutil_stimulator* stimulator = json != NULL ? stimulator_of(2) : NULL;
+    if (stimulator != NULL) {
+        tarvutil_design* made = tarvutil_design_new(stimulator, json, -1, reason, TEXT_ROOM);
+        if (made == NULL)
+            fail("tarvutil:badArgument", reason);
+        else
+            out->results[0] = text_result(put_design, design_error, made, NULL);
+        tarvutil_design_free(made);
+    }
+    tarvutil_stimulator_free(stimulator);
+    if (json != NULL) mxFree(json);
+}
+
+static const char* words_failure(int32_t code)
+{
+    return code == TARVUTIL_REFUSED ? "words: they are no word array, or hold a word that is none"
+                                    : "words: a step, a rate or a count is outside its range";
+}
+
+/* Words, time step, amplitude step: start, duration, current and word of each stretch, a column each. */
+static void decode(results* out)
+{
+    const uint32_t* words = NULL;
+    const int32_t count = words_of(argument(1), &words);
+    const float time_step = (float)number_of(argument(2), "time_step");
+    const float amp_step = (float)number_of(argument(3), "amp_step");
+    int32_t segments;
+    mxArray* numbers;
+    mxArray* indices;
+    if (failure_id != NULL) return;
+    segments = tarvutil_segments(words, count, time_step, amp_step, NULL, NULL, NULL, NULL, 0);
+    if (segments < 0) {
+        fail(segments == TARVUTIL_REFUSED ? "tarvutil:badArgument" : id_of(segments),
+             words_failure(segments));
+        return;
+    }
+    numbers = mxCreateDoubleMatrix((mwSize)segments, 3, mxREAL);
+    indices = mxCreateNumericMatrix((mwSize)segments, 1, mxINT32_CLASS, mxREAL);
+    tarvutil_segments(words, count, time_step, amp_step, mxGetPr(numbers), mxGetPr(numbers) + segments,
+                      mxGetPr(numbers) + 2 * (size_t)segments, (int32_t*)mxGetData(indices), segments);
+    out->results[0] = numbers;
+    if (out->count > 1) out->results[1] = indices;
+}
+
+/* Words, time step, amplitude step, cycles, rate. */
+static void samples(results* out)
+{
+    const uint32_t* words = NULL;
+    const int32_t count = words_of(argument(1), &words);
+    const float time_step = (float)number_of(argument(2), "time_step");
+    const float amp_step = (float)number_of(argument(3), "amp_step");
+    const int64_t cycles = whole_of(argument(4), "cycles");
+    const double rate = number_of(argument(5), "rate");
+    int32_t found;
+    if (failure_id != NULL) return;
+    found = tarvutil_samples(words, count, time_step, amp_step, cycles, rate, NULL, 0);
+    if (found < 0) {
+        fail(found == TARVUTIL_REFUSED ? "tarvutil:badArgument" : id_of(found), words_failure(found));
+        return;
+    }
+    out->results[0] = mxCreateDoubleMatrix((mwSize)found, 1, mxREAL);
+    tarvutil_samples(words, count, time_step, amp_step, cycles, rate, mxGetPr(out->results[0]), found);
+}
+
+/* Options: a Lilly or plain pattern, as "pattern" says. */
+static void pattern_new(results* out)
+{
+    char reason[TEXT_ROOM] = "";
+    double value[5] = {0};
+    static const char* keys[5] = {"pattern", "time-step", "amp-step", "amp-max", "budget"};
+    int i;
+    tarvutil_pattern* pattern;
+    tarvutil_stimulator* stimulator = stimulator_of(1);
+    if (stimulator == NULL) return;
+    for (i = 0; i < 5; ++i) tarvutil_stimulator_get(stimulator, keys[i], -1, &value[i]);
+    tarvutil_stimulator_free(stimulator);
+    pattern = tarvutil_pattern_new((int32_t)value[0], (float)value[1], (float)value[2], (float)value[3],
+                                   (int32_t)value[4], reason, TEXT_ROOM);
+    if (pattern == NULL)
+        fail("tarvutil:badArgument", reason);
+    else
+        out->results[0] = keep(pattern);
+}
+
+static void pattern_clear(results* out)
+{
+    kept** entry = entry_of(argument(1));
+    (void)out;
+    if (entry != NULL) {
+        kept* gone = *entry;
+        *entry = gone->next;
+        tarvutil_pattern_free(gone->pattern);
+        free(gone);
+    }
+}
+
+static void pattern_get(results* out)
+{
+    kept** entry = entry_of(argument(1));
+    const int32_t parameter = entry != NULL ? parameter_of(argument(2)) : -1;
+    double value = 0;
+    int32_t code;
+    if (failure_id != NULL) return;
+    code = tarvutil_pattern_get((*entry)->pattern, parameter, &value);
+    if (code != TARVUTIL_OK) fail_by(pattern_error, (*entry)->pattern, code);
+    out->results[0] = mxCreateDoubleScalar(value);
+}
+
+/* Pattern, parameter, value, whether the period may grow: what is then in effect. */
+static void pattern_set(results* out)
+{
+    kept** entry = entry_of(argument(1));
+    const int32_t parameter = entry != NULL ? parameter_of(argument(2)) : -1;
+    const double value = number_of(argument(3), "value");
+    const double extend = number_of(argument(4), "extend");
+    double effect = 0;
+    int32_t code;
+    if (failure_id != NULL) return;
+    code = tarvutil_pattern_set((*entry)->pattern, parameter, value, extend != 0, &effect);
+    if (code != TARVUTIL_OK) fail_by(pattern_error, (*entry)->pattern, code);
+    out->results[0] = mxCreateDoubleScalar(effect);
+}
+
+static void pattern_words(results* out)
+{
+    kept** entry = entry_of(argument(1));
+    int32_t count;
+    if (entry == NULL) return;
+    count = tarvutil_pattern_words((*entry)->pattern, NULL, 0);
+    if (count < 0) {
+        fail_by(pattern_error, (*entry)->pattern, count);
+        return;
+    }
+    out->results[0] = mxCreateNumericMatrix(1, (mwSize)count, mxUINT32_CLASS, mxREAL);
+    tarvutil_pattern_words((*entry)->pattern, (uint32_t*)mxGetData(out->results[0]), count);
+}
+
+static void pattern_text(results* out)
+{
+    kept** entry = entry_of(argument(1));
+    if (entry != NULL) out->results[0] = text_result(put_pattern, pattern_error, (*entry)->pattern, NULL);
+}
+
+static void version(results* out)
+{
+    char text[TEXT_ROOM] = "";
+    tarvutil_version(text, TEXT_ROOM);
+    out->results[0] = mxCreateString(text);
+}
+
+static const struct
+{
+    const char* name;
+    void (*run)(results* out);
+} commands[] = {
+    {"encode", encode},
+    {"check", check},
+    {"picture", picture},
+    {"design", design},
+    {"decode", decode},
+    {"samples", samples},
+    {"pattern_new", pattern_new},
+    {"pattern_clear", pattern_clear},
+    {"pattern_get", pattern_get},
+    {"pattern_set", pattern_set},
+    {"pattern_words", pattern_words},
+    {"pattern_text", pattern_text},
+    {"version", version},
+};
+
+void mexFunction(int nlhs, mxArray* plhs[], int nrhs, const mxArray* prhs[])
+{
+    size_t i;
+    char* name;
+    results out;
+    failure_id = NULL;
+    number_of_arguments = nrhs;
+    arguments = prhs;
+    out.count = nlhs;
+    out.results = plhs;
+    name = text_of(argument(0), "command");
+    for (i = 0; name != NULL && i < sizeof commands / sizeof *commands; ++i)
+        if (strcmp(commands[i].name, name) == 0) break;
+    if (name != NULL) mxFree(name);
+    if (failure_id == NULL && i == sizeof commands / sizeof *commands)
+        fail("tarvutil:badArgument", "command: this is none");
+    if (failure_id == NULL) commands[i].run(&out);
+    if (failure_id != NULL) mexErrMsgIdAndTxt(failure_id, "%s", failure);
+}

@@ -1,0 +1,98 @@
+% Tests what the other languages cannot: what the functions give back, and what they refuse and how.
+function test_tarvutil()
+  text = 'Pulse:(0,0)(200,-80)(53,0)(200,80)(2880,0):DurationMsec=[1000]';
+  words = tarvutil.encode(text, 'amp_step', 1);
+  assert(class(words), 'uint32');
+  assert(words(1), uint32(300));
+  assert(tarvutil.encode({text, text}, 'amp_step', 1), {words, words});
+
+  report = tarvutil.check(text, 'amp_step', 1, 'max_error', 0.5);
+  assert(report.encoded);
+  assert(numel(report.phases), 5);
+  report = tarvutil.check('H:(1,2)');
+  assert(~report.encoded);
+
+  % Segments and samples are of one current.
+  cycle = tarvutil.decode(words, 'amp_step', 1);
+  assert(words(cycle.word(1)), words(2));
+  charge = sum(cycle.duration_us .* cycle.current_ua);
+  [current, time] = tarvutil.waveform(words, 20000, 'amp_step', 1, 'cycles', 3);
+  assert(sum(current) * 50, 3 * charge, 1e-9 * sum(abs(cycle.duration_us .* cycle.current_ua)) + 1e-6);
+  assert(time(2), 5e-5, 1e-15);
+
+  designs = tarvutil.design(struct('amplitude', '20:60:20', 'phase1', 200, 'frequency', 100, 'train', Inf));
+  assert(numel(designs), 3);
+  report = tarvutil.check(designs(3).text);
+  assert(report.continuous);
+
+  pulse = tarvutil.Lilly('time_step', 20);
+  [width, hz] = pulse.set('phase1_us', 205, 'frequency_hz', 50);
+  assert([width hz], [pulse.get('phase1_us') pulse.get('frequency_hz')]);
+  assert(tarvutil.encode(['A:' pulse.text()], 'time_step', 20), pulse.words());
+  twin = pulse;
+  delete(pulse);
+  other = tarvutil.Lilly();
+
+  device = [tempname() '.toml'];
+  file = fopen(device, 'w');
+  fputs(file, "[stimulator]\namp-step = 1\n");
+  fclose(file);
+  assert(tarvutil.encode(text, 'device', device), words);
+
+  bad = 'tarvutil:badArgument';
+  refused = {
+    'tarvutil:badHandle', @() twin.words(), 'cleared'
+    'tarvutil:badHandle', @() tarvutil.check(pulse), 'cleared'
+    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', uint64(999)), 'cleared'
+    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', 1), 'cleared'
+    'tarvutil:notPlayable', @() tarvutil.encode({text, 'H:(1,2)'}), 'phase'
+    'tarvutil:notPlayable', @() tarvutil.encode(text, 'budget', 3), 'budget'
+    bad, @() tarvutil.encode(["A" 0 "B"]), 'NUL'
+    bad, @() tarvutil.encode(7), 'text'
+    bad, @() tarvutil.encode(['ab'; 'cd']), 'text'
+    bad, @() tarvutil.encode(text, 'budget', NaN), 'budget'
+    bad, @() tarvutil.encode(text, 'time_step', -1), 'time-step'
+    bad, @() tarvutil.encode(text, 'time_step', [1 2]), 'time_step'
+    bad, @() tarvutil.encode(text, 'colour', 1), 'colour'
+    bad, @() tarvutil.encode(text, 'device', '/no/such'), '/no/such'
+    bad, @() tarvutil.check(text, 'max_k', 1), 'area'
+    bad, @() tarvutil.decode(double(words)), 'uint32'
+    bad, @() tarvutil.decode(uint32([])), 'uint32'
+    bad, @() tarvutil.decode([words; words]), 'uint32'
+    bad, @() tarvutil.decode(words(2:end)), 'words'
+    bad, @() tarvutil.decode(words, 'time_step', Inf), 'words'
+    bad, @() tarvutil.waveform(words, NaN), 'rate'
+    bad, @() tarvutil.waveform(words, 100, 'cycles', 0.5), 'cycles'
+    bad, @() tarvutil.design(struct('amplitude', NaN)), 'amplitude'
+    bad, @() tarvutil.design(struct('amplitude', {})), 'parameters'
+    bad, @() tarvutil.design(struct('amplitude', 1, 'phase1', 200)), 'frequency'
+    bad, @() other.set('colour', 1), 'colour'
+    bad, @() other.set('phase1_us', NaN), 'value'
+    bad, @() other.set('phase1_us', -Inf), 'value'
+    bad, @() other.set('cycles', 1e300), 'value'
+    bad, @() other.set('phase1_us', '200'), 'value'
+    bad, @() other.get(3), 'parameter'
+    bad, @() tarvutil_mex(), 'argument'
+    bad, @() tarvutil_mex('no such'), 'command'
+  };
+  for i = 1:size(refused, 1)
+    identifier = 'none';
+    message = '';
+    try
+      refused{i, 2}();
+    catch failure
+      identifier = failure.identifier;
+      message = failure.message;
+    end
+    assert(identifier, refused{i, 1}, sprintf('row %d: %s: %s', i, identifier, message));
+    assert(~isempty(strfind(message, refused{i, 3})), sprintf('row %d: %s', i, message));
+  end
+
+  figure('visible', 'off');
+  axes_handle = tarvutil.plot(text, 'amp_step', 1);
+  curves = get(axes_handle, 'children');
+  low = min(arrayfun(@(curve) min(get(curve, 'ydata')), curves));
+  assert(low, -80);
+  close all
+  printf('%d refusals, and the functions, are as they should be\n', size(refused, 1));
+end
