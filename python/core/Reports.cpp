@@ -5,7 +5,15 @@
 #include <optional>
 
 #include "Core.h"
+#include "DesignParameters.h"
+#include "Events.h"
 #include "Json.h"
+#include "Picture.h"
+#include "Samples.h"
+#include "Schedule.h"
+#include "Sentences.h"
+#include "SentencesOfDesign.h"
+#include "Svg.h"
 
 namespace core {
 namespace {
@@ -99,6 +107,51 @@ py::tuple Segments(const Words& array, double timeStepUsec, double ampStepUa)
                           Frozen(std::move(currents)), Frozen(std::move(indices)));
 }
 
+// The current of so many cycles, averaged over each sample. REQUIRES: words that segments took, a rate above 0.
+py::array_t<double> Samples(const Words& array, double timeStepUsec, double ampStepUa, std::int64_t cycles,
+                            double rateHz)
+{
+    const std::vector<unsigned int> words(array.data(), array.data() + array.size());
+    const preview::Train train = TrainOf(words, {timeStepUsec, ampStepUa}, cycles);
+    std::vector<double> samples;
+    {
+        const py::gil_scoped_release release;
+        ForEachSample(train, rateHz, [&](double, double currentUa) { samples.push_back(currentUa); });
+    }
+    return py::array_t<double>(static_cast<py::ssize_t>(samples.size()), samples.data());
+}
+
+// --- Designs ---
+
+// A JSON array of designs from parameters by their names, values as texts.
+std::string Designs(const preview::Stimulator& given, const std::map<std::string, std::string>& texts,
+                    const Limits& limits)
+{
+    DesignParameters parameters;
+    for (const auto& [name, text] : texts) {
+        const DesignParameter* parameter = FindDesignParameter(name);
+        if (parameter == nullptr) throw py::type_error(name + ": there is no such parameter");
+        const std::string fault = parameter->set(parameters, text);
+        if (!fault.empty()) throw py::value_error(name + ": " + fault);
+    }
+    const std::string fault = parameters.Inconsistent();
+    if (!fault.empty()) throw py::value_error(fault);
+    const SequenceRequest sequence = parameters.Request();
+    preview::Stimulator stimulator = given;
+    stimulator.pattern = KindOf(sequence.pulse);
+    std::vector<DesignRequest> requests;
+    if (const auto wrong = MakeSequence(sequence, stimulator, requests))
+        throw py::value_error(Sentence(*wrong, ""));
+    const py::gil_scoped_release release;
+    Design design(stimulator);
+    std::string json;
+    for (const DesignRequest& request : requests) {
+        MakeDesign(request, design, limits);
+        json += (json.empty() ? "[" : ",") + DesignJson(design, request.name);
+    }
+    return json + "]";
+}
+
 // --- Limits ---
 
 // "max_error_us", "whole_cycles": the limit's name, with the unit of its value.
@@ -109,6 +162,8 @@ std::string NameInPython(const LimitKind& kind)
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
+
+constexpr const char* AreaName = "area_cm2";
 
 std::vector<std::string> LimitNames()
 {
@@ -122,10 +177,26 @@ Limits LimitsOf(const std::map<std::string, double>& values, bool exact)
 {
     Limits limits;
     limits.exact = exact;
+    if (const auto area = values.find(AreaName); area != values.end()) limits.areaCm2 = area->second;
     for (const LimitKind& kind : LimitKinds())
         if (const auto found = values.find(NameInPython(kind)); found != values.end())
             limits[kind.limit] = found->second;
+    if (const LimitKind* kind = LimitWithoutArea(limits))
+        throw py::value_error(NameInPython(*kind) + ": needs area_cm2, the area of the electrode");
     return limits;
+}
+
+// What a device file gives: the stimulator, and the limits as LimitsOf takes them.
+py::tuple ReadDevice(py::handle text, const std::string& name)
+{
+    Profile profile;
+    if (const auto fault = ReadProfile(TextOf(text), name, profile))
+        throw py::value_error(fault->place + ": " + fault->text);
+    std::map<std::string, double> values;
+    for (const LimitKind& kind : LimitKinds())
+        if (const auto& most = profile.limits.Most(kind.limit)) values[NameInPython(kind)] = *most;
+    if (profile.limits.areaCm2) values[AreaName] = *profile.limits.areaCm2;
+    return py::make_tuple(profile.stimulator, values, profile.limits.exact);
 }
 
 // --- Reports ---
@@ -149,11 +220,65 @@ class MadeReport
     }
 
     std::string Json() const { return ReportJson(m_report, {}); }
+    std::string StepsJson() const { return preview::StepsJson(StepRows(m_report)); }
+    // REQUIRES: words, and of a train an end.
+    std::string Svg(bool train) const
+    {
+        return SvgOf(PictureOf(m_report, train ? Drawn::Train : Drawn::Cycle));
+    }
     Words WordArray() const { return ArrayOf(m_report.encoding.words); }
     bool WithinLimits() const { return m_report.WithinLimits(); }
 
  private:
     Report m_report;
+};
+
+// --- Schedules ---
+
+class Schedule
+{
+ public:
+    explicit Schedule(const preview::Stimulator& stimulator)
+        : m_stimulator(stimulator), m_schedule(stimulator)
+    {}
+
+    std::size_t Add(int channel, std::int64_t startMsec, py::handle text, bool lenient)
+    {
+        if (channel < 0 || channel > MaxChannel)
+            throw py::value_error("channel: not 0 to " + std::to_string(MaxChannel));
+        if (startMsec < 0 || startMsec > MaxStartMsec())
+            throw py::value_error("start_ms: not 0 to " + std::to_string(MaxStartMsec()));
+        Report report(m_stimulator);
+        ReportOn(TextOf(text), {}, ReadingOf(lenient), report);
+        if (!report.encoding.Encoded()) Refuse(report);
+        m_schedule.Add(m_trains, {channel, startMsec, TextOf(text)}, report);
+        return m_trains++;
+    }
+
+    std::string Json(int pollMsec, std::optional<std::int64_t> untilMsec)
+    {
+        Check(untilMsec);
+        Host host;
+        host.pollMsec = pollMsec;
+        return ScheduleJson(m_schedule, host, untilMsec);
+    }
+    std::string Events(std::optional<std::int64_t> untilMsec)
+    {
+        Check(untilMsec);
+        return EventsOf(m_schedule, untilMsec);
+    }
+
+ private:
+    void Check(std::optional<std::int64_t> untilMsec)
+    {
+        if (!untilMsec && m_schedule.Endless()) throw py::value_error("until_ms: needed, a train has no end");
+        if (const auto overlap = m_schedule.FindOverlap())
+            throw py::value_error(Sentence(*overlap, "number"));
+    }
+
+    const preview::Stimulator m_stimulator;
+    preview::Schedule m_schedule;
+    std::size_t m_trains = 0;
 };
 
 }  // namespace
@@ -163,7 +288,22 @@ void BindReports(py::module_& module)
     module.def("encode_text", EncodeText, py::arg("stimulator"), py::arg("text"), py::arg("lenient"));
     module.def("encode_texts", EncodeTexts, py::arg("stimulator"), py::arg("texts"), py::arg("lenient"));
     module.def("segments", Segments, py::arg("words"), py::arg("time_step_us"), py::arg("amp_step_ua"));
+    module.def("samples", Samples, py::arg("words"), py::arg("time_step_us"), py::arg("amp_step_ua"),
+               py::arg("cycles"), py::arg("rate_hz"));
     module.def("limit_names", LimitNames);
+    module.def("read_device", ReadDevice, py::arg("text"), py::arg("name"));
+    module.def(
+        "designs",
+        [](const preview::Stimulator& stimulator, const std::map<std::string, std::string>& parameters,
+           const std::map<std::string, double>& limits,
+           bool exact) { return Designs(stimulator, parameters, LimitsOf(limits, exact)); },
+        py::arg("stimulator"), py::arg("parameters"), py::arg("limits"), py::arg("exact"));
+    py::class_<Schedule>(module, "Schedule")
+        .def(py::init<const preview::Stimulator&>(), py::arg("stimulator"))
+        .def("add", &Schedule::Add, py::arg("channel"), py::arg("start_ms"), py::arg("text"),
+             py::arg("lenient"))
+        .def("json", &Schedule::Json, py::arg("poll_ms"), py::arg("until_ms"))
+        .def("events", &Schedule::Events, py::arg("until_ms"));
     py::class_<MadeReport>(module, "Report")
         .def(py::init<const preview::Stimulator&, py::handle, bool, const std::map<std::string, double>&,
                       bool>(),
@@ -171,6 +311,8 @@ void BindReports(py::module_& module)
         .def(py::init<const Pattern&, const std::map<std::string, double>&, bool>(), py::arg("pattern"),
              py::arg("limits"), py::arg("exact"))
         .def("json", &MadeReport::Json)
+        .def("steps_json", &MadeReport::StepsJson)
+        .def("svg", &MadeReport::Svg, py::arg("train"))
         .def("words", &MadeReport::WordArray)
         .def_property_readonly("within_limits", &MadeReport::WithinLimits);
 }

@@ -13,15 +13,19 @@ An object is used by one thread at a time; different objects are independent.
 """
 
 from ._core import version as __version__
+from .designs import Design
 from .errors import NotPlayable
 from .patterns import LillyPattern, Pattern, PlainPattern, Play
 from .played import Played, decode
 from .reports import AskedPlayed, Excess, Finding, PhaseReport, Refusal, Report
+from .schedules import Command, Schedule, Total
 from .stimulator import LIMITS, Stimulator
 
 __all__ = [
     "LIMITS",
     "AskedPlayed",
+    "Command",
+    "Design",
     "Excess",
     "Finding",
     "LillyPattern",
@@ -33,7 +37,9 @@ __all__ = [
     "Played",
     "Refusal",
     "Report",
+    "Schedule",
     "Stimulator",
+    "Total",
     "__version__",
     "decode",
 ]

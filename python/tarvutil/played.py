@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import math
 from dataclasses import dataclass
 from typing import Any, Dict
 
@@ -10,7 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from .numbers import above_zero, whole, word_array
+from .numbers import Words, above_zero, whole, word_array
 
 Numbers = npt.NDArray[np.float64]
 
@@ -20,7 +19,8 @@ class Played:
     """What words play in one cycle: stretches of constant current, in order and without gaps.
 
     cycles: from word 0. period_us: length of the cycle. starts_us, durations_us, currents_ua: float64 of shape (n,).
-    words: the index in the word array of the word that each stretch belongs to.
+    words: the index in the word array of the word that each stretch belongs to. array: that word array, uint32; and the
+    steps that its words are for.
     """
 
     cycles: int
@@ -29,6 +29,9 @@ class Played:
     durations_us: Numbers
     currents_ua: Numbers
     words: npt.NDArray[np.int64]
+    array: Words
+    time_step_us: float
+    amp_step_ua: float
 
     def to_dict(self) -> Dict[str, Any]:
         """The same as plain numbers and lists."""
@@ -47,16 +50,10 @@ class Played:
         """
         rate = above_zero("sample_rate_hz", sample_rate_hz)
         repeats = whole("cycles", cycles, 1, 2**31 - 1)
-        end = repeats * self.period_us
-        count = math.ceil(end * rate / 1e6 * (1 - 1e-12))
+        count = repeats * self.period_us * rate / 1e6
         if count > MAX_SAMPLES or repeats * len(self.starts_us) > MAX_SAMPLES:
-            raise ValueError(f"sample_rate_hz: {count} samples are more than {MAX_SAMPLES}")
-        durations = np.tile(self.durations_us, repeats)
-        charges = np.append(0.0, np.cumsum(durations * np.tile(self.currents_ua, repeats)))
-        times = np.append(0.0, np.cumsum(durations))
-        edges = np.arange(count + 1) * (1e6 / rate)
-        samples: Numbers = np.diff(np.interp(edges, times, charges)) * (rate / 1e6)
-        return samples
+            raise ValueError(f"sample_rate_hz: {count:.0f} samples are more than {MAX_SAMPLES}")
+        return _core.samples(self.array, self.time_step_us, self.amp_step_ua, repeats, rate)
 
 
 MAX_SAMPLES = 100_000_000
@@ -68,5 +65,8 @@ def decode(words: npt.ArrayLike, *, time_step_us: float = 33.333332, amp_step_ua
     words: whole numbers of shape (n,). time_step_us, amp_step_ua: of the stimulator that plays them, above 0.
     Raises ValueError for words that are none, with the index of the word.
     """
-    steps = (above_zero("time_step_us", time_step_us), above_zero("amp_step_ua", amp_step_ua))
-    return Played(*_core.segments(word_array(words), *(float(np.float32(step)) for step in steps)))
+    array = word_array(words).copy()
+    array.flags.writeable = False
+    time_step = float(np.float32(above_zero("time_step_us", time_step_us)))
+    amp_step = float(np.float32(above_zero("amp_step_ua", amp_step_ua)))
+    return Played(*_core.segments(array, time_step, amp_step), array, time_step, amp_step)

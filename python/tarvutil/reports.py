@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import functools
+import html
 import json
 import math
 from dataclasses import dataclass
@@ -221,6 +222,32 @@ class Report:
         from .plot import plot
 
         return plot(self, ax, whole_cycle)
+
+    def svg(self, *, train: bool = False) -> str:
+        """One cycle as asked and as played, or the whole train, as an SVG document; needs nothing else installed.
+
+        Raises NotPlayable without words, ValueError for a train without end.
+        """
+        found = self._with_words()
+        if train and found["continuous"]:
+            raise ValueError("train: it has no end")
+        return self._core.svg(train)
+
+    def time_steps(self) -> List[Dict[str, Any]]:
+        """How each of the usual time steps plays the text: time_step_us, words (None where it is refused),
+        largest_error_us, period_error_us, net_charge_nc, as_asked."""
+        steps: List[Dict[str, Any]] = json.loads(self._core.steps_json())
+        return steps
+
+    @property
+    def advice(self) -> List[str]:
+        """What would play in place of a refused text, none to three sentences."""
+        return list(self._found.get("advice", {}).get("sentences", []))
+
+    def _repr_html_(self) -> str:
+        if self.encoded:
+            return self.svg()
+        return "".join(f"<p>{html.escape(line)}</p>" for line in self.errors + self.advice)
 
     def __repr__(self) -> str:
         if not self.encoded:

@@ -2,11 +2,13 @@
 
 from __future__ import annotations
 
+import os
 from typing import Dict, List, Optional, Tuple, Union, overload
 
 import numpy.typing as npt
 
 from . import _core
+from .designs import Design, design
 from .errors import not_playable
 from .numbers import Words, single, whole
 from .patterns import BasePattern, LillyPattern, PlainPattern
@@ -42,6 +44,22 @@ class Stimulator:
         )
         self.lilly_core = _core.Stimulator(False, *values)
         self.plain_core = _core.Stimulator(True, *values)
+        self.limits: Dict[str, float] = {}
+        self.exact = False
+
+    @classmethod
+    def from_device(cls, path: "Union[str, os.PathLike[str]]") -> "Stimulator":
+        """The stimulator of a device file, with its limits: TOML with the tables [stimulator] and [limits].
+
+        Its limits hold in check and design where the call gives no other. The kind of its patterns is that of
+        each call. Raises OSError for a file that cannot be read, ValueError with the line for one that is faulty.
+        """
+        with open(path, "rb") as file:
+            text = file.read().decode("utf-8", "surrogateescape")
+        core, limits, exact = _core.read_device(text, os.fsdecode(path))
+        stimulator = cls(core.time_step_us, core.amp_step_ua, core.amp_max_ua, core.budget)
+        stimulator.limits, stimulator.exact = limits, exact
+        return stimulator
 
     @property
     def time_step_us(self) -> float:
@@ -121,7 +139,8 @@ class Stimulator:
         What is refused gives a report as well, with its refusal. plain, lenient: how a text is read, as in encode.
         limits: the most that may be played otherwise than asked, each 0 or above, or None for no limit; the names are
         those of tarvutil.LIMITS, such as max_error_us. whole_cycles=True lets no part of a cycle pass, exact=True
-        nothing but what single precision rounds.
+        nothing but what single precision rounds. area_cm2: of the electrode, above 0, needed by limits of density and
+        k. Limits of a device file hold where the call gives no other.
 
             >>> text = "Head:(200,-60)(53,0)(200,60):DurationMsec=[1]"
             >>> report = Stimulator().check(text, plain=True, max_error_us=0.5)
@@ -130,7 +149,9 @@ class Stimulator:
             >>> report.exceeded
             [Excess(limit='max-error', value=-0.666676, most=0.5, unit='us')]
         """
-        most = _limits(limits)
+        most = {**self.limits, **_limits(limits)}
+        most = {name: value for name, value in most.items() if limits.get(name, value) is not None}
+        exact = exact or self.exact
         if isinstance(pattern, str):
             core = self.plain_core if plain else self.lilly_core
             return Report(_core.Report(core, pattern, lenient, most, exact), self)
@@ -140,8 +161,25 @@ class Stimulator:
             raise ValueError("pattern: it is for another stimulator")
         return Report(_core.Report(pattern._core, most, exact), self)
 
+    def design(self, *, exact: bool = False, **parameters: Union[float, str]) -> List[Design]:
+        """Specification strings from the parameters of a pulse or burst, one or, of a sweep, several.
 
-LIMITS = tuple(_core.limit_names())
+        amplitude (uA, without sign), phase1, ipi (us), frequency (Hz), one of train (ms, inf without end), pulses, on
+        (s); balance (0 to 4), polarity ("negative", "positive"), offset (ms), phase2 (us) and amplitude2 (uA) with balance
+        0; burst (pulses) and burst_rate (Hz); ramp_up, ramp_down (pulses); times, off (s); name. A sweep is a text,
+        "FROM:TO:STEP". Raises TypeError for an unknown name, ValueError for a value outside its range and for values
+        that do not go together. A design that nothing plays is none of these: it has no text.
+
+            >>> made = Stimulator().design(amplitude=57, phase1=200, ipi=100, frequency=100, pulses=3)
+            >>> made[0].text
+            'Lilly:(0,0)(200,-60)(100,0)(200,60)(9500,0):DurationMsec=[30]:ChargeBalanceIdx=[1]'
+            >>> made[0].remarks[0]
+            'amplitude: -57 uA is played as -60 uA'
+        """
+        return design(self.lilly_core, self.limits, exact or self.exact, parameters)
+
+
+LIMITS = (*_core.limit_names(), "area_cm2")
 
 
 def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
@@ -149,13 +187,15 @@ def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
     for name, most in limits.items():
         if name not in LIMITS:
             raise TypeError(f"{name}: there is no such limit; {', '.join(LIMITS)}")
-        if not name.startswith("max_"):
+        if name == "whole_cycles":
             if most not in (True, False, None):
                 raise TypeError(f"{name}: True or False is needed, not {most!r}")
             if most:
                 given[name] = 0.0
         elif most is not None:
             given[name] = single(name, most)
-            if not given[name] >= 0:
+            if not given[name] >= 0 and name != "max_k":
                 raise ValueError(f"{name}: {most!r} is not 0 or above")
+            if name == "area_cm2" and given[name] == 0:
+                raise ValueError("area_cm2: not above 0")
     return given

@@ -1,0 +1,59 @@
+"""Designs: specification strings from the parameters of a pulse or burst."""
+
+from __future__ import annotations
+
+import json
+import math
+from dataclasses import dataclass
+from typing import Any, Dict, List, Optional, Union
+
+from . import _core
+
+
+@dataclass(frozen=True)
+class Design:
+    """One specification string, and what of it is not as requested.
+
+    name: its head. text: None when nothing plays the request; errors then says why and advice what would play. plain:
+    it is the text of a plain pattern. adjusted: a list of phases near the one requested is used. remarks: what is
+    played otherwise than requested, exceeded: the limits that this exceeds, sentences.
+    """
+
+    name: str
+    plain: bool
+    text: Optional[str]
+    adjusted: bool
+    remarks: List[str]
+    exceeded: List[str]
+    errors: List[str]
+    advice: List[str]
+
+
+def design(
+    core: _core.Stimulator, limits: Dict[str, float], exact: bool, parameters: Dict[str, Union[float, str]]
+) -> List[Design]:
+    texts = {name.replace("_", "-"): _text(name, value) for name, value in parameters.items()}
+    return [_design(found) for found in json.loads(_core.designs(core, texts, limits, exact))]
+
+
+def _text(name: str, value: Union[float, str]) -> str:
+    if isinstance(value, str):
+        return value
+    try:
+        number = float(value)
+    except (TypeError, ValueError):
+        raise TypeError(f"{name}: a number or a text is needed, not {type(value).__name__}") from None
+    return "inf" if number == math.inf else repr(number)
+
+
+def _design(found: Dict[str, Any]) -> Design:
+    return Design(
+        found["name"],
+        found["pattern"] == "plain",
+        found.get("text"),
+        found.get("adjusted", False),
+        found.get("remarks", []),
+        [excess["text"] for excess in found.get("exceeded", [])],
+        found.get("errors", []),
+        found.get("advice", []),
+    )

@@ -1,0 +1,109 @@
+"""Schedules: trains on several channels, each from its own start."""
+
+from __future__ import annotations
+
+import json
+from dataclasses import dataclass
+from typing import TYPE_CHECKING, Any, Dict, List, Optional
+
+import numpy as np
+
+from . import _core
+from .errors import not_playable
+from .numbers import INT32_MAX, Words, milliseconds, whole
+
+if TYPE_CHECKING:
+    from .stimulator import Stimulator
+
+
+@dataclass(frozen=True, eq=False)
+class Command:
+    """A block of cycles that the host sends.
+
+    train: its number. sent_ms: when a host that polls sends it, due_ms: when it is due. cycles: in word 0.
+    cycles_left: of the train, to be commanded after it; None for a train without end. words: uint32.
+    """
+
+    train: int
+    channel: int
+    sent_ms: int
+    due_ms: int
+    cycles: int
+    cycles_left: Optional[int]
+    words: Words
+
+
+@dataclass(frozen=True)
+class Total:
+    """The current of all channels together at its largest: the sum of magnitudes, and the sum."""
+
+    largest_total_current_ua: float
+    largest_total_current_at_ms: float
+    largest_net_current_ua: float
+    largest_net_current_at_ms: float
+
+
+class Schedule:
+    """Trains of one stimulator on several channels.
+
+        >>> import tarvutil as tv
+        >>> schedule = tv.Schedule(tv.Stimulator())
+        >>> text = "H:(0,0)(200,-50)(100,0)(200,50)(9500,0):DurationMsec=[50000]"
+        >>> schedule.add(1, 0, text), schedule.add(2, 5, text)
+        (0, 1)
+        >>> [(command.channel, command.due_ms, command.cycles) for command in schedule.commands()]
+        [(1, 0, 4095), (2, 5, 4095), (1, 40950, 905), (2, 40955, 905)]
+    """
+
+    def __init__(self, stimulator: "Stimulator", *, plain: bool = False) -> None:
+        self.stimulator = stimulator
+        self._core = _core.Schedule(stimulator.plain_core if plain else stimulator.lilly_core)
+
+    def add(self, channel: int, start_ms: int, text: str, *, lenient: bool = False) -> int:
+        """Adds the train of a specification string on a channel, 0 to 1000000, and returns its number, from 0.
+
+        start_ms: whole milliseconds, 0 or above. Raises NotPlayable for a text without words.
+        """
+        start = milliseconds("start_ms", start_ms)
+        try:
+            return self._core.add(whole("channel", channel, 0, INT32_MAX), start, text, lenient)
+        except _core.NotPlayable as refused:
+            raise not_playable(refused) from None
+
+    def commands(self, *, poll_ms: int = 1, until_ms: Optional[int] = None) -> List[Command]:
+        """What a host sends that looks at its clock every poll_ms, in the order of the due times, before until_ms.
+
+        Raises ValueError when a train begins while its channel still plays another, and for a train without end
+        when until_ms is not given.
+        """
+        found = self._found(poll_ms, until_ms)["commands"]
+        return [
+            Command(
+                one["train"],
+                one["channel"],
+                one["sent_ms"],
+                one["due_ms"],
+                one["cycles"],
+                one.get("cycles_left"),
+                np.array(one["words"], np.uint32),
+            )
+            for one in found
+        ]
+
+    def total(self, *, until_ms: Optional[int] = None) -> Total:
+        """The current of all channels together; raises as commands does."""
+        found = self._found(1, until_ms)["total"]
+        return Total(*(found[name] for name in Total.__dataclass_fields__))
+
+    def events(self, *, until_ms: Optional[int] = None) -> str:
+        """The trains as a table of events: lines with tabs between the columns, onset and duration in seconds."""
+        return self._core.events(_until(until_ms))
+
+    def _found(self, poll_ms: int, until_ms: Optional[int]) -> Dict[str, Any]:
+        poll = whole("poll_ms", poll_ms, 1, 1_000_000)
+        found: Dict[str, Any] = json.loads(self._core.json(poll, _until(until_ms)))
+        return found
+
+
+def _until(until_ms: Optional[int]) -> Optional[int]:
+    return None if until_ms is None else whole("until_ms", until_ms, 0, 2**53)
