@@ -52,7 +52,7 @@ class Schedule:
         >>> schedule.add(1, 0, text), schedule.add(2, 5, text)
         (0, 1)
         >>> [(command.channel, command.due_ms, command.cycles) for command in schedule.commands()]
-        [(1, 0, 4095), (2, 5, 4095), (1, 40950, 905), (2, 40955, 905)]
+        [(1, 0, 4095), (1, 0, 905), (2, 5, 4095), (2, 5, 905)]
     """
 
     def __init__(self, stimulator: "Stimulator", *, plain: bool = False) -> None:

@@ -174,7 +174,7 @@ class Stimulator:
             >>> made[0].text
             'Lilly:(0,0)(200,-60)(100,0)(200,60)(9500,0):DurationMsec=[30]:ChargeBalanceIdx=[1]'
             >>> made[0].remarks[0]
-            'amplitude: -57 uA is played as -60 uA'
+            'amplitude: 57 uA is played as 60 uA'
         """
         return design(self.lilly_core, self.limits, exact or self.exact, parameters)
 
