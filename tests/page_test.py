@@ -90,6 +90,10 @@ CASES = {
         f"on(slider('phase1'), 900, 'input'); on(slider('phase1'), 10, 'input'); on(slider('phase1'), 200)",
         f"q('#text').value === '{PULSE}'"),
     "the polarity turns the pair": ("on('#field-polarity', 'positive')", "q('#text').value.includes('(200,60)(100,0)(400,-30)')"),
+    "a name changes the head alone": ("on('#name', 'new: one')", "q('#text').value.startsWith('new  one:(0,0)(200,-60)')"),
+    "a length that is repaired is remarked": (
+        "on('#field-phase1', 210); on('#field-ipi', 0)", "q('#fields-remarks').textContent.includes(q('#field-ipi').value + ' us')"),
+    "whole microseconds at any rate": ("on('#field-frequency', 300)", "q('#text').value.includes('(2633,0):DurationMsec=[333.3]')"),
     "pulses stay when the rate changes": (
         "on('#field-frequency', 50)", "q('#field-pulses').value === '100' && q('#text').value.includes('DurationMsec=[2000]')"),
     "a burst is designed": (
@@ -260,7 +264,10 @@ def test_it_fits_the_screen(browser, name, width, scheme):
     opened(browser, max_phase_charge=10, max_rate=200)
     browser.execute_script("key('#curve', 'ArrowRight', 'ArrowRight')")
     until(browser, "document.documentElement.scrollWidth <= innerWidth")
-    height = browser.execute_script("return document.documentElement.scrollHeight")
+    # What is out of sight is otherwise not drawn.
+    browser.execute_script("for (const part of document.querySelectorAll('section')) part.style.contentVisibility = 'visible'")
+    time.sleep(0.5)
+    height = browser.execute_script("return document.body.scrollHeight")
     picture = browser.execute_cdp_cmd("Page.captureScreenshot", {
         "captureBeyondViewport": True, "clip": {"x": 0, "y": 0, "width": width, "height": height, "scale": 1}})
     pathlib.Path(SHOTS, f"{name}.png").write_bytes(base64.b64decode(picture["data"]))

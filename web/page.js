@@ -423,7 +423,7 @@ function plotOptions(width, height) {
   const line = { stroke: colour('--faint'), grid: { stroke: colour('--line'), width: 1 }, ticks: { stroke: colour('--line'), width: 1 } };
   const stepped = uPlot.paths.stepped({ align: 1 });
   return {
-    width, height, padding: [8, 12, 0, 0],
+    width, height, padding: [8, 26, 0, 0],
     legend: { show: false },
     cursor: { y: false, points: { show: false }, drag: { x: true, y: false, setScale: false }, bind: { dblclick: () => null } },
     select: { show: true },
@@ -703,14 +703,14 @@ const Fields = [
   { key: 'amplitude', label: 'Amplitude', unit: 'uA', least: 1, most: 100 },
   { key: 'phase1', label: 'Phase 1', unit: 'us', least: 10, most: 1000, parameter: C.PHASE1_US },
   { key: 'ipi', label: 'Interphase interval', unit: 'us', least: 0, most: 1000, parameter: C.IPI_US },
-  { key: 'balance', label: 'Balance', parameter: C.BALANCE_MODE, options: [['1', 'phase 2 mirrors phase 1'], ['2', 'half the current, twice as long'],
-    ['3', 'a quarter of the current, 4 times as long'], ['4', 'an eighth of the current, 8 times as long'], ['0', 'off: phase 2 as given']] },
+  { key: 'balance', label: 'Balance', parameter: C.BALANCE_MODE, options: [['1', 'phase 2 mirrors phase 1'], ['2', '1/2 current, 2 × as long'],
+    ['3', '1/4 current, 4 × as long'], ['4', '1/8 current, 8 × as long'], ['0', 'off: phase 2 as given']] },
   { key: 'phase2', label: 'Phase 2', unit: 'us', least: 10, most: 1000, parameter: C.PHASE2_US, unbalanced: true },
   { key: 'amplitude2', label: 'Amplitude of phase 2', unit: 'uA', least: 1, most: 100, unbalanced: true },
   { key: 'offset', label: 'Offset', unit: 'ms', least: 0, most: 10, by: 0.1, parameter: C.OFFSET_MS },
   { key: 'frequency', label: 'Rate', unit: 'Hz', least: 1, most: 500, parameter: C.FREQUENCY_HZ },
   { key: 'pulses', label: 'Pulses', unit: '', least: 1, most: 1000, parameter: C.CYCLES },
-  { key: 'endless', label: 'Without end', options: [['no', 'no: it ends after these pulses'], ['yes', 'yes: until it is stopped']] },
+  { key: 'endless', label: 'Without end', options: [['no', 'no'], ['yes', 'yes, until it is stopped']] },
   { key: 'burst', label: 'Pulses per burst', unit: '', least: 1, most: 20 },
   { key: 'burst-rate', label: 'Rate in a burst', unit: 'Hz', least: 10, most: 1000, bursts: true },
 ];
@@ -747,6 +747,17 @@ function fieldValues(text = state.text, design = state.design) {
   });
 }
 
+// Another head for a text; it plays the same.
+function rename(name) {
+  const head = name.replace(/[:\r\n]/g, ' ').trim();
+  if (head === '') return;
+  const { text } = state;
+  const before = /^:*[^:]*/.exec(text)[0];
+  state.text = head + text.slice(before.length);
+  if (state.design !== null) state.design.name = head;
+  update();
+}
+
 const headOf = (text) => /^:*([^:]*)/.exec(text)[1] || 'Lilly';
 
 // The text of a pattern in the fewest digits.
@@ -777,13 +788,32 @@ function setField(key, value) {
     takeDesign(designOf(values, key, value));
     return;
   }
-  state.text = withPattern(from.text, (pattern) => {
-    // A count of pulses stays when the rate changes.
+  state.text = editedText(from.text, values, key, value);
+  update(remarksOn(key, value));
+}
+
+// Twice through the text: it has whole microseconds, and so another period than the pattern. The pulses are counted in
+// that one, and stay when the rate changes.
+function editedText(text, values, key, value) {
+  const head = headOf(text);
+  const edited = withPattern(text, (pattern) => {
     setParameter(pattern, values, key, value);
-    if (key === 'frequency' && values.endless === 'no') setParameter(pattern, values, 'pulses', values.pulses);
-    return textOfPattern(pattern, headOf(from.text));
+    return textOfPattern(pattern, head);
   });
-  update();
+  return withPattern(edited, (pattern) => {
+    const pulses = key === 'pulses' ? value : values.pulses;
+    if (values.endless === 'no' && key !== 'endless') setParameter(pattern, values, 'pulses', pulses);
+    return textOfPattern(pattern, head);
+  }) ?? edited;
+}
+
+// What the pattern makes of the value, where that is another one.
+function remarksOn(key, value) {
+  const field = Fields.find((one) => one.key === key);
+  const got = fieldValues()?.[key];
+  const Near = 0.01;  // of a rate, that the words cannot hit exactly
+  if (field.options || got === undefined || Math.abs(got - value) <= Near * value) return [];
+  return [`${field.label}: ${value} ${field.unit} cannot be set here; it is ${rounded(got)} ${field.unit}.`];
 }
 
 // The parameters of a design with one of them changed. A pulse that becomes a burst keeps its rate within it, and the
@@ -829,6 +859,7 @@ function takeDesign(design) {
 }
 
 function makeFields() {
+  byId('name').addEventListener('change', (event) => rename(event.target.value));
   for (const field of Fields) {
     const id = `field-${field.key}`;
     const label = element('label', { id: `${id}-label`, htmlFor: id }, field.label);
@@ -856,6 +887,7 @@ function makeFields() {
 
 function showFields(remarks = []) {
   const values = fieldValues();
+  byId('name').value = headOf(state.text);
   const list = byId('fields-remarks');
   list.replaceChildren(...remarks.map((text) => element('li', {}, text)));
   setText(byId('fields-help'), values !== null ? ''
@@ -1100,7 +1132,7 @@ const tables = {
   figures: new Table('figures', ['', 'asked', 'played', 'error']),
   phases: new Table('phases', ['phase', 'asked (us, uA)', 'played', 'starts asked, us', 'played', 'error', '.changed']),
   charges: new Table('charges', ['starts, us', 'lasts, us', 'charge, nC', 'density, uC/cm2', 'k']),
-  words: new Table('words', ['word', '.bits', '.kind', '.phase', 'steps', 'us', 'uA', '.'], (row, i) => {
+  words: new Table('words', ['word', '.bits', '.kind', '.phase', 'steps', 'us', 'uA', '.flags'], (row, i) => {
     row.dataset.word = i;
     row.tabIndex = i === 0 ? 0 : -1;
     row.cells[1].className = 'text bits';
