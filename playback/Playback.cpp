@@ -81,7 +81,7 @@ std::string Refusal(const std::vector<unsigned int>& words)
     if (words.empty()) return "no words";
     if (words.size() > StimPattern::MaxWords)
         return "more words than the " + std::to_string(StimPattern::MaxWords) + " of a word array";
-    if (!IsCycleWord(words[0])) return "word 0 is no cycle count: a bit above bit 11 is set";
+    if (!IsCycleWord(words[0])) return "word 0 is not a count of cycles: a bit above bit 11 is set";
     for (std::size_t i = 1; i < words.size(); ++i)
         if (Unpack(words[i]).timeSteps == 0) return "word " + std::to_string(i) + " lasts 0 time steps";
     return {};
@@ -106,7 +106,7 @@ const char* RemarkOn(unsigned int bits, double timeStepUsec)
     if (word.splitUsec > timeStepUsec) return "the split point is beyond the time step";
     if (word.splitUsec != 0 && severalSteps) return "a split point in a word of several time steps";
     if (word.splitUsec == 0 && word.ampSteps != 0 && !word.ampAfterSplit && severalSteps)
-        return "its current lasts no time";
+        return "its current has no duration";
     return nullptr;
 }
 
@@ -119,7 +119,7 @@ std::vector<std::string> Remarks(const std::vector<unsigned int>& words, const S
     const auto add = [&](std::size_t word, const char* remark) {
         if (remarks.size() < MaxRemarks)
             remarks.push_back("word " + std::to_string(word) + ": " + remark +
-                              "; no pattern is written like this");
+                              "; no pattern has such a word");
         else
             ++more;
     };

@@ -93,7 +93,8 @@ std::string SetName(DesignParameters& parameters, const std::string& text)
 {
     Asked asked;
     ReadAsked(text + ":(1,0):DurationMsec=[1]", PatternKind::Plain, asked);
-    if (asked.irregular != 0) return "'" + text + "' is no name: it is UTF-8 without colons, not empty";
+    if (asked.irregular != 0)
+        return "'" + text + "' is not a name: a name is UTF-8 without colons, not empty";
     parameters.name = text;
     return {};
 }

@@ -43,9 +43,9 @@ std::string DriftSentence(const Finding& finding, const char* what)
     constexpr double Noise = 1e-3;
     std::string text = Name(finding.phase);
     if (finding.phases > 1) text += " and " + std::to_string(finding.phases - 1) + " more";
-    text += std::string(": ") + what + "; this adds up to " + By(finding.usec, "longer", "shorter");
+    text += std::string(": ") + what + "; in total " + By(finding.usec, "longer", "shorter");
     if (std::fabs(finding.largestUsec) > std::fabs(finding.usec) + Noise)
-        text += ", to " + Usec(finding.largestUsec) + " on the way";
+        text += ", up to " + Usec(finding.largestUsec) + " in between";
     return text;
 }
 
@@ -56,8 +56,8 @@ std::string AmplitudeSentence(const Report& report, const Finding& finding)
     const double playedUa = static_cast<double>(p.balanced.amp) + finding.ampUa;
     return Ua(p.balanced.amp) + " is " +
            Shortest(TarvUtil::Internal::AmplitudeSteps(p.balanced.amp, report.stimulator.ampStepUa)) +
-           " amplitude steps, the words hold " + Rounded(playedUa / ampStep) +
-           (finding.cause == Cause::AmplitudeCeiling ? ", the most there is: " : ": ") +
+           " amplitude steps; its words have " + Rounded(playedUa / ampStep) +
+           (finding.cause == Cause::AmplitudeCeiling ? ", the limit of a word: " : ": ") +
            Ua(static_cast<float>(playedUa));
 }
 
@@ -66,9 +66,9 @@ std::string SplitSentence(const Report& report, const Finding& finding)
     const TracedPhase& traced = report.encoding.trace.phases[static_cast<std::size_t>(finding.phase)];
     const SharedStep& step = finding.atEnd ? traced.tail : traced.junction;
     const playback::Word word = playback::Unpack(report.encoding.words[step.word]);
-    std::string text = "word " + std::to_string(step.word) + " shows a split point of " +
+    std::string text = "word " + std::to_string(step.word) + " has a split point of " +
                        std::to_string(word.splitUsec) + " us with the current " +
-                       (word.ampAfterSplit ? "after" : "before") + " it, as one of " +
+                       (word.ampAfterSplit ? "after" : "before") + " it, because " +
                        std::to_string(step.splitUsec) + " us does not fit five bits; the phase " +
                        (finding.atEnd ? "ends " : "starts ") + By(step.errorUsec, "later", "earlier");
     if (step.lengthenedUsec > 0) text += ", the cycle is " + Usec(step.lengthenedUsec) + " longer";
@@ -108,7 +108,7 @@ std::string PhaseSentence(const Report& report, const Finding& finding)
             return Ua(p.read.amp) + " is clamped to " + Ua(p.clamped.amp);
         case Cause::Balanced:
             return PhaseListText({p.clamped}) + " becomes " + PhaseListText({p.balanced}) +
-                   " by the balance mode and what follows from it";
+                   " because of the balance mode";
         case Cause::AmplitudeCut:
         case Cause::AmplitudeCeiling:
             return AmplitudeSentence(report, finding);
@@ -118,14 +118,14 @@ std::string PhaseSentence(const Report& report, const Finding& finding)
             return (finding.atEnd ? "ends " : "starts ") + Usec(-finding.usec) +
                    " earlier, at a split point of whole microseconds";
         case Cause::NextCurrent:
-            return "its current also takes " + Usec(-finding.usec) + " of " +
+            return "its current is also played for " + Usec(-finding.usec) + " of " +
                    NameOfPhase(Base(report.encoding.pattern).Phases(), finding.phase - 1) +
                    ", which shares a time step with it";
         case Cause::TailWord:
             return "ends within a time step; the rest of it makes the cycle " + Usec(finding.usec) +
                    " longer";
         default:
-            return "its words are not those that its length and current give";
+            return "its words are not those of its length and current";
     }
 }
 
@@ -219,8 +219,8 @@ std::string OverBudget(const Refusal& refusal)
                        std::to_string(writer ? refusal.writtenWords : refusal.validationWords) +
                        " words besides word 0, the budget leaves " + std::to_string(refusal.budgetWords);
     if (!writer && refusal.writtenWords >= 0 && refusal.writtenWords != refusal.validationWords)
-        text +=
-            "; validation counts so many, the words written would be " + std::to_string(refusal.writtenWords);
+        text += "; " + std::to_string(refusal.validationWords) + " is the count of validation, " +
+                std::to_string(refusal.writtenWords) + " words would be written";
     return text;
 }
 
@@ -229,7 +229,7 @@ std::string ReasonSentence(const Refusal& refusal)
     const auto failing = [&] { return NameOfPhase(refusal.phases, refusal.failing); };
     switch (refusal.reason) {
         case RefusalReason::NoPhases:
-            return "the phase-list field holds no phase";
+            return "the phase-list field has no phase";
         case RefusalReason::NegativeLength:
             return failing() + ": the length is below 0";
         case RefusalReason::MeetsCurrent:
@@ -264,7 +264,7 @@ std::string Sentence(const Stimulator& stimulator, StimulatorValue unusable)
         case StimulatorValue::Budget:
             break;
     }
-    return "budget: " + std::to_string(stimulator.budget) + " words are not 1 to " +
+    return "budget: " + std::to_string(stimulator.budget) + " words is not within 1 to " +
            std::to_string(StimPattern::MaxWords);
 }
 
@@ -303,13 +303,12 @@ std::string Sentence(const Report& report, const Finding& finding)
     const Deviations& d = report.deviations;
     switch (finding.cause) {
         case Cause::LengthRead:
-            return DriftSentence(finding, "lengths in text are read to whole microseconds");
+            return DriftSentence(finding, "the reader rounds lengths to whole microseconds");
         case Cause::LeftoversDropped:
-            return DriftSentence(finding,
-                                 "what is left of a time step, at most half a microsecond, is dropped");
+            return DriftSentence(finding, "a leftover of at most half a microsecond is dropped");
         case Cause::CountsRoundedUp:
             return DriftSentence(finding,
-                                 "a phase that lacks a little to whole time steps gets the whole step");
+                                 "a phase that ends just before the end of a time step gets the whole step");
         case Cause::CyclesRounded:
             return CyclesSentence(d) + ": a train of " + Rounded(d.trainMsec.asked) + " ms in periods of " +
                    Usec(d.periodUsec.asked) + TrainSentence(d.trainMsec);

@@ -23,7 +23,7 @@ const char* NameOf(DesignItem item)
         case DesignItem::Amplitude2:
             return "amplitude of phase 2";
         case DesignItem::Gap:
-            return "gap";
+            return "the pause after the pulse";
         case DesignItem::Frequency:
             return "frequency";
         case DesignItem::BurstRate:
@@ -95,8 +95,8 @@ std::string StepsSentence(const std::vector<StepRow>& rows)
     std::string steps;
     for (const StepRow& row : rows)
         if (row.AsAsked()) steps += (steps.empty() ? "" : ", ") + Shortest(row.timeStepUsec);
-    if (steps.empty()) return "as it stands it plays at none of the usual time steps within 0.5 us";
-    return "as it stands it plays within 0.5 us at a time step of " + steps + " us";
+    if (steps.empty()) return "without a change it plays within 0.5 us with none of the usual time steps";
+    return "without a change it plays within 0.5 us with a time step of " + steps + " us";
 }
 
 }  // namespace
@@ -140,8 +140,7 @@ std::string Sentence(SequenceFault fault, const std::string& dashes)
         case SequenceFault::TooLong:
             return "more than " + std::to_string(MaxDesigns) + " lines";
         case SequenceFault::PartBurst:
-            return d + "pulses, " + d + "ramp-up and " + d + "ramp-down are to be multiples of " + d +
-                   "burst";
+            return d + "pulses, " + d + "ramp-up and " + d + "ramp-down must be multiples of " + d + "burst";
         case SequenceFault::RampTooLong:
             return "the ramps have more pulses than the train";
         case SequenceFault::Endless:
@@ -154,10 +153,10 @@ std::vector<std::string> AdviceSentences(const Advice& advice)
 {
     std::vector<std::string> sentences;
     if (advice.budget != 0)
-        sentences.push_back("a budget of " + std::to_string(advice.budget) + " words would do");
+        sentences.push_back("a budget of " + std::to_string(advice.budget) + " words is enough");
     if (!advice.text.empty()) {
         const std::string moves = MovesSentence(advice);
-        sentences.push_back((advice.repair ? "repaired, this plays: " : "near it, this plays: ") +
+        sentences.push_back((advice.repair ? "a repaired text that plays: " : "a similar text that plays: ") +
                             advice.text + (moves.empty() ? "" : " (" + moves + ")"));
     }
     const bool asAsked = std::any_of(advice.steps.begin(), advice.steps.end(),

@@ -95,7 +95,7 @@ std::string ReadJsonLine(std::string_view text, WordLine& line)
     if (!json.is_object()) return "not a JSON object: " + std::string(text);
     if (json.contains("errors")) return "the pattern was not encoded and has no words";
     const auto words = json.find("words");
-    if (words == json.end() || !words->is_array()) return "the JSON object holds no array \"words\"";
+    if (words == json.end() || !words->is_array()) return "the JSON object has no array \"words\"";
     for (const Json& word : *words) {
         if (!word.is_number_unsigned() ||
             word.get<std::uint64_t>() > std::numeric_limits<unsigned int>::max())

@@ -174,7 +174,7 @@ class Decoder
         const std::string& place = m_options.profile.PlaceOf(option);
         if (!place.empty() && *read != step)
             return std::string(key) + " is " + Shortest(*read) + ", " +
-                   (IsOfOption(m_options.profile, option) ? "the option" : place) + " says " + Shortest(step);
+                   (IsOfOption(m_options.profile, option) ? "the option" : place) + " has " + Shortest(step);
         step = *read;
         return {};
     }

@@ -85,7 +85,7 @@ void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits
         command.add_flag_function(
             option,
             [&most](std::int64_t times) { most = times > 0 ? std::optional<double>(0) : std::nullopt; },
-            "Exit with 1 when not exactly as many cycles are played as the train asks for");
+            "Exit with 1 when the number of cycles played is not exactly the number asked");
         return;
     }
     const char* const either = kind.isSigned ? " [no limit]" : ", of either sign [no limit]";
@@ -109,7 +109,8 @@ preview::Profile ReadDevice(const std::string& path)
     FileReader file(path);
     const std::string_view text = file.NextBytes(MaxDeviceFile);
     if (text.size() == MaxDeviceFile)
-        throw Fault(path + " is no device file: it has " + std::to_string(MaxDeviceFile) + " bytes or more");
+        throw Fault(path + " is not a device file: it has " + std::to_string(MaxDeviceFile) +
+                    " bytes or more");
     preview::Profile profile;
     if (const auto fault = ReadProfile(text, path, profile)) throw Fault(fault->place + ": " + fault->text);
     return profile;
@@ -143,15 +144,15 @@ void AddLimitOptions(CLI::App& command, preview::Limits& limits)
         });
     command.add_flag(
         "--exact", limits.exact,
-        "Exit with 1 when anything but the net charge is not as asked, to the rounding of floats");
+        "Exit with 1 when anything except the net charge is not as asked, to the rounding of floats");
 }
 
 void AddTotalCurrentOption(CLI::App& command, preview::Limits& limits)
 {
     command
         .add_option("--max-total-current", limits.maxTotalUa,
-                    "Exit with 1, without commands, when the magnitudes of the currents of all channels of a "
-                    "schedule come to more at any time, microamperes [no limit]")
+                    "Exit with 1, without commands, when the sum of the magnitudes of the currents of all "
+                    "channels is larger at any time, microamperes [no limit]")
         ->option_text("UA")
         ->check(FloatAbove(true));
 }
@@ -195,7 +196,7 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name)
 {
     // "Extra" arguments in brackets would be cut at their commas; as ones still to come they stay whole.
     constexpr int AnyNumber = CLI::detail::expected_max_vector_size;
-    command.add_option(name, input.arguments, "What to read, each argument one line")
+    command.add_option(name, input.arguments, "Input, one line per argument")
         ->type_name("")
         ->expected(AnyNumber, AnyNumber)
         ->allow_extra_args(false)
@@ -217,7 +218,7 @@ void AddFormatOption(CLI::App& command, std::string& format, const std::vector<s
 {
     command
         .add_option("--format", format,
-                    "How to print: " + CLI::detail::join(formats, ", ") + " [" + format + "]")
+                    "Format of the output: " + CLI::detail::join(formats, ", ") + " [" + format + "]")
         ->option_text("FORMAT")
         ->check(CLI::IsMember(formats));
 }

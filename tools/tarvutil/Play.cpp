@@ -83,8 +83,8 @@ class Channel
             m_output.Write(TimelineTable(timeline, place.Text()));
         if (timeline.longestGapMsec > 0)
             PrintMessage(m_output, place,
-                         "warning: polled every " + std::to_string(m_options.host.pollMsec) +
-                             " ms a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
+                         "warning: with a poll every " + std::to_string(m_options.host.pollMsec) +
+                             " ms, a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
                              " ms after the one before has ended");
         return timeline.Complete();
     }
@@ -120,7 +120,7 @@ int Play(const PlayOptions& options)
     if (!scheduled && (options.untilMsec || IsOfOption(options.profile, "max-total-current")))
         throw Fault("--until and --max-total-current need --schedule");
     if (scheduled && !(options.input.file.empty() && options.input.arguments.empty()))
-        throw Fault("--schedule takes its texts from its lines, not from --file or arguments");
+        throw Fault("--schedule has its texts in its file: give no --file and no arguments");
     return scheduled ? PlaySchedule(options) : Channel(options).Run();
 }
 
@@ -135,7 +135,7 @@ void AddScheduleOptions(CLI::App& command, PlayOptions& options)
         ->check([](const std::string& path) { return path.empty() ? "the name of the file is empty" : ""; });
     command
         .add_option("--until", options.untilMsec,
-                    "Where a schedule ends, milliseconds; needed for trains without end")
+                    "End of the schedule, milliseconds; required for trains without end")
         ->option_text("MSEC")
         ->check(CLI::Range(std::int64_t{1}, MaxUntilMsec));
     AddTotalCurrentOption(command, options.profile.limits);
@@ -164,12 +164,10 @@ void AddPlay(CLI::App& program, int& exitStatus)
         AddPatternCommand(program, "play", "Print the blocks that a host sends for long trains, in sequence",
                           options, Play, exitStatus);
     command
-        .add_option("--poll", options->host.pollMsec,
-                    "How often the host looks at its clock, milliseconds [1]")
+        .add_option("--poll", options->host.pollMsec, "Interval at which the host polls, milliseconds [1]")
         ->option_text("MSEC")
         ->check(CLI::Range(1, MaxPollMsec));
-    command
-        .add_option("--blocks", options->host.blocks, "After how many blocks a continuous pattern stops [5]")
+    command.add_option("--blocks", options->host.blocks, "Blocks after which a continuous pattern stops [5]")
         ->option_text("N")
         ->check(CLI::Range(1, MaxBlocks));
     AddScheduleOptions(command, *options);

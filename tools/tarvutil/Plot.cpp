@@ -37,7 +37,7 @@ std::string FileDrawing(const Picture& picture, const std::string& path)
 void NeedFormat(const std::string& path)
 {
     if (!path.empty() && !EndsWith(path, ".svg") && !EndsWith(path, ".png") && !EndsWith(path, ".pdf"))
-        throw Fault("cannot tell how to draw " + path + ": its name must end in .svg, .png or .pdf");
+        throw Fault("cannot draw " + path + ": its name must end in .svg, .png or .pdf");
 }
 
 // The lines of a drawing without the blanks that fill them up, and without empty lines.
@@ -100,8 +100,8 @@ class Plotter
             m_drawing = FileDrawing(picture, m_options.output);
         else
             throw Fault(m_options.output +
-                        " can hold the plot of one pattern only; a name with %d gives each "
-                        "its number");
+                        " has the plot of one pattern only; %d in the name gives each pattern its "
+                        "own file");
         return true;
     }
 
@@ -139,8 +139,8 @@ void AddPlot(CLI::App& program, int& exitStatus)
         AddPatternCommand(program, "plot", "Draw one cycle as asked and as played, long pauses shortened",
                           options, Plot, exitStatus);
     AddOutputOption(command, options->output, "FILE",
-                    "Draw to FILE.svg, FILE.png or FILE.pdf, %d in it is the number of the pattern; to the "
-                    "terminal as text without it");
+                    "Draw to FILE.svg, FILE.png or FILE.pdf; %d in FILE becomes the number of the pattern. "
+                    "Without it, draw to the terminal as text");
     command.add_flag("--train", options->train, "Draw the whole train, to scale");
     command.footer("PNG, PDF and the terminal are drawn with gnuplot (Debian package gnuplot-nox).");
 }
