@@ -1,5 +1,5 @@
 /* The C interface of libTarvUtil: stimulation patterns for a current stimulator, the command words that play them, and
- * reports on what will be played beside what was asked. For whoever cannot call C++.
+ * reports that compare what will be played with what was asked. For languages that cannot call C++.
  *
  * Units stand at the ends of names: us (microseconds), ms (milliseconds), ua (microamperes), hz, nc (nanocoulombs).
  *
@@ -12,10 +12,9 @@
  * JSON texts are UTF-8 and of one line; numbers that are infinite or unknown are null in them. The chapter
  * on the program's output in the manual lists their keys.
  *
- * Arrays and texts come out in buffers of the caller with their capacity, in elements. The result is the number of
- * elements that there are (of a text without its NUL). When that is more than the capacity (of a text: not less than
- * it), nothing is written: call again with a larger buffer. A null buffer is allowed with capacity 0, to ask for the
- * size.
+ * Arrays and texts are written to buffers of the caller, whose capacity is in elements. The result is the number of
+ * elements (of a text without its NUL). If an array has more elements than the capacity, or a text as many or more,
+ * nothing is written: call again with a larger buffer. A null buffer is allowed with capacity 0, to get the size.
  *
  * No function prints, aborts or throws. A handle is used by one thread at a time; different handles are independent.
  * A handle that was freed must not be used again. Freeing null does nothing.
@@ -25,7 +24,7 @@
 
 #include <stdint.h>
 
-/* Define TARVUTIL_FFI for parsers that know no attributes. */
+/* Define TARVUTIL_FFI for parsers that do not know attributes. */
 #if defined(TARVUTIL_FFI)
 #define TARVUTIL_API
 #elif defined(_WIN32) && defined(TARVUTIL_C_BUILDING)
@@ -54,12 +53,12 @@ enum tarvutil_status
     TARVUTIL_NULL_BUFFER = -2,  /* a buffer, array or text is null */
     TARVUTIL_BAD_ARGUMENT = -3, /* a value outside its range; the text names it */
     TARVUTIL_BAD_TEXT = -4,     /* a length below -1, or a NUL inside */
-    TARVUTIL_REFUSED = -5,      /* the pattern cannot take or encode it; what it held stays */
+    TARVUTIL_REFUSED = -5,      /* the pattern refuses or cannot encode it, and does not change */
     TARVUTIL_NOT_LILLY = -6,    /* only a Lilly pattern has this */
     TARVUTIL_NOT_DUE = -7,      /* no block is due, or none is left */
     TARVUTIL_NOT_FOUND = -8,    /* no such key or figure */
     TARVUTIL_NO_MEMORY = -9,
-    TARVUTIL_FAILED = -10 /* anything else; the text says what */
+    TARVUTIL_FAILED = -10 /* any other failure; the text describes it */
 };
 
 enum tarvutil_kind
@@ -73,7 +72,7 @@ TARVUTIL_API int32_t tarvutil_version(char* text, int32_t capacity);
 
 /* --- Patterns --- */
 
-/* What can be read of a pattern, and set where it says so. */
+/* The values of a pattern that can be read, and from TARVUTIL_AMP_STEP_UA on also set. */
 enum tarvutil_parameter
 {
     TARVUTIL_TIME_STEP_US = 0,      /* read only, as are those after it */
@@ -91,10 +90,10 @@ enum tarvutil_parameter
 
     TARVUTIL_AMP_STEP_UA = 20,  /* settable, as are those after it; the phases keep their amplitudes */
     TARVUTIL_AMP_MAX_UA = 21,   /* clamps the phases */
-    TARVUTIL_PERIOD_MS = 22,    /* the last phase takes up the difference */
+    TARVUTIL_PERIOD_MS = 22,    /* the last phase changes by the difference */
     TARVUTIL_FREQUENCY_HZ = 23, /* likewise */
     TARVUTIL_TRAIN_MS = 24,     /* at least one period; infinite for a train without end */
-    TARVUTIL_CYCLES = 25,       /* sets the train to so many periods; the largest int32_t when continuous */
+    TARVUTIL_CYCLES = 25,       /* sets the train to this number of periods; the largest int32_t when continuous */
     TARVUTIL_OFFSET_MS = 26,    /* Lilly, as are those after it */
     TARVUTIL_IPI_US = 27,
     TARVUTIL_PHASE1_US = 28,
@@ -116,9 +115,9 @@ TARVUTIL_API int32_t tarvutil_pattern_free(tarvutil_pattern* pattern);
 TARVUTIL_API int32_t tarvutil_pattern_error(const tarvutil_pattern* pattern, char* text, int32_t capacity);
 
 TARVUTIL_API int32_t tarvutil_pattern_get(tarvutil_pattern* pattern, int32_t parameter, double* value);
-/* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets what the pattern then
- * holds: it differs from value where the pattern rounds, repairs or refuses. extend_period other than 0 lets the period
- * grow for a length. */
+/* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets the value in effect: it
+ * differs from value when the pattern rounds, repairs or refuses. If extend_period is not 0, a length may make the
+ * period longer. */
 TARVUTIL_API int32_t tarvutil_pattern_set(tarvutil_pattern* pattern, int32_t parameter, double value,
                                           int32_t extend_period, double* in_effect);
 /* Sets the amplitude step, microamperes; each phase keeps its number of steps. */
@@ -139,7 +138,8 @@ TARVUTIL_API int32_t tarvutil_pattern_set_phase(tarvutil_pattern* pattern, int32
 TARVUTIL_API int32_t tarvutil_pattern_set_length(tarvutil_pattern* pattern, int32_t index, float length_us);
 TARVUTIL_API int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern* pattern, int32_t index,
                                                     float amplitude_ua);
-/* Raw edits: not checked until words are asked for. Return the number of phases. Insert puts before phase index. */
+/* Raw edits: not checked until words are requested. Return the number of phases. Insert puts a phase before phase
+ * index. */
 TARVUTIL_API int32_t tarvutil_pattern_append(tarvutil_pattern* pattern, float length_us, float amplitude_ua);
 TARVUTIL_API int32_t tarvutil_pattern_insert(tarvutil_pattern* pattern, int32_t index, float length_us,
                                              float amplitude_ua);
@@ -155,11 +155,12 @@ TARVUTIL_API int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t*
 /* While on is not 0, bits 0 to 15 of every word after word 0 are value, 0 to 65535. */
 TARVUTIL_API int32_t tarvutil_pattern_override(tarvutil_pattern* pattern, int32_t on, int32_t value);
 
-/* Reads a specification string as the library reads it, lengths to whole microseconds, amplitudes to whole steps.
- * TARVUTIL_REFUSED when a field is missing or faulty or the phases do not fit; the messages say why, and the warnings
- * what was changed. Of a Lilly pattern a faulty balance field is refused after the phases were taken. */
+/* Reads a specification string as the library reads it: lengths are rounded to whole microseconds, amplitudes to whole
+ * steps. TARVUTIL_REFUSED when a field is missing or faulty or the phases do not fit. The messages have the reason, and
+ * the warnings each change. A faulty balance field of a Lilly pattern is refused after the phases were set. */
 TARVUTIL_API int32_t tarvutil_pattern_read(tarvutil_pattern* pattern, const char* text, int32_t length);
-/* The messages of the last tarvutil_pattern_read: their number, and one of them, from 0. warnings: 0 for the errors. */
+/* The messages of the last tarvutil_pattern_read: their number, and one of them, from 0. warnings: 0 for errors, else
+ * for warnings. */
 TARVUTIL_API int32_t tarvutil_pattern_message_count(const tarvutil_pattern* pattern, int32_t warnings);
 TARVUTIL_API int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnings,
                                               int32_t index, char* text, int32_t capacity);
@@ -168,8 +169,8 @@ TARVUTIL_API int32_t tarvutil_pattern_text(tarvutil_pattern* pattern, char* text
 
 /* --- Continued play --- */
 
-/* The record of a play of more cycles than one command holds (4095), which began at now_ms and of which cycles_started
- * are commanded. It keeps the pattern alive, also when the pattern's handle is freed. */
+/* The record of a play of more cycles than one command has (4095). It began at now_ms, and cycles_started cycles are
+ * already commanded. It keeps the pattern alive, also when the pattern's handle is freed. */
 TARVUTIL_API tarvutil_play* tarvutil_play_new(const tarvutil_pattern* pattern, int32_t channel,
                                               int32_t cycles_started, int64_t now_ms, char* reason,
                                               int32_t capacity);
@@ -178,11 +179,11 @@ TARVUTIL_API int32_t tarvutil_play_error(const tarvutil_play* play, char* text, 
 TARVUTIL_API int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel);
 /* Cycles to be commanded; the largest int32_t for a train without end. */
 TARVUTIL_API int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles);
-/* When the next block is due, milliseconds. It is ready later than 2 ms after that. */
+/* When the next block is due, milliseconds. It is ready from 3 ms after that on. */
 TARVUTIL_API int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms);
 TARVUTIL_API int32_t tarvutil_play_ready(const tarvutil_play* play, int64_t now_ms);
-/* The words of the next block, at most the pattern's budget: capacity must hold so many. TARVUTIL_NOT_DUE when nothing is
- * due or left; the record then stays as it is. */
+/* The words of the next block, at most the pattern's budget; capacity must be that large. TARVUTIL_NOT_DUE when nothing
+ * is due or left; the record then does not change. */
 TARVUTIL_API int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* words,
                                             int32_t capacity);
 
@@ -196,7 +197,7 @@ TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator* stimul
                                                int32_t capacity);
 /* Sets an option by the name that it has in the program, without the dashes: "pattern" (enum tarvutil_kind),
  * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", the switches "exact" and "whole-cycles" (1
- * or 0), or "area" (of the electrode, cm2, above 0). NaN takes a limit, the area, or the largest amplitude away. A value
+ * or 0), or "area" (of the electrode, cm2, above 0). NaN removes a limit, the area, or the largest amplitude. A value
  * outside its range is TARVUTIL_BAD_ARGUMENT and changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double value);
@@ -204,20 +205,20 @@ TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, co
 TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double* value);
 
-/* Sets what a device file gives: TOML with the tables [stimulator] and [limits], and as their keys the names above. name is printed with the line of a fault. TARVUTIL_REFUSED for a file with any
- * fault, which then changes nothing. */
+/* Sets the values of a device file: TOML with the tables [stimulator] and [limits], whose keys are the names above. A
+ * message has name and the line of the fault. TARVUTIL_REFUSED for a file with a fault, which then changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_read_profile(tarvutil_stimulator* stimulator, const char* text,
                                                       int32_t length, const char* name, int32_t name_length);
 
 /* --- Reports --- */
 
-/* What will be played beside what a specification string asks for. Also a refused text gives a report, without words.
- * lenient other than 0 reads irregular texts as the library does; else they are refused. Null when a limit is set that
- * needs the area of the electrode, and that is not. */
+/* Compares what will be played with what a specification string asks for. A refused text has a report, too, without
+ * words. If lenient is not 0, irregular texts are read as the library reads them; otherwise they are refused. Null when
+ * a limit is set that needs the area of the electrode, and the area is not set. */
 TARVUTIL_API tarvutil_report* tarvutil_report_new(const tarvutil_stimulator* stimulator, const char* text,
                                                   int32_t length, int32_t lenient, char* reason,
                                                   int32_t capacity);
-/* The same for a pattern as it stands. limits: a stimulator of which the limits count, or null for none. */
+/* The same for the present state of a pattern. limits: a stimulator whose limits apply, or null for none. */
 TARVUTIL_API tarvutil_report* tarvutil_pattern_report_new(const tarvutil_pattern* pattern,
                                                           const tarvutil_stimulator* limits, char* reason,
                                                           int32_t capacity);
@@ -238,13 +239,13 @@ TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report* report, const char* p
 /* Each limit, set or not: a JSON array of objects with "limit" (its name), "what" (it limits), "unit", "value", "most" and
  * "exceeded". "value" is null without words, "most" where there is no limit. */
 TARVUTIL_API int32_t tarvutil_report_limits(tarvutil_report* report, char* text, int32_t capacity);
-/* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes as long
- * as eleven reports. */
+/* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes the time
+ * of eleven reports. */
 TARVUTIL_API int32_t tarvutil_report_steps(tarvutil_report* report, char* text, int32_t capacity);
-/* The words and what each says, field by field: the JSON object that "tarvutil encode --format json" prints. */
+/* The words and their fields: the JSON object that "tarvutil encode --format json" prints. */
 TARVUTIL_API int32_t tarvutil_report_word_rows(tarvutil_report* report, char* text, int32_t capacity);
-/* The phases of which each word plays a part, by their indices from 0: two arrays of that capacity. A word of a step
- * that phases share has several, first to last. Word 0 has none: -1. */
+/* The phases that each word belongs to, by their indices from 0: two arrays of that capacity. A word of a shared step
+ * belongs to several phases, first to last. Word 0 belongs to none: -1. */
 TARVUTIL_API int32_t tarvutil_report_word_phases(tarvutil_report* report, int32_t* first, int32_t* last,
                                                  int32_t capacity);
 
@@ -260,8 +261,8 @@ TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, int32_t drawn,
 /* The same picture as numbers, to be drawn by other means: a JSON object. "asked" and "played" are curves, arrays of
  * [at, microamperes]; at is in microseconds of a time axis from 0 to "width", on which "breaks", [from, to, label], are
  * the shortened pauses. "time_ticks" and "current_ticks" are [at, label], the current axis goes from "low_ua" to
- * "high_ua", and each curve ends in a stroke from -"cap_ua" to "cap_ua". "fine": played has more cycles than can be
- * told apart. Texts: "title", "subtitle", "notes", "time_axis", "current_axis", "asked_name", "played_name",
+ * "high_ua", and each curve ends in a stroke from -"cap_ua" to "cap_ua". "fine": played has too many cycles to
+ * distinguish. Texts: "title", "subtitle", "notes", "time_axis", "current_axis", "asked_name", "played_name",
  * "breaks_text". */
 TARVUTIL_API int32_t tarvutil_report_picture(tarvutil_report* report, int32_t drawn, char* text,
                                              int32_t capacity);
@@ -278,27 +279,27 @@ TARVUTIL_API int32_t tarvutil_report_time_axis(tarvutil_report* report, double* 
  *     {"amplitude": 60, "phase1": 200, "ipi": 100, "balance": 2, "frequency": 100, "pulses": 100}
  *     {"amplitude": "20:100:20", "phase1": 200, "frequency": 100, "train": "inf", "polarity": "positive"}
  *
- * A value is a number, or a text as the option takes it; null is no value. The kind of the texts is plain for bursts,
- * else Lilly, whatever kind the stimulator is set to. Null, with the reason, when a key is unknown, a value is outside
- * its range, values do not go together, or there would be more than 100000 texts. A design that nothing plays is none of
- * these: it has no text, and its JSON says why. */
+ * A value is a number, or a text in the form of the option; null is the same as no key. The kind of the texts is plain
+ * for bursts, else Lilly; the kind of the stimulator is not used. The result is null, with the reason, when a key is
+ * unknown, a value is outside its range, values exclude each other, or there would be more than 100000 texts. If no
+ * words play the design, the result is not null: the design has no text, and its JSON has the reason. */
 TARVUTIL_API tarvutil_design* tarvutil_design_new(const tarvutil_stimulator* stimulator,
                                                   const char* parameters, int32_t length, char* reason,
                                                   int32_t capacity);
 TARVUTIL_API int32_t tarvutil_design_free(tarvutil_design* design);
 TARVUTIL_API int32_t tarvutil_design_error(const tarvutil_design* design, char* text, int32_t capacity);
-/* How many: one, or more of a sweep, a ramp or repeated trains. */
+/* The number of texts: one, or more for a sweep, a ramp or repeated trains. */
 TARVUTIL_API int32_t tarvutil_design_count(tarvutil_design* design);
 /* One of the texts, from 0. TARVUTIL_REFUSED when it has none. */
 TARVUTIL_API int32_t tarvutil_design_text(tarvutil_design* design, int32_t index, char* text,
                                           int32_t capacity);
-/* All of them as a JSON array of objects: "name", "pattern" ("lilly" or "plain"), "text", "adjusted" (a list near the one
- * requested is used), "changes" (what is played otherwise than requested: "item", "asked", "got" and "text"), "remarks"
- * (the same and the totals, as sentences), and "exceeded" limits of the stimulator, by what is requested. Without a text
- * "errors" are sentences, with "advice" or, out of reach, the "reachable" value. */
+/* All of them as a JSON array of objects: "name", "pattern" ("lilly" or "plain"), "text", "adjusted" (a list similar to
+ * the requested one is used), "changes" (differences from the request: "item", "asked", "got" and "text"), "remarks" (the
+ * same and the totals, as sentences), and "exceeded": limits of the stimulator, applied to played minus requested. Without
+ * a text there are "errors", which are sentences, with "advice" or, for a request out of reach, the "reachable" value. */
 TARVUTIL_API int32_t tarvutil_design_json(tarvutil_design* design, char* text, int32_t capacity);
-/* The report on one of them, by the limits of the stimulator; on the list that was refused where there is no text. Null
- * where it is out of reach. */
+/* The report on one of them, with the limits of the stimulator. Without a text it is on the refused list; it is null for
+ * a request out of reach. */
 TARVUTIL_API tarvutil_report* tarvutil_design_report_new(const tarvutil_design* design, int32_t index,
                                                          char* reason, int32_t capacity);
 
@@ -313,9 +314,9 @@ TARVUTIL_API int32_t tarvutil_schedule_error(const tarvutil_schedule* schedule, 
  * number, from 0; TARVUTIL_REFUSED when the text has no words. */
 TARVUTIL_API int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int64_t start_ms,
                                            const char* text, int32_t length, int32_t lenient);
-/* What a host sends that looks at its clock every poll_ms, 1 to 1000000, before until_ms (-1: to the end of all trains,
- * none of which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and
- * "total", what they come to. TARVUTIL_REFUSED when a train begins while its channel still plays another. */
+/* The commands of a host that polls every poll_ms, 1 to 1000000, until until_ms (-1: to the end of all trains, none of
+ * which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and "total".
+ * TARVUTIL_REFUSED when a train begins while its channel still plays another. */
 TARVUTIL_API int32_t tarvutil_schedule_json(tarvutil_schedule* schedule, int32_t poll_ms, int64_t until_ms,
                                             char* text, int32_t capacity);
 /* The trains as the table of events that "tarvutil play --format events" writes: lines with tabs between columns. */
@@ -329,9 +330,9 @@ TARVUTIL_API int32_t tarvutil_schedule_events(tarvutil_schedule* schedule, int64
 TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_us,
                                        float amp_step_ua, double* starts_us, double* durations_us,
                                        double* currents_ua, int32_t* word_indices, int32_t capacity);
-/* The current, microamperes, averaged over samples of 1/rate_hz seconds from the start of the train: the charge is kept.
- * cycles: of the train, above 0 (1 for one cycle), or 0 for as many as word 0 holds. The last sample is filled up with no
- * current. Sample i begins at i/rate_hz seconds. */
+/* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the same.
+ * cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample counts as
+ * 0 uA. Sample i begins at i/rate_hz seconds. */
 TARVUTIL_API int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us,
                                       float amp_step_ua, int64_t cycles, double rate_hz, double* currents_ua,
                                       int32_t capacity);

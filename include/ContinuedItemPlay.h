@@ -5,17 +5,17 @@
 #include "StimPattern.h"
 #include "TarvUtilExport.h"
 
-// What a host plays where: the part of its pattern item that a continued play reads. A host may derive its
-// own item from it; a record made from that item keeps these two members only.
+// A pattern and the channel that plays it: the part of a host's pattern item that a continued play reads. A host
+// may derive its own item from it; a record made from that item copies these two members only.
 struct StimItem
 {
     int channel;                // the stimulator channel
     StimPattern** patternSlot;  // where the host keeps the pattern; either pointer may be null
 };
 
-// The record of a play that is longer than one command can hold. Word 0 of a word array counts at most 4095
-// cycles; this record remembers how many cycles are left and when the next block of up to 4095 is due, and
-// produces the words of that block:
+// The record of a play that is longer than one command. Word 0 of a word array counts at most 4095 cycles. This
+// record stores how many cycles are left and when the next block of up to 4095 is due, and writes the words of
+// that block:
 //
 //     start = 1st due time          2nd due time                  3rd due time
 //       |-----------------------------|-----------------------------|----------> time
@@ -38,15 +38,15 @@ struct StimItem
 class TARVUTIL_EXPORT ContinuedItemPlay
 {
  public:
-    // A play of the item's pattern that started at nowMsec and of which cyclesStarted cycles are commanded
-    // already. The cycles left are CycleCount() - cyclesStarted (limited to the range of int), the largest
-    // int for a continuous pattern, and 0 when there is no pattern.
+    // A play of the item's pattern. It started at nowMsec, and cyclesStarted cycles are already commanded. The
+    // cycles left are CycleCount() - cyclesStarted (limited to the range of int), the largest int for a
+    // continuous pattern, and 0 when there is no pattern.
     ContinuedItemPlay(StimItem item, int cyclesStarted, long nowMsec);
     ContinuedItemPlay(const ContinuedItemPlay& other);             // all five members
     ContinuedItemPlay& operator=(const ContinuedItemPlay& other);  // all five members
 
-    // The same play: equal channel, slot (as a pointer) and start time. Cycles left and due time do not
-    // count.
+    // The same play: equal channel, slot (as a pointer) and start time. Cycles left and due time are not
+    // compared.
     bool operator==(const ContinuedItemPlay& other) const;
     // Earlier due time first; at equal due times, fewer cycles left first.
     bool operator<(const ContinuedItemPlay& other) const;
@@ -58,19 +58,19 @@ class TARVUTIL_EXPORT ContinuedItemPlay
     // The pattern in the slot, or null when the slot is null or empty.
     StimPattern* Pattern() const;
 
-    // True later than 2 ms after the due time: at due + 2 not yet, at due + 3 it is.
+    // True from 3 ms after the due time on: false at due + 2, true at due + 3.
     bool ReadyToContinue(long nowMsec) const;
     // The duration of a block of 4095 cycles in milliseconds; 0 when there is no pattern.
     float ContinuePeriodMsec() const;
 
-    // Writes the words of the next block to buf, word 0 with its cycles first, moves the due time on by one
-    // block (cut to whole milliseconds, limited to the range of 64 bits) and takes its cycles off. The cycles
-    // of a continuous pattern never run down.
-    // Returns the number of 32-bit words written, in host byte order. Returns -1 and leaves record and buffer
-    // alone when buf is null, nothing is left, the block is not yet due, there is no pattern, or the
-    // pattern's word array cannot be brought up to date. REQUIRES: room for the whole word array (at most the
-    // pattern's command budget, and StimPattern::MaxWords); buf may have any alignment. Allocates nothing, unless the AdjustPhases of a
-    // host's pattern does.
+    // Writes the words of the next block to buf, word 0 with its cycles first. Moves the due time by one block
+    // (cut to whole milliseconds, limited to the range of 64 bits) and subtracts the cycles of the block from
+    // those left; the cycles of a continuous pattern stay the same.
+    // Returns the number of 32-bit words written, in host byte order. Returns -1 and changes neither record nor
+    // buffer when buf is null, nothing is left, the block is not yet due, there is no pattern, or the pattern's
+    // word array cannot be brought up to date. REQUIRES: room for the whole word array (at most the pattern's
+    // command budget, and StimPattern::MaxWords); buf may have any alignment. Allocates nothing, unless the
+    // AdjustPhases of a host's pattern does.
     int ContinueCmds(long nowMsec, unsigned char* buf);
 
     int m_channel;                // the item's channel

@@ -2,8 +2,8 @@
 
 #include "TarvUtilExport.h"
 
-// A token that a host hands to StimPattern::TypeID. It holds nothing; only whether the pointer to it is null
-// counts. Safe to use from any thread.
+// A token that a host passes to StimPattern::TypeID. It has no members; TypeID only checks whether the pointer to
+// it is null. Safe to use from any thread.
 class TARVUTIL_EXPORT PatternHelper
 {
  public:

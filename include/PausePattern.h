@@ -3,9 +3,9 @@
 #include "StimPattern.h"
 
 // The abstract base of a pattern that carries no current: its amplitude range is empty, so every amplitude
-// that a guarded edit (SetPhaseAmp, SetPhase, SetPhases) stores becomes 0 (a NaN, which is no current,
-// stays). A host provides the five pure operations of StimPattern. A pattern object must be used by one
-// thread at a time.
+// that a guarded edit (SetPhaseAmp, SetPhase, SetPhases) stores becomes 0 (a NaN stays; it is played without
+// current). A host provides the five pure operations of StimPattern. A pattern object must be used by one thread
+// at a time.
 class TARVUTIL_EXPORT PausePattern : public StimPattern
 {
  public:

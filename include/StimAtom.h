@@ -18,7 +18,7 @@
 //     AS  the amplitude lies after the split point
 //     +   polarity: 1 positive, 0 zero or negative
 //
-// A word that shares one time step between two amplitudes has duration 1 and a split point s:
+// The word of a time step that two phases share has duration 1 and a split point s:
 //
 //     AS set    |___s___|#######|     zero for the first s microseconds, then the amplitude
 //     AS clear  |###s###|_______|     the amplitude for the first s microseconds, then zero
@@ -30,21 +30,21 @@
 class TARVUTIL_EXPORT StimAtom
 {
  public:
-    // The most amplitude steps that a word can hold: the output range of the stimulator.
+    // The largest number of amplitude steps of a word: the output range of the stimulator.
     static constexpr unsigned int MaxAmpSteps = 100;
 
     // Amplitude 0 for one time step, in-pulse flag and flag 14 set.
     StimAtom();
-    // The six fields in the order in which they stand below; nothing is checked or limited.
+    // The six fields in the order of the members below; nothing is checked or limited.
     StimAtom(int amp, unsigned int timeSteps, bool ampAfterSplit, unsigned int splitUsec, bool inPulse,
              bool flag14);
 
     // Returns every field to its value after StimAtom().
     void Reset();
 
-    // Packs the fields into *word and returns true; returns false and writes nothing when word is null. Of
-    // the duration only the low 16 bits reach the word, and the magnitude is limited to MaxAmpSteps. The
-    // split point is not masked: a value of 32 or more shows in bit 13 and above, of 256 or more in the
+    // Packs the fields into *word and returns true; returns false and writes nothing when word is null. Only
+    // the low 16 bits of the duration reach the word, and the magnitude is limited to MaxAmpSteps. The split
+    // point is not masked: a value of 32 or more changes bit 13 and above, a value of 256 or more the
     // duration.
     bool WriteCmd(unsigned int* word) const;
 

@@ -34,22 +34,22 @@ enum Polarity : int
 // The abstract base of every stimulation pattern: a list of phases played once per period and repeated for a
 // train, and the command words that make a current stimulator play it.
 //
-// Units: lengths and times are microseconds, amplitudes microamperes, both single precision. Operations that
-// speak of milliseconds convert with the factor 1000; frequencies are hertz. In a command word time is
-// counted in time steps and current in amplitude steps; both step sizes are given to the constructor.
+// Units: lengths and times are microseconds, amplitudes microamperes, both single precision. Operations with
+// milliseconds convert with the factor 1000; frequencies are hertz. In a command word time is counted in time
+// steps and current in amplitude steps. The constructor sets both step sizes.
 //
-// Caching: the words live in the object and are rebuilt on request, only when the change count has moved
-// since they were built (UpdateWordArray and SetCmdOverride rebuild at once). Each operation below says
-// whether it raises the change count ("count +1"); one that says nothing does not. Operations that change
-// amplitudes without raising it reach the words only after another edit, or Touch, does.
+// Caching: the words are in the object. They are rebuilt on request, only when the change count was raised
+// after they were built (UpdateWordArray and SetCmdOverride rebuild at once). "count +1" marks each operation
+// below that raises the change count; no other operation raises it. If an operation changes amplitudes without
+// raising the count, the words follow only after another edit or Touch.
 //
 // Deriving: a host's pattern kind implements the five pure virtual operations. The base calls SetPeriod from
-// SetFrequency, and AdjustPhases from the single-phase edits and from Update; it calls no other one.
+// SetFrequency, and AdjustPhases from the single-phase edits and from Update. It does not call the others.
 //
 // A pattern object must be used by one thread at a time; distinct objects are independent. Copying copies
 // everything, the word array and the counters included. Operations that need memory can throw std::bad_alloc
-// and then leave the pattern as it was. Operations that call a virtual one throw what that throws. Nothing
-// else throws unless said so.
+// and then leave the pattern as it was. Operations that call a virtual operation also throw its exceptions.
+// Nothing else throws, except where it is stated.
 class TARVUTIL_EXPORT StimPattern
 {
  public:
@@ -66,26 +66,26 @@ class TARVUTIL_EXPORT StimPattern
 
     // A leftover time of at most this many microseconds is dropped when lengths are cut into time steps.
     static constexpr float IgnoreUsec = 0.5f;
-    // The part of a time step that is added before a step count is rounded down, so that a length a hair
-    // short of a whole number of steps (as 99.67 us is of 3 x 33.333332) reaches it.
+    // This part of a time step is added before a step count is rounded down, so that a length just below a
+    // whole number of steps counts as that number: 99.67 us are 3 steps of 33.333332 us.
     static constexpr float IgnoreFrac = 0.015f;
 
     // A pattern without phases, train length 0, change count 0, its words never built.
-    //   maxCmdCount   command budget: the most words that the pattern may take, word 0 included; 1 or more. A
-    //                 budget above MaxWords serves WriteStimCmds into a host's own buffer: a list that needs
-    //                 more than MaxWords words has no word array
-    //   timeStepUsec  time step of the stimulator, microseconds; with one that is not positive and finite no
-    //                 list of phases is valid
-    //   param2/3      stored with the pattern, read by nothing
-    //   ampStepSize   amplitude step, microamperes; with a negative, NaN or infinite one no list that carries
-    //                 current is valid, with 0 every amplitude counts as 0 steps
-    //   ampMax        largest amplitude magnitude, microamperes, stored as given; to be 0 or more, as a
-    //                 negative one turns clamped amplitudes round (SetAmpMax takes the magnitude)
+    //   maxCmdCount   command budget: the largest number of words of the pattern, word 0 included; 1 or more.
+    //                 A budget above MaxWords is only for WriteStimCmds into a host's own buffer: a list that
+    //                 needs more than MaxWords words has no word array
+    //   timeStepUsec  time step of the stimulator, microseconds; if it is not positive and finite, no list of
+    //                 phases is valid
+    //   param2/3      stored with the pattern; the library does not read them
+    //   ampStepSize   amplitude step, microamperes; if it is negative, NaN or infinite, no list that carries
+    //                 current is valid; with 0 every amplitude counts as 0 steps
+    //   ampMax        largest amplitude magnitude, microamperes, stored as given; must be 0 or more, because a
+    //                 negative one changes the sign of clamped amplitudes (SetAmpMax stores the magnitude)
     // Throws std::exception, and makes no object, when maxCmdCount is 0 or negative.
     StimPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
     StimPattern(const StimPattern& other) = default;  // everything, word array and counters included
-    // All or nothing: when a copy cannot be allocated the pattern stays as it was.
+    // All or nothing: if a copy cannot be allocated, the pattern stays as it was.
     StimPattern& operator=(const StimPattern& other);
 
     // --- Virtual interface, in the order of its slots ---
@@ -98,13 +98,12 @@ class TARVUTIL_EXPORT StimPattern
     //     Head:(100,50)(100,-50):DurationMsec=[1000]
     //     Head:(200,-60)(100,0)(400,30):DurationMsec=[inf]        continuous
     //
-    // Lengths are rounded to whole microseconds and amplitudes to whole multiples of ampStepSize, the
-    // argument, as PhasesFromStr says. Appends one message per fault to errors (none for a phase field
-    // without items) and one per changed amplitude to warnings. Pass two different lists: in one list a
-    // warning would count as an error. Returns false, with the pattern unchanged, when a field is missing or
-    // faulty. Otherwise hands the phases to SetPhases and the duration to SetTrainLength (count up to +2) and
-    // returns true, also when SetPhases then refuses the list: ask PhasesValid about what PhasesFromStr reads
-    // to know beforehand.
+    // Lengths are rounded to whole microseconds and amplitudes to whole multiples of the argument ampStepSize;
+    // see PhasesFromStr. Appends one message per fault to errors (none for a phase field without items) and
+    // one per changed amplitude to warnings. Pass two different lists: in one list a warning would count as an
+    // error. Returns false, with the pattern unchanged, when a field is missing or faulty. Otherwise passes
+    // the phases to SetPhases and the duration to SetTrainLength (count up to +2) and returns true, even when
+    // SetPhases refuses the list. To know beforehand, check the result of PhasesFromStr with PhasesValid.
     virtual bool FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                             std::vector<std::string>& warnings);
 
@@ -129,14 +128,14 @@ class TARVUTIL_EXPORT StimPattern
     // True when AdjustPhases may rework a list that fails validation. The library does not consult it.
     virtual bool AutoAdjustEnabled() = 0;
 
-    // Decides whether proposed may replace current, reworking proposed in place where the kind can so that it
-    // passes PhasesValid(proposed, maxCmds). Single-phase edits pass the pattern's list and an edited copy,
-    // and take the copy when the result is true. Update passes the pattern's own list as both arguments (the
-    // same object) when it fails validation; what is reworked then stays, whatever the result. An override
-    // must not touch the change count.
+    // Decides whether proposed may replace current. May change proposed in place so that it passes
+    // PhasesValid(proposed, maxCmds). Single-phase edits pass the pattern's list and an edited copy, which
+    // replaces the list when the result is true. When the pattern's list fails validation, Update passes it as
+    // both arguments (the same object); the changes then stay, whatever the result. An override must not
+    // change the change count.
     virtual bool AdjustPhases(std::vector<phase>& current, std::vector<phase>& proposed, int maxCmds) = 0;
 
-    // The kind of the pattern: 4 unless a subclass says otherwise; -1 when patternHelper is null.
+    // The kind of the pattern: 4 unless a subclass overrides it; -1 when patternHelper is null.
     virtual int TypeID(PatternHelper* patternHelper);
 
     // --- Record ---
@@ -179,7 +178,7 @@ class TARVUTIL_EXPORT StimPattern
     // Stores the magnitude of ampMax, microamperes, and clamps every phase to it.
     void SetAmpMax(float ampMax);
     float AmpMax() const;  // largest amplitude magnitude, microamperes
-    // Turns every phase into a pause of the same length. The words follow when the change count next moves.
+    // Changes every phase to a pause of the same length. The words follow after the next counted edit, or Touch.
     void SetAmpsToZero();
 
     // The nearest whole number of amplitude steps, halves away from zero, at least one step unless amp is 0;
@@ -204,7 +203,7 @@ class TARVUTIL_EXPORT StimPattern
     float Period() const;      // the period in milliseconds
     // Cycles per second; infinite without phases.
     float Frequency() const;
-    // Asks the virtual SetPeriod for 1000 / hz milliseconds; returns the frequency then in force.
+    // Calls the virtual SetPeriod with 1000 / hz milliseconds; returns the frequency then in force.
     float SetFrequency(float hz);
 
     // The train length in milliseconds.
@@ -246,22 +245,22 @@ class TARVUTIL_EXPORT StimPattern
 
     // --- Phase editing ---
 
-    // Single-phase edits: the edited copy of the list is offered to AdjustPhases, which accepts, reworks or
-    // refuses it. Return true and raise the count by 1 when the copy is taken; otherwise nothing changes.
-    // Refused at once: an index without a phase, and for SetPhaseLen a length below 0 or NaN. Amplitudes are
-    // clamped to AmpMax, not rounded to steps; lengths are taken as they are.
+    // Single-phase edits: AdjustPhases accepts, changes or refuses an edited copy of the list. Return true and
+    // raise the count by 1 when the copy replaces the list; otherwise nothing changes. Refused at once: an
+    // index without a phase, and for SetPhaseLen a length below 0 or NaN. Amplitudes are clamped to AmpMax, not
+    // rounded to steps; lengths are not changed.
     // May throw what AdjustPhases throws, and std::bad_alloc for the one copy; the list is then unchanged.
     bool SetPhaseLen(int i, float len);
     bool SetPhaseAmp(int i, float amp);  // as SetPhaseLen, for the amplitude
     bool SetPhase(int i, phase p);       // as SetPhaseLen, for both
 
-    // Replaces the whole list when PhasesValid(phases, MaxCmds()) holds for it as offered and it differs from
-    // the present one; the amplitudes are clamped afterwards; count +1. Otherwise silently changes nothing:
-    // compare ChangeCount() or the phases to know.
+    // Replaces the whole list when the argument passes PhasesValid(phases, MaxCmds()) and differs from the
+    // present list; the amplitudes are clamped afterwards; count +1. Otherwise changes nothing, without a
+    // message: compare ChangeCount() or the phases to know.
     void SetPhases(std::vector<phase> phases);
 
-    // Raw edits: neither clamped nor validated, for laying out a pattern; a list that does not fit shows when
-    // words are asked for. A negative index counts as 0. Return the new number of phases.
+    // Raw edits: neither clamped nor validated, to build a list step by step. The next request for words repairs
+    // or refuses a list that does not fit. A negative index counts as 0. Return the new number of phases.
     // InsertPhase inserts before phase i; with i past the list nothing is inserted. Count +1 in either case.
     int InsertPhase(int i, float len, float amp);
     int RemovePhase(int i);                 // raw as InsertPhase; count +1 when there was a phase to remove
@@ -276,7 +275,7 @@ class TARVUTIL_EXPORT StimPattern
 
     // Whether the lengths can be cut into time steps, and the words counted for them fit maxCmds stimulation
     // words. A phase that ends inside a time step leaves carried time, which shares the step with the start
-    // of the next phase. The one word of that step, the junction word, can hold one current only, before or
+    // of the next phase. That step has one word, the junction word. It can have one current only, before or
     // after its split point:
     //
     //     time steps  |---------------|---------------|---------------|---------------|
@@ -289,23 +288,22 @@ class TARVUTIL_EXPORT StimPattern
     // Not valid: a phase of negative or NaN length; an active phase that meets carried time of an active
     // phase; an active phase that meets carried time and ends more than IgnoreUsec before the shared step
     // does. A leftover of at most IgnoreUsec is dropped.
-    // Counted are: a word for the first step of each phase that reaches one, a word for its further steps,
-    // and a word for what the last phase leaves of a step. This can exceed the words that WriteStimCmds
-    // spends, and fall short of them: a phase of more than 65535 steps takes further words, and a leftover
-    // at the edge of IgnoreUsec can be dropped here and written there, as (5.5,0) at T = 5, which counts 1
-    // and takes 2.
-    // Without phases valid when maxCmds is 0 or more.
+    // The count has a word for the first step of each phase that reaches one, a word for its further steps,
+    // and a word for what the last phase leaves of a step. WriteStimCmds can write fewer words, or more: a
+    // phase of more than 65535 steps takes further words, and a leftover at the edge of IgnoreUsec can be
+    // dropped here and written there. Example: (5.5,0) at T = 5 counts 1 and takes 2.
+    // A list without phases is valid when maxCmds is 0 or more.
     //
     //     T = 1 us:  (100,10) counts 2,  (100.7,10)(50,0)(100,-10) counts 7,  (100.7,10)(100.7,-10) fails
     bool PhasesValid(std::vector<phase> phases, int maxCmds) const;
 
     // --- Words ---
     // The split point of a word has five bits. With time steps above 32.48 us, 33.333332 among them, a split
-    // point of 32 us and more can arise; it is not masked and shows in the flags above it, from 512 us on in
-    // the duration (see StimAtom).
+    // point can be 32 us or more. It is not masked: it changes the flags above it, and from 512 us on the
+    // duration (see StimAtom).
 
-    // Encodes one cycle into words, and returns how many, at most maxWords. The words are packed as StimAtom
-    // says; lengths become whole time steps, and what a phase leaves of a step is carried into the next
+    // Encodes one cycle into words, and returns their number, at most maxWords. The words are packed as in
+    // StimAtom. Lengths become whole time steps, and what a phase leaves of a step is carried into the next
     // phase:
     //   junction word    one step shared by carried time and the start of a phase; its split point lies where
     //                    the phase starts, in whole microseconds
@@ -316,9 +314,9 @@ class TARVUTIL_EXPORT StimPattern
     // phase: the leading delay and the trailing pause. Whole-step words that carry current have the
     // amplitude-after-split flag set and split point 0; tail words have it clear. When every amplitude is 0,
     // so are bits 0 to 15 of every word.
-    // Returns 0 without phases, and -1 when words is null, when the list is not valid under MaxCmds(), when a
-    // phase is too short to finish the step that it shares, or when maxWords words are not enough; what was
-    // written until then is void. Nothing in the pattern changes.
+    // Returns 0 without phases. Returns -1 when words is null, when the list is not valid under MaxCmds(), when
+    // a phase is too short to finish the step that it shares, or when maxWords words are not enough; do not use
+    // the words written until then. The pattern does not change.
     //
     //     T = 33.333332 us, step 10 uA:  (200,-300) (210,300)  ->  0x0006A01E 0x0006A09E 0x00018A9E
     int WriteStimCmds(unsigned int* words, int maxWords) const;
@@ -329,8 +327,8 @@ class TARVUTIL_EXPORT StimPattern
     // MaxCmds() + 1 words; MaxWords are always enough.
     int WordArray(unsigned int* out, unsigned int unused);
 
-    // The update cycle: validates the list under MaxCmds(); hands a list that fails to AdjustPhases for
-    // repair in place (repairs stay, without a count, even when the repair then fails); rebuilds the array
+    // The update cycle: validates the list under MaxCmds(); passes a list that fails to AdjustPhases, which
+    // repairs it in place (repairs stay, without a count, even when the repair then fails); rebuilds the array
     // when it is stale. Returns ArrayIsCurrent(). Validates on every call; an array that is current stays
     // current even if an uncounted edit made the list invalid.
     bool Update();
@@ -350,8 +348,8 @@ class TARVUTIL_EXPORT StimPattern
     void SetCmdOverride(bool on, unsigned short value);
 
     // Writes four fixed words to words[1] to words[4]: a biphasic test pulse of 47 amplitude steps, negative
-    // phase first, three time steps a phase and three between, and 4095 time steps at zero. Returns 5, their
-    // number with word 0, which is left alone; 0 for null.
+    // phase first, three time steps per phase and three between, and 4095 time steps at zero. Returns 5, their
+    // number with word 0, which is not changed; 0 for null.
     int WriteDebugCmds(unsigned int* words) const;
 
     // --- Text ---
@@ -374,14 +372,14 @@ class TARVUTIL_EXPORT StimPattern
 
     // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to
     // whole numbers; amplitudes, microamperes, to whole multiples of ampStepSize (halves away from zero,
-    // never to 0), positive ones to at most 100 of them; negative ones are not limited, but a word is. Text
-    // without a number reads as 0, and text after one is ignored. A negative length is read, and no list
-    // with one is valid. Changes are reported to warnings, with the item's index:
+    // never to 0). Positive amplitudes are limited to 100 steps; negative ones are not, but their words are.
+    // Text without a number reads as 0, and text after a number is ignored. A negative length is read, but no
+    // list with one is valid. Changes are reported to warnings, with the item's index:
     //     "Phase[%d]: Number of ADC stim output steps reduced from [%d] to [%d].\n"
     //     "Phase[%d]: Original amplitude [%f uA] is now [%f uA].\n"
-    // An item that has not two values (blanks after the last ")" are one), whose length is NaN or does not
-    // fit 32 bits, whose amplitude is not finite or comes to more steps than 32 bits hold, and every item when
-    // ampStepSize is not positive and finite, adds no phase and appends to errors:
+    // An item is faulty if it does not have two values (blanks after the last ")" are an item), if its length is
+    // NaN or does not fit 32 bits, if its amplitude is not finite or has more steps than fit 32 bits, or if
+    // ampStepSize is not positive and finite. It adds no phase and appends to errors:
     //     "Invalid phase specification string: [%s]"
     //
     //     (99.5,3) with a step of 10  ->  (100,10) and a warning
@@ -389,10 +387,10 @@ class TARVUTIL_EXPORT StimPattern
                                      std::vector<std::string>& warnings) const;
 
  protected:
-    // PhasesValid on a list where it lies, without a copy: for the AdjustPhases of a subclass.
+    // PhasesValid without a copy of the list: for the AdjustPhases of a subclass.
     bool ListValid(const std::vector<phase>& phases, int maxCmds) const;
 
-    // StimPattern's FromString on a text where it lies, without a copy: for the FromString of a subclass.
+    // StimPattern's FromString without a copy of the text: for the FromString of a subclass.
     bool ReadSpecification(const std::string& spec, float ampStepSize, std::vector<std::string>& errors,
                            std::vector<std::string>& warnings);
 
@@ -403,7 +401,7 @@ class TARVUTIL_EXPORT StimPattern
     float m_ampMax;               // largest amplitude magnitude, microamperes
     float m_trainLengthUsec = 0;  // train length, microseconds; continuous from the largest finite float on
     int m_roundCyclesDown = 1;    // how CycleCount rounds a part of a cycle: not 0 down, 0 up
-    int m_reserved = 0;           // read and written by nothing
+    int m_reserved = 0;           // not used
     std::string m_label;          // names the pattern
     unsigned int m_wordArray[MaxWords] = {};  // word 0 the cycle count, then the words of one cycle
     int m_maxCmdCount;                        // command budget, word 0 included

@@ -2,8 +2,8 @@
 
 #include "TarvUtilExport.h"
 
-// The type that names a train of stimulation in host interfaces. It holds nothing; the train of a pattern
-// (its length, cycles and rounding) is kept by StimPattern.
+// The type that names a train of stimulation in host interfaces. It has no members; StimPattern stores the train
+// of a pattern (its length, cycles and rounding).
 class TARVUTIL_EXPORT StimTrain
 {
  public:

@@ -25,7 +25,7 @@ void ForEachSegment(const std::vector<unsigned int>& words, const Scale& scale, 
     double steps = 0;
     for (std::size_t i = 1; i < words.size(); ++i) {
         const Word word = Unpack(words[i]);
-        // Counted from the start of the cycle, so that a border lies where its number of steps says.
+        // Counted from the start of the cycle, so that a border is exactly at its number of steps.
         const double start = steps * scale.timeStepUsec;
         steps += word.timeSteps;
         const double end = steps * scale.timeStepUsec;
@@ -90,11 +90,11 @@ std::string Refusal(const std::vector<unsigned int>& words)
 namespace {
 
 constexpr unsigned int SignBit = 1U << 7U;
-// A split point is not masked: one of so many microseconds shows in flag 14, or in the duration.
+// A split point is not masked: from this many microseconds on it changes flag 14, or the duration.
 constexpr double ShowsInFlag14Usec = 64;
 constexpr double ShowsInDurationUsec = 512;
 
-// What is remarkable about a stimulation word; null for nothing.
+// The remark on a stimulation word; null for none.
 const char* RemarkOn(unsigned int bits, double timeStepUsec)
 {
     const Word word = Unpack(bits);

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-// Command words turned back into current over time: what the stimulator does with them. The one place that
-// knows how a word sounds; no part of libTarvUtil.
+// Command words turned back into current over time, as the stimulator plays them. The only place that knows how a word
+// is played. Not a part of libTarvUtil.
 //
 // A word array is word 0, the number of cycles in bits 0 to 11, and then the words of one cycle. The
 // stimulator plays the words of the cycle one after the other, cycle after cycle. A word lasts for its
@@ -21,15 +21,14 @@
 // With split point 0 the left form is the amplitude for the whole duration and the right one a pause. A split
 // point beyond the duration ends with it. A word of amplitude 0 is a pause, whatever its split point.
 //
-// The split point has five bits. The writer of the words does not mask it: one of 32 to 63 us shows as the
-// amplitude-after-split flag and a split point shorter by 32 us, so that a step that should begin with
-// current does not, or begins with it where it should not. From 64 us on flag 14 shows, from 128 us on the
-// in-pulse flag, from 512 us on a longer duration. Such a word is played as its bits stand; nothing in it
-// tells what was meant.
+// The split point has five bits. The writer of the words does not mask it. A split point of 32 to 63 us sets the
+// amplitude-after-split flag, and the split point is shorter by 32 us. So the step has its current at the wrong side.
+// From 64 us on it sets flag 14, from 128 us on the in-pulse flag, from 512 us on it makes the duration longer. Such a
+// word is played as its bits are; the split point that was meant is lost.
 //
-// Under a command override the low half of every word is the override value: it is played in the same way.
+// With a command override the low half of every word is the override value. It is played in the same way.
 //
-// Times and charges are double: sums over a cycle must not add a rounding of their own to those of the words.
+// Times and charges are double, so that sums over a cycle add no rounding to that of the words.
 namespace playback {
 
 // The units of the stimulator that the words are for.
@@ -50,7 +49,7 @@ struct Word
     bool flag14;
 };
 
-// What a word of an array is for.
+// The kind of a word of an array.
 enum class Kind
 {
     Cycles,   // word 0
@@ -82,16 +81,16 @@ Word Unpack(unsigned int word);
 Kind KindOf(const Word& word);
 const char* NameOf(Kind kind);  // "cycles", "current", "pause", "split"
 
-// True when word is a word 0: bits 12 to 31 clear. No stimulation word is, as it lasts a step at least.
+// True when word is a word 0: bits 12 to 31 clear. A stimulation word is not, because it lasts at least one step.
 bool IsCycleWord(unsigned int word);
 int CyclesOf(unsigned int word0);
 
-// Empty when the words can be a word array; otherwise says what is wrong with which word.
+// Empty when the words can be a word array; otherwise the fault and its word.
 std::string Refusal(const std::vector<unsigned int>& words);
 
-// What the library writes into no word array of that scale, a sentence each for the first MaxRemarks: a magnitude above
-// 100, no cycles, a split point beyond the time step or in a word of several steps, a sign without a current, a current
-// that lasts no time, flag 14. REQUIRES: words that Refusal lets pass.
+// Words that no word array of that scale has, a sentence each for the first MaxRemarks: a magnitude above 100, no cycles,
+// a split point beyond the time step or in a word of several steps, a sign without a current, a current without a
+// duration, flag 14. REQUIRES: words that Refusal accepts.
 constexpr std::size_t MaxRemarks = 5;
 std::vector<std::string> Remarks(const std::vector<unsigned int>& words, const Scale& scale);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// TARVUTIL_ASSERT(condition) states what cannot happen, on any input of a host. A build with TARVUTIL_ASSERTS, as the
-// tests use it, aborts where it happens all the same; every other build leaves the condition out.
+// TARVUTIL_ASSERT(condition) states a condition that is true on any input of a host. A build with TARVUTIL_ASSERTS, as
+// the tests use it, aborts where it is false; every other build leaves the condition out.
 #ifdef TARVUTIL_ASSERTS
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// What hosts have compiled in: the layout of the plain classes, and values. Where one differs, no build succeeds.
+// The layout of the plain classes, and values, which hosts have compiled in. If one differs, the build fails.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include "StimTrain.h"
 
 namespace {
-// What a C program would declare: the pointer and the 64-bit times lie where the platform aligns them.
+// The members as a C program would declare them: the platform aligns the pointer and the 64-bit times.
 struct ItemInC
 {
     int channel;

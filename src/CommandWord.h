@@ -14,7 +14,7 @@ constexpr unsigned int CycleMask = 0xFFFU;  // those bits; the bits above are cl
 // The fields of one stimulation word, in the order of StimAtom.
 struct CommandWord
 {
-    int ampSteps;  // signed; at most StimAtom::MaxAmpSteps of them reach the word
+    int ampSteps;  // signed; the word has at most StimAtom::MaxAmpSteps of them
     unsigned int timeSteps;
     bool ampAfterSplit;
     unsigned int splitUsec;
@@ -22,8 +22,8 @@ struct CommandWord
     bool flag14;
 };
 
-// The split point is not masked: one above MaxSplitUsec shows in the fields above it. Such a word is what the
-// stimulators in the field have always been given.
+// The split point is not masked: one above MaxSplitUsec changes the fields above it. The stimulators in the field have
+// always received such words.
 inline unsigned int PackWord(const CommandWord& word)
 {
     unsigned int magnitude = static_cast<unsigned int>(word.ampSteps);
@@ -34,7 +34,7 @@ inline unsigned int PackWord(const CommandWord& word)
            (word.ampSteps > 0 ? 1U << 7U : 0U) | magnitude;
 }
 
-// The fields as the bits stand. What PackWord made packs to itself again.
+// The fields as the bits are. A word of PackWord packs to itself again.
 inline CommandWord UnpackWord(unsigned int word)
 {
     const int magnitude = static_cast<int>(word & 0x7FU);
@@ -59,7 +59,7 @@ inline int CyclesOf(unsigned int word0)
     return static_cast<int>(word0 & CycleMask);
 }
 
-// word0 with cycles, 0 to MaxCyclesPerCommand, in place of its own.
+// word0 with this count of cycles, 0 to MaxCyclesPerCommand, in place of its own.
 inline unsigned int ReplaceCycles(unsigned int word0, int cycles)
 {
     return (word0 & ~CycleMask) + static_cast<unsigned int>(cycles);

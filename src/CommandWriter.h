@@ -12,22 +12,22 @@
 //
 // The stimulator plays one word after the other, each for its whole number of steps. A word without a split point is
 // one current for all of them. The word of a step that two phases share, the junction word, has a split point where
-// the second phase starts: the current lies before it (amplitude-after-split clear) or after it (set), and the other
-// part is 0. The tail word is the step that the last phase begins and nothing finishes: the current until its split
+// the second phase starts: the current is before it (amplitude-after-split clear) or after it (set), and the other
+// part is 0. The tail word is the step that the last phase begins and no phase finishes: the current until its split
 // point, then 0 until the next cycle.
 //
 // Where this walk differs from the two others:
-//   - A junction costs a word only with carried time; the whole steps of a phase are one word for each 65535.
-//   - It refuses a phase, active or not, that does not reach floor(T) together with the carried time. Validation lets a
-//     pause do that.
-//   - Where the rounding of a leftover differs from validation's, an active phase can meet carried time that
-//     validation did not see. It takes that time over at its own current, without a junction word.
+//   - A junction takes a word only with carried time; the whole steps of a phase are one word for each 65535.
+//   - It refuses a phase, active or not, that does not reach floor(T) together with the carried time. Validation
+//     accepts such a pause.
+//   - Where the rounding of a leftover differs from that of validation, an active phase can meet carried time that
+//     validation did not expect. The phase then plays that time at its own current, without a junction word.
 //
 // Thresholds, checked with the stimulators in the field:
-//   IgnoreUsec       a shorter leftover is dropped, a shorter part of a phase after a junction counts as used up:
-//                    split points are whole microseconds
+//   IgnoreUsec       a shorter leftover is dropped, a shorter part of a phase after a junction counts as used up,
+//                    because split points are whole microseconds
 //   IgnoreFrac       see CutIntoSteps
-//   floor(T)         lengths are whole microseconds as texts give them: 33 us fill a step of 33.33 us
+//   floor(T)         the lengths of texts are whole microseconds: 33 us fill a step of 33.33 us
 //   MaxStepsPerWord  the width of the duration
 namespace TarvUtil::Internal {
 
@@ -39,12 +39,12 @@ enum class WordRole
     Tail,      // the step that the last phase leaves unfinished
 };
 
-// What the walk takes from one phase to the next.
+// The state of the walk between two phases.
 struct WriterState
 {
     float carriedUsec = 0;  // of a step that earlier phases began and did not finish; 0 or above IgnoreUsec
     bool active = false;    // the step began with a current
-    int lastSteps = 0;      // amplitude, whole steps, of the latest phase that had a time of its own
+    int lastSteps = 0;      // amplitude, whole steps, of the latest phase with time after its junction
 
     bool operator==(const WriterState& other) const
     {
@@ -65,8 +65,8 @@ class CommandWriter
           m_sink(sink)
     {}
 
-    // Puts the words of p, whose length is not negative; first and last say where it stands in the list. False when
-    // p is too short to finish the step that it shares (the state is then as p met it), or when the sink is full.
+    // Puts the words of p, whose length is not negative; first and last: p is the first or last of the list. False when
+    // p is too short to finish the step that it shares (the state is then that before p), or when the sink is full.
     bool Write(const phase& p, bool first, bool last)
     {
         const float steps = AmplitudeSteps(p.amp, m_ampStep);
@@ -159,8 +159,8 @@ class CommandWriter
     WriterState m_state;
 };
 
-// The sink of the library: packs the words into a buffer. Owns the limit of the buffer and the low-half rule: bits 0
-// to 15 of every word come from the phases, or are a fixed value.
+// The sink of the library: packs the words into a buffer. It applies the limit of the buffer, and decides whether bits 0
+// to 15 of every word come from the phases or are a fixed value.
 class CommandSink
 {
  public:

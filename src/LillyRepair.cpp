@@ -9,13 +9,13 @@
 namespace TarvUtil::Internal {
 namespace {
 
-// What the walk takes from one phase to the next.
+// The state of the walk between two phases.
 struct RepairState
 {
     float carriedUsec =
         0;  // of a step that earlier phases began and did not finish; a whole step after a repair
     bool active = false;  // the step began with a current
-    int lastSteps = 0;    // amplitude, whole steps, of the latest phase that had a time of its own
+    int lastSteps = 0;    // amplitude, whole steps, of the latest phase with time after its junction
 };
 
 class LillyRepair
@@ -30,8 +30,8 @@ class LillyRepair
           m_phases(phases)
     {}
 
-    // Finds the first phase that an edit changed by a whole microsecond or more, and by how much: it decides which
-    // way the IPI may move.
+    // Finds the first phase that an edit changed by a whole microsecond or more, and the change: it decides in which
+    // direction the IPI may move.
     void FindChange(const std::vector<phase>& current)
     {
         for (std::size_t i = 0; i < m_phases.size() && m_changeUsec == 0; ++i) {
@@ -40,7 +40,7 @@ class LillyRepair
         }
     }
 
-    // Takes every phase, and cuts off those for which no word is left. False when a repair is refused or not allowed.
+    // Walks over every phase, and cuts off those for which no word is left. False when a repair is refused or not allowed.
     bool Run(int maxCmds)
     {
         for (std::size_t i = 0; i < m_phases.size(); ++i) {
@@ -71,8 +71,8 @@ class LillyRepair
 
     bool Allowed(LillyPattern::Adjust repair) const { return (m_repairs & repair) != 0; }
 
-    // How far the IPI moves where target would lengthen it to the next step boundary: that far, or back to the
-    // boundary before.
+    // The move of the IPI, when target would lengthen it to the next step boundary: to target, or back to the boundary
+    // before.
     float IPIStep(float target) const
     {
         const float ipi = m_phases.at(IPIIndex).len;

@@ -19,8 +19,8 @@ inline bool IsBlank(char c)
 //     "1.5ms" -> 1.5    "0x10" -> 16    "1e999" -> inf    "abc" -> 0
 double ReadNumber(std::string_view text);
 
-// The number that text is, when it is nothing but up to 15 digits and perhaps a point among them, as most are; else
-// false, and value stays as it was.
+// Reads text as a number if it is up to 15 digits, perhaps with a point, and nothing else, as most numbers are.
+// Otherwise returns false and does not change value.
 bool ReadPlain(std::string_view text, double& value);
 
 // The whole number at the start of text, as strtol in base 10 reads it where no white space is in front;

@@ -72,8 +72,8 @@ inline int NextCount(int count)
     return count == std::numeric_limits<int>::max() ? 0 : count + 1;
 }
 
-// An amplitude within the range of -max to max. A NaN stays one, and a NaN range makes it one: no current
-// comes of either.
+// An amplitude within the range of -max to max. A NaN stays NaN, and with a NaN range the result is NaN: neither is
+// played as a current.
 inline float ClampAmplitude(float amp, float max)
 {
     if (amp > 0) return amp < max ? amp : max;

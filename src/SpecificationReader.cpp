@@ -12,7 +12,7 @@
 namespace TarvUtil::Internal {
 namespace {
 
-// Takes a whole number of up to seven digits off the front of text: those are exact in a float.
+// Reads a whole number of up to seven digits at the start of text, and removes it. Such numbers are exact in a float.
 bool TakeWhole(std::string_view& text, float& value)
 {
     int whole = 0;
@@ -33,7 +33,7 @@ bool Take(std::string_view& text, char c)
     return true;
 }
 
-// Takes an item of whole numbers, "(200,-30)", as most are, off the front of text. Any other is left to ReadItem.
+// Reads an item of whole numbers, "(200,-30)", as most are, at the start of text, and removes it. ReadItem reads others.
 bool TakeWholeItem(std::string_view& text, phase& p)
 {
     std::string_view rest = text;

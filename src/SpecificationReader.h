@@ -6,20 +6,20 @@
 
 #include "StimPattern.h"
 
-// From the text of a specification string to phases and a duration. The text is read where it lies, once; what a
-// stimulator cannot play as written is rounded, and each change is reported.
+// From the text of a specification string to phases and a duration. The text is read once, without a copy. Numbers that
+// a stimulator cannot play as written are rounded, and each change is reported.
 //
-// A number is what stands at the start of a value, and what follows it is ignored: labs write units there. Lengths
-// become whole microseconds, as split points are, and amplitudes whole amplitude steps, as words have them. An
-// amplitude that is not 0 keeps at least one step, so that no pulse disappears. The limit of StimAtom::MaxAmpSteps is
-// applied to positive amplitudes only; packing applies it to both signs.
+// The number at the start of a value is read, and the rest is ignored: labs write units there. Lengths become whole
+// microseconds, like split points, and amplitudes become whole amplitude steps, as in words. An amplitude that is not 0
+// keeps at least one step, so that no pulse disappears. The limit of StimAtom::MaxAmpSteps is applied to positive
+// amplitudes only; packing applies it to both signs.
 namespace TarvUtil::Internal {
 
-// The phases of a field "(length,amplitude)(length,amplitude)...", as StimPattern::PhasesFromStr says.
+// The phases of a field "(length,amplitude)(length,amplitude)...": see StimPattern::PhasesFromStr.
 std::vector<phase> ReadPhases(std::string_view field, float ampStepUa, std::vector<std::string>& errors,
                               std::vector<std::string>& warnings);
 
-// Milliseconds, from a field "name[value]", as StimPattern::DurationFromStr says. LargestFloat is a train without end.
+// Milliseconds, from a field "name[value]": see StimPattern::DurationFromStr. LargestFloat is a train without end.
 float ReadDuration(std::string_view field, std::vector<std::string>& errors);
 
 }  // namespace TarvUtil::Internal

@@ -7,7 +7,7 @@
 
 #include "NumberText.h"
 
-// The pieces of a specification string, read where they lie.
+// The pieces of a specification string, without copies.
 namespace TarvUtil::Internal {
 
 // A message about a text, at its full length.
@@ -37,7 +37,7 @@ inline std::string_view Stripped(std::string_view text, char alsoBlank)
     return text;
 }
 
-// Takes the piece before the first delimiter, or all of text, and the delimiter off the front of text.
+// Returns the piece before the first delimiter, or all of text. Removes the piece and the delimiter from text.
 inline std::string_view TakePiece(std::string_view& text, char delimiter)
 {
     // Most pieces are a few characters long, where a loop beats a search by the library.
@@ -50,7 +50,7 @@ inline std::string_view TakePiece(std::string_view& text, char delimiter)
     return piece;
 }
 
-// Cuts text at a delimiter, piece by piece, empty pieces included; none follows a delimiter at the end.
+// Cuts text at a delimiter, piece by piece, empty pieces included; after a delimiter at the end there is no piece.
 class Pieces
 {
  public:

@@ -27,7 +27,7 @@ constexpr float MsecPerSec = 1000.0f;
 
 constexpr int ContinuousCycles = std::numeric_limits<int>::max();
 
-// A train this near to a whole number of periods, in periods, has that number of cycles: a period is a sum of
+// In periods: a train this near to a whole number of periods has that number of cycles, because a period is a sum of
 // rounded lengths. Checked with the stimulators in the field.
 constexpr float CycleTolerance = 0.01f;
 
@@ -48,7 +48,7 @@ bool IsActive(const phase& p)
     return p.amp != 0;
 }
 
-// As MaxAbsAmp() != 0, known at the first current: a list of zeros and NaNs carries none.
+// The same as MaxAbsAmp() != 0, but stops at the first current. A list of zeros and NaNs carries none.
 bool CarriesCurrent(const std::vector<phase>& phases)
 {
     return std::any_of(phases.begin(), phases.end(), [](const phase& p) { return std::fabs(p.amp) > 0; });

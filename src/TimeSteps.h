@@ -6,9 +6,9 @@
 #include "Numbers.h"
 #include "StimPattern.h"
 
-// How lengths are cut into whole time steps and amplitudes into amplitude steps: what validation (WordCounter.h),
-// writing (CommandWriter.h) and repair (LillyRepair.h) have in common. Each of the three walks the phases with
-// junction rules of its own.
+// How lengths are cut into whole time steps and amplitudes into amplitude steps: the rules that validation
+// (WordCounter.h), writing (CommandWriter.h) and repair (LillyRepair.h) share. Each of the three walks over the phases
+// with its own junction rules.
 namespace TarvUtil::Internal {
 
 // A time cut into whole steps and the rest of the last one, microseconds. A time within IgnoreFrac below a whole
@@ -41,8 +41,8 @@ inline float RestAfterJunction(float lenUsec, float carriedUsec, float timeStepU
     return lenUsec - (timeStepUsec - carriedUsec);
 }
 
-// Whether a phase that ends timeUsec after the start of a step ends well before that step does. A step that lacks
-// no more than IgnoreUsec counts as full: as much is dropped of a leftover.
+// Whether a phase that ends timeUsec after the start of a step ends well before that step does. A step counts as full
+// when at most IgnoreUsec is missing: a leftover of that length is dropped.
 inline bool EndsInsideStep(float timeUsec, float timeStepUsec)
 {
     return timeUsec - timeStepUsec < -StimPattern::IgnoreUsec;
@@ -59,8 +59,8 @@ inline bool TimeStepUsable(float timeStepUsec)
     return timeStepUsec > 0 && std::isfinite(timeStepUsec);
 }
 
-// A step of 0 is usable: it makes every amplitude 0 steps. Any other that is not positive and finite would
-// reverse a current or lose it.
+// A step of 0 is usable: it makes every amplitude 0 steps. Any other step that is not positive and finite would
+// reverse or lose a current.
 inline bool AmpStepUsable(float ampStepUa)
 {
     return ampStepUa >= 0 && std::isfinite(ampStepUa);

@@ -12,16 +12,16 @@
 // that step does: then the rest of the step would need a third part.
 //
 // Where this walk differs from the two others:
-//   - A phase that reaches one step counts a junction word, also when no time is carried. The writer spends one
-//     only with carried time. So the count can exceed the words.
-//   - Any number of whole steps counts one word. The writer needs one for each 65535 steps, and finds its buffer full.
-//   - A phase is active when its amplitude divided by the step is not 0: half a step counts, though its words have
-//     current 0. Repair looks at whole steps only.
+//   - A phase that reaches one step counts a junction word, even when no time is carried. The writer writes one
+//     only with carried time. So the count can be larger than the number of words.
+//   - Any number of whole steps counts one word. The writer needs one for each 65535 steps; its buffer can be too small.
+//   - A phase is active when its amplitude divided by the step is not 0. So half a step is active, but its words have
+//     current 0. Repair uses whole steps only.
 //   - After a phase that ends within its last step, the carried time counts as active when the raw amplitude is not 0.
 //     With an amplitude step of 0 it is active although no phase is.
 namespace TarvUtil::Internal {
 
-// How a phase meets what the phases before it left.
+// How a phase fits the carried time of the phases before it.
 enum class Meeting
 {
     Fits,
@@ -30,7 +30,7 @@ enum class Meeting
     TooShort,        // an active phase ends inside the step that it shares
 };
 
-// What the walk takes from one phase to the next.
+// The state of the walk between two phases.
 struct CounterState
 {
     float carriedUsec = 0;  // of a step that earlier phases began and did not finish; 0 or above IgnoreUsec
@@ -42,13 +42,13 @@ struct CounterState
     }
 };
 
-// Takes one phase at a time. REQUIRES: a time step that is TimeStepUsable.
+// Counts one phase at a time. REQUIRES: a time step that is TimeStepUsable.
 class WordCounter
 {
  public:
     WordCounter(float timeStepUsec, float ampStepUa) : m_timeStep(timeStepUsec), m_ampStep(ampStepUa) {}
 
-    // Counts the words of p. A phase that does not fit counts none and leaves the state as it met it.
+    // Counts the words of p. A phase that does not fit counts none and does not change the state.
     Meeting Count(const phase& p, bool last)
     {
         if (!(p.len >= 0)) return Meeting::NegativeLength;
@@ -68,8 +68,8 @@ class WordCounter
     int Words() const { return m_words; }
 
  private:
-    // Returns the time of the phase that is left after its first step. As little as is dropped at the end of a phase
-    // is dropped here, too.
+    // Returns the time of the phase that is left after its first step. A rest so short that it is dropped at the end of a
+    // phase is dropped here, too.
     float TakeJunction(const phase& p, bool active)
     {
         ++m_words;
