@@ -5,7 +5,7 @@
 
 #include "Report.h"
 
-// What would work in place of a text that is refused.
+// Suggestions in place of a refused text.
 namespace preview {
 
 // How a text is played with another time step.
@@ -17,7 +17,7 @@ struct StepRow
     double periodErrorUsec = 0;
     double netChargeNc = 0;
 
-    // It plays, and no phase and no cycle is off by more than half a microsecond.
+    // The text is played, and no phase start and no period has an error above half a microsecond.
     bool AsAsked() const;
 };
 
@@ -26,22 +26,22 @@ std::vector<StepRow> StepRows(const Report& report);
 
 struct Advice
 {
-    int budget = 0;       // that would be enough; 0 when the budget is not the reason, or none is enough
+    int budget = 0;       // enough words; 0 when the budget is not the reason, or no budget is enough
     std::string text;     // of a list that plays; empty when there is none
-    bool repair = false;  // it is what the repair of a Lilly pattern makes of the list, in whole microseconds
+    bool repair = false;  // text is the list after the repair of a Lilly pattern, in whole microseconds
     std::vector<phase> phases;  // of text
     std::vector<double>
         movedUsec;               // how much later than asked each of them is played, and the end of the cycle
     std::vector<StepRow> steps;  // of the list as asked; empty when no time step plays it
 };
 
-// Looks for what plays in place of the list that the report refuses. For a Lilly pattern that is the repaired list.
-// Otherwise, and where that does not play, the boundaries of phases move, each to one of the next whole time steps, so
-// that they move least in sum. No phase that has a length loses it. Nothing is found without a list, for a length below
-// 0, or when the budget is the reason. Without the rows of steps, which take an encoding each.
+// Looks for a list that plays in place of the list that the report refuses. For a Lilly pattern that is the repaired
+// list. If there is none, or it does not play, each boundary of a phase moves to one of the next whole time steps, so
+// that the sum of the moves is smallest. No phase with a length gets a length of 0. Finds nothing without a list, for a
+// length below 0, or when the budget is the reason. Without the rows of steps, each of which takes an encoding.
 Advice NearestOn(const Report& report);
 
-// With them, unless no time step plays the list.
+// The same with the rows of steps, unless no time step plays the list.
 Advice AdviceOn(const Report& report);
 
 }  // namespace preview

@@ -7,8 +7,8 @@
 
 #include "Stimulator.h"
 
-// What a specification string asks for, read once: the numbers as they are written, before any rounding, and whatever
-// the library would read in another way than it stands there.
+// What a specification string asks for, read once: the numbers as they are written, before any rounding, and all
+// places that the library would read in another way than they are written.
 namespace preview {
 
 // A piece of a text, by its place, so that texts can be copied with what was found in them.
@@ -24,7 +24,7 @@ struct AskedPhase
     double ampUa = 0;
 };
 
-// Why a text, or a part of it, may not say what its writer meant. The library reads most of these without a word.
+// Why a text, or a part of it, may differ from what its writer meant. The library reads most of these without a message.
 enum class Irregular
 {
     HeadMissing,       // the text begins with its phases
@@ -75,7 +75,7 @@ struct Asked
 // Whether all of text is one number in decimal or exponent form: "200", "-0.5", "2e3", ".5", "5.".
 bool IsDecimal(std::string_view text);
 
-// Reads text, of which the library makes a pattern of that kind, into asked. Uses the memory that asked holds.
+// Reads text, for a pattern of that kind, into asked. Uses the memory of asked.
 void ReadAsked(std::string_view text, PatternKind kind, Asked& asked);
 
 }  // namespace preview

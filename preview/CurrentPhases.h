@@ -7,12 +7,12 @@
 
 #include "Playback.h"
 
-// The figures by which stimulation is judged, of what words play: charge, charge density and k for each phase of
-// current, and duty cycle, rates, RMS and direct current for the whole. docs/limits.md derives each.
+// The figures by which stimulation is judged, computed from what words play: charge, charge density and k for each phase
+// of current, and duty cycle, rates, RMS and direct current for the whole pattern. docs/limits.md derives each.
 namespace preview {
 
-// A stretch of one polarity without a pause. In the repeated cycle a stretch at the end of one cycle goes on in the
-// next: it is one phase, with the start of its part at the end.
+// A stretch of one polarity without a pause. The cycle repeats, so a stretch at the end of one cycle and one at the start
+// of the next are one phase, which starts at the end of the cycle.
 struct CurrentPhase
 {
     double startUsec = 0;  // within the cycle
@@ -29,7 +29,7 @@ struct CurrentFigures
 {
     std::vector<CurrentPhase> phases;
     bool endless =
-        false;  // the current never pauses or turns: there is no phase, and its charge has no bound
+        false;  // the current never pauses or changes its sign: there is no phase, and its charge has no bound
 
     double periodUsec = 0;
     double currentUsec = 0;  // time with current per cycle

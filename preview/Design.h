@@ -45,8 +45,7 @@ enum class DesignItem
     Train,
 };
 
-// An amplitude, a length from half a microsecond on, or a train that is played otherwise than it is requested, in the
-// unit of the request.
+// A difference from the request, in its unit: of an amplitude, of a length by half a microsecond or more, or of a train.
 struct DesignChange
 {
     DesignItem item;
@@ -54,7 +53,7 @@ struct DesignChange
     double got;
 };
 
-// A request that nothing plays, and what is nearest to it.
+// A request that no words play, and the nearest value that is possible.
 struct OutOfReach
 {
     DesignItem item;
@@ -68,11 +67,11 @@ struct Design
     explicit Design(const Stimulator& stimulator) : report(stimulator) {}
 
     std::optional<OutOfReach> outOfReach;
-    std::string text;       // empty when there is none: it is out of reach, or report says why it is refused
-    bool adjusted = false;  // the list requested is refused, and one near it is used
+    std::string text;       // empty when the request is out of reach or refused; report then has the reason
+    bool adjusted = false;  // the list requested is refused, and a similar one is used
     Report report;          // on the text
 
-    // What the words play beside what the request asks for, its numbers unrounded; when there is a text.
+    // What the words play, compared with the request and its unrounded numbers; when there is a text.
     Deviations deviations;          // without findings: the causes are those of report
     std::vector<DesignItem> items;  // what each phase is
     std::vector<Excess> excesses;   // of the limits
@@ -87,9 +86,9 @@ PatternKind KindOf(const DesignRequest& request);
 double PeriodsOf(const DesignRequest& request);
 double CyclesOf(const DesignRequest& request);
 
-// Lengths in the text are whole microseconds, and its duration is one with which the library counts the cycles that
-// CyclesOf gives. The limits are those of what is played against what is requested. REQUIRES: report.stimulator is of
-// the kind that KindOf gives; values are finite (but for trainMsec) and 0 or above, rates above 0.
+// Lengths in the text are whole microseconds. From its duration the library counts the cycles of CyclesOf. The limits
+// apply to what is played minus what is requested. REQUIRES: report.stimulator is of the kind of KindOf; values are
+// finite (except trainMsec) and 0 or above, rates above 0.
 void MakeDesign(const DesignRequest& request, Design& design, const Limits& limits = {});
 
 }  // namespace preview

@@ -28,20 +28,21 @@ struct DesignParameters
     std::optional<Stim::Polarity> polarity;
     std::optional<std::string> name;
 
-    // What is missing, or does not go together, as a sentence; else nothing. Names are printed with dashes in front.
+    // Which values are missing, or exclude each other, as a sentence; else nothing. Names are printed with dashes in
+    // front.
     std::string Inconsistent(const std::string& dashes = "") const;
 
     // REQUIRES: consistent.
     SequenceRequest Request() const;
 };
 
-// All that one parameter is.
+// The properties of one parameter.
 struct DesignParameter
 {
     const char* name;  // "ramp-up", ...
     const char* unit;  // of its value, or what stands in its place, for a help text
     const char* what;
-    // Sets it. Returns what is wrong with the text, which is then not taken, or nothing.
+    // Sets it. Returns the fault of the text, and sets nothing then; or returns nothing.
     std::string (*set)(DesignParameters& parameters, const std::string& text);
     bool needed = false;
 };

@@ -8,30 +8,30 @@
 #include "Encoding.h"
 #include "Playback.h"
 
-// How far what the words of a pattern play is from what its text asks for, in numbers.
+// The differences between what the words of a pattern play and what its text asks for, in numbers.
 namespace preview {
 
-// From so many microseconds on a difference is notable: half a microsecond, less what floats may take from it.
+// A difference is notable from this many microseconds on: half a microsecond, less the rounding of floats.
 constexpr double NotableUsec = 0.4999;
 
-// Why something is played otherwise than the text asks.
+// Why something is not played as the text asks.
 enum class Cause
 {
     LengthRead,     // the text reader rounds lengths to whole microseconds
     AmplitudeRead,  // and amplitudes to whole steps, positive ones to 100 at most
     Clamped,        // the largest amplitude
-    Balanced,       // the balance mode rebuilt the phase, or the period took up the difference
-    AmplitudeCut,  // words hold whole steps: a part of one is cut, also where a float lacks a hair to the whole
-    AmplitudeCeiling,  // a word holds at most 100 steps
+    Balanced,      // the balance mode rebuilt the phase, or the last phase changed to keep the period
+    AmplitudeCut,  // words have whole steps: a part of one is cut, also when a float is just below a whole number
+    AmplitudeCeiling,  // a word has at most 100 steps
     SplitLost,         // a split point above 31 us does not fit its five bits
     SplitCut,          // split points are whole microseconds
     LeftoversDropped,  // at most half a microsecond of a phase, no time step of its own
-    CountsRoundedUp,   // a phase lacks a little to whole time steps
+    CountsRoundedUp,   // a phase ends just before the end of a time step
     TailWord,          // the cycle is a whole number of time steps
     NextCurrent,       // a phase is played, in part or whole, at the current of the next
     CyclesRounded,     // the train is a whole number of cycles
     BalanceMode,       // the text asks for another mode than is set
-    NotBalanced,       // a balance mode is set, and the charges of the two phases differ all the same
+    NotBalanced,       // a balance mode is set, but the charges of the two phases differ
     ForeignWords,      // the words are not those of the phases
 };
 
@@ -47,11 +47,11 @@ struct Finding
     double largestUsec = 0;  // of what has added up at any boundary, the largest in magnitude
     double ampUa = 0;        // how much more positive the current is
 
-    // Of a step that phases share, or that the last one does not fill:
+    // For a step that phases share, or that the last one does not fill:
     std::size_t word = 0;  // its index in the word array; 0 for other causes
     bool atEnd = false;    // it is the end of the phase that moves, not its start
 
-    // From half a microsecond or one amplitude step on, and what is no small number of either.
+    // From half a microsecond or one amplitude step on, and always for causes without such a number.
     bool Notable(const Stimulator& stimulator) const;
 };
 
@@ -101,7 +101,7 @@ struct Deviations
     AskedPlayed TrainNetNc() const;  // infinite or not a number when continuous
 };
 
-// What a pattern comes to as a whole, played otherwise than it is asked.
+// A difference of the pattern as a whole.
 struct Total
 {
     enum Item
@@ -119,10 +119,11 @@ struct Total
     AskedPlayed value;
 };
 
-// Those from half a microsecond, one amplitude step, or a thousandth of the charge of a polarity or of the rate on.
+// The differences of at least half a microsecond, one amplitude step, or a thousandth of the charge of a polarity or of
+// the rate.
 std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& deviations);
 
-// Fills deviations, in the memory that it holds. REQUIRES: the encoding of a stimulator's encoder that has words.
+// Fills deviations, and uses its memory. REQUIRES: the encoding of a stimulator's encoder that has words.
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations);
 
 }  // namespace preview

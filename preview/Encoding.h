@@ -20,7 +20,7 @@ struct Encoding
 
     Asked asked;
 
-    // The library's messages, without line ends; of equal ones in a row the first.
+    // The library's messages, without line ends; only the first of equal ones in a row.
     std::vector<std::string> errors;
     std::vector<std::string> warnings;
 
@@ -40,7 +40,7 @@ enum class Reading
     Lenient,  // as the library reads
 };
 
-// Reads a text into a fresh pattern and encodes it, in the memory that encoding holds, a place of the same stimulator.
+// Reads a text into a fresh pattern and encodes it. Uses the memory of encoding, a place of the same stimulator.
 void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding);
 
 // Encodes a copy of the pattern, one of the same stimulator. What is asked are its phases and train as they stand, and

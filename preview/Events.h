@@ -9,7 +9,7 @@
 
 // What was scheduled, as a table of events in the form of BIDS (the Brain Imaging Data Structure, Gorgolewski 2016,
 // doi:10.1038/sdata.2016.44): a line per train, with tabs between the columns, and a JSON file that describes them.
-// What was delivered the table cannot tell: nothing here sees the electrode.
+// The table does not describe what was delivered: the program cannot see the electrode.
 namespace preview {
 
 struct Event

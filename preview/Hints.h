@@ -4,7 +4,7 @@
 
 #include "Asked.h"
 
-// What the writer of a text probably meant: a guess for a message, never read as such.
+// What the writer of a text probably meant: a guess for a message. It is never used as a value.
 namespace preview {
 
 // "−" -> "−" is not the minus sign "-"; 2OO -> the letter "O" is not the digit "0"; 0.2ms -> a length is in

@@ -13,8 +13,8 @@
 #include "Timeline.h"
 
 // The values of this room as JSON: an object of one line each, without the line's end. docs/program.md describes the
-// keys. Numbers that are infinite or unknown are null; bytes that are no UTF-8 become the replacement character. place
-// says where the text stands, under the first key; an empty one is left out.
+// keys. Numbers that are infinite or unknown are null; bytes that are not UTF-8 become the replacement character. place
+// is the place of the text, under the first key; an empty place is left out.
 namespace preview {
 
 // With what AdviceOn(report) advises, and with the rows of steps under a key of their own; an empty one of either is
@@ -27,7 +27,7 @@ std::string ReportJson(const Report& report, std::string_view place);
 // The values are null without words, the most also where there is no limit. REQUIRES: report was made with these limits.
 std::string LimitsJson(const Report& report, const Limits& limits);
 
-// The words and what each says; only the errors when there are none.
+// The words and their fields; only the errors when there are no words.
 std::string WordsJson(const Report& report, std::string_view place);
 
 std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place);
@@ -55,7 +55,7 @@ std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<
 // The values that are in force, and where each comes from.
 std::string ProfileJson(const Profile& profile);
 
-// What came out of several patterns.
+// The results of several patterns together.
 std::string SummaryJson(const Summary& summary);
 
 // Errors and nothing else.

@@ -8,7 +8,7 @@
 
 #include "Deviations.h"
 
-// What a user lets pass of what is played otherwise than it is asked.
+// The limits that a user sets to differences between played and asked, and to what is played.
 namespace preview {
 
 enum class Limit
@@ -28,7 +28,7 @@ enum class Limit
     DirectCurrent,
 };
 
-// All that one limit is.
+// The properties of one limit.
 struct LimitKind
 {
     Limit limit;
@@ -37,7 +37,7 @@ struct LimitKind
     const char* unit;                    // "us", ...
     const char* key;                     // ends the keys of its values in JSON: "_us", ...
     double (*value)(const Deviations&);  // signed; the limit is one of its magnitude
-    // Up to here the value is a rounding of single precision; null where what is asked may have any value.
+    // Up to this value the difference is a rounding of single precision; null when exact does not apply to the limit.
     double (*rounding)(const Stimulator&, const Deviations&);
     bool isSigned = false;   // the limit is one of the value itself
     bool needsArea = false;  // without one the value is not a number
@@ -61,7 +61,7 @@ struct Loosened
     std::string place;  // of that: "lab.toml:7"
 };
 
-// The most that may be played otherwise than it is asked; what is not set has no limit.
+// The largest values allowed; a value that is not set has no limit.
 struct Limits
 {
     std::array<std::optional<double>, LimitCount> most;
@@ -85,8 +85,8 @@ struct Excess
     double most;
 };
 
-// The most that is let pass of one kind: what is set, and for an exact play at most the rounding. REQUIRES: deviations are
-// of a pattern for that stimulator.
+// The largest value allowed of one kind: the limit that is set, and with exact at most the rounding. REQUIRES: deviations
+// are of a pattern for that stimulator.
 std::optional<double> MostOf(const LimitKind& kind, const Stimulator& stimulator, const Limits& limits,
                              const Deviations& deviations);
 

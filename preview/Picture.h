@@ -29,8 +29,7 @@ struct PictureBreak
     std::string label;  // how long the pause really is; empty where there is no room for it
 };
 
-// Colours as "#rrggbb". Played and asked differ in lightness and line, too: readers who see few colours, and prints
-// in grey, tell them apart.
+// Colours as "#rrggbb". Played and asked also differ in lightness and line, for colour-blind readers and prints in grey.
 namespace colours {
 constexpr const char* Played = "#0072b2";  // a line, and filled towards 0 with PlayedOpacity
 constexpr double PlayedOpacity = 0.25;
@@ -44,7 +43,7 @@ constexpr const char* Break = "#eeeeee";
 constexpr const char* Ground = "#ffffff";
 }  // namespace colours
 
-// Texts are valid UTF-8 without control characters: what is not stands there as the replacement character.
+// Texts are valid UTF-8 without control characters; other bytes are the replacement character.
 struct Picture
 {
     std::string title;  // the specification string, a long one shortened in its middle
@@ -58,7 +57,7 @@ struct Picture
     double lowUa = -1;                // of the current axis: both curves, 0 and some room
     double highUa = 1;                // above lowUa
     double capUa = 0.1;               // each curve ends in a stroke from -capUa to capUa
-    bool fine = false;                // played has more cycles than can be told apart: a thin line
+    bool fine = false;                // played has too many cycles to distinguish: a thin line
     std::vector<PicturePoint> asked;  // ends where the cycle or train asked ends
     std::vector<PicturePoint> played;
     std::vector<PictureTick> timeTicks;

@@ -10,8 +10,8 @@
 #include "Limits.h"
 #include "Stimulator.h"
 
-// The values of a stimulator and of limits as sources give them: a device file, the first line of a pattern file, a
-// command line. Which of them is in force is decided here.
+// The values of a stimulator and of limits from each source: a device file, the first line of a pattern file, a command
+// line. The rules of which value is in force are here.
 namespace preview {
 
 enum class SettingForm
@@ -30,8 +30,8 @@ struct SettingKind
     const char* unit;  // "us"; empty without one
     const char* key;   // ends the key of its value in JSON: "_us"
     SettingForm form;
-    bool isLimit;   // stands in the table [limits] of a device file, otherwise in [stimulator]
-    bool stricter;  // of two sources the stricter holds: the smaller number, the switch that is on
+    bool isLimit;   // belongs in the table [limits] of a device file, otherwise in [stimulator]
+    bool stricter;  // of two files the stricter value is in force: the smaller number, the switch that is on
 };
 
 constexpr std::size_t SettingCount = 20;
@@ -40,7 +40,7 @@ const std::array<SettingKind, SettingCount>& SettingKinds();
 
 // The index of the setting of that name.
 std::optional<std::size_t> SettingNamed(std::string_view name);
-// What is wrong with a value of a setting, as SettingForm says; else nothing.
+// The fault of a value of a setting, in the form of SettingForm; empty without one.
 std::string FaultOf(std::size_t setting, double value);
 
 // Values, and where each comes from: "lab.toml:3".
@@ -57,11 +57,11 @@ struct Profile
     const std::string& PlaceOf(std::string_view name) const;
     // REQUIRES: FaultOf(setting, value) is empty.
     void Set(std::size_t setting, double value, const std::string& place);
-    // Takes a limit, the area or the largest amplitude away. False for other settings: they always have a value.
+    // Removes a limit, the area or the largest amplitude. False for other settings: they always have a value.
     bool Clear(std::size_t setting);
 };
 
-// What is wrong with a source, and where.
+// A fault of a source, and its place.
 struct ProfileFault
 {
     std::string place;  // "lab.toml:3"
@@ -85,9 +85,9 @@ std::optional<ProfileFault> ReadProfile(std::string_view toml, const std::string
 //     # --pattern lilly --time-step 20 --amp-step 1
 std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile);
 
-// What is in force: what the command line gives, otherwise what the pattern file gives, otherwise what the device file
-// gives. Of a setting that takes the stricter, the stricter of pattern file and device file holds, and only the command
-// line allows more; limits.loosened of the result says which it has loosened.
+// The values in force: those of the command line, otherwise those of the pattern file, otherwise those of the device
+// file. For a setting with stricter, the stricter value of pattern file and device file is in force, and only the command
+// line allows more; limits.loosened of the result lists the limits that it has loosened.
 Profile Merge(const Profile& commandLine, const Profile& patternFile, const Profile& device);
 
 struct SettingInForce

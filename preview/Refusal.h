@@ -4,12 +4,12 @@
 
 #include "Stimulator.h"
 
-// Why a list of phases gives no words: found once, in numbers.
+// Why a list of phases has no words, in numbers.
 namespace preview {
 
 enum class RefusalReason
 {
-    Irregular,        // the text does not say plainly what it asks for (Asked::irregularities)
+    Irregular,        // the text is ambiguous (Asked::irregularities)
     NotRead,          // the library's reader refused the text (Encoding::errors)
     NoPhases,         // the list is empty
     NegativeLength,   // phase has a length below 0
@@ -17,7 +17,7 @@ enum class RefusalReason
     EndsInStep,       // phase carries current and ends before the time step does that phase meets began
     OverBudget,       // validation counts more words than the budget leaves
     NotFinished,      // valid, but the writer finds phase too short to finish the step that phase meets began
-    WordsOverBudget,  // valid, but the writer spends more words than the budget leaves
+    WordsOverBudget,  // valid, but the writer needs more words than the budget leaves
     NotBalanced,      // the balance mode needs phases that the list does not have
 };
 
@@ -32,15 +32,15 @@ struct Refusal
 
     int budgetWords = 0;  // words that the budget leaves besides word 0
     int validationWords =
-        -1;  // that it must leave for validation to accept the list; -1 when no budget would do
-    long long writtenWords = -1;  // that the writer would spend; -1 when it refuses the list
+        -1;  // that validation counts; -1 when no budget is enough
+    long long writtenWords = -1;  // that the writer would write; -1 when it refuses the list
 
     bool repairs = false;  // the list was offered to a Lilly pattern for repair:
     bool repairFits = false;
     std::vector<phase> repaired;
 };
 
-// Why a pattern of that stimulator takes or encodes no such list, and what a repair makes of it. REQUIRES: the list is
+// Why a pattern of that stimulator refuses or cannot encode the list, and the list after a repair. REQUIRES: the list is
 // not empty, and the pattern refuses it.
 Refusal RefusalOf(const Stimulator& stimulator, const std::vector<phase>& phases);
 

@@ -7,7 +7,7 @@
 #include "Encoding.h"
 #include "Limits.h"
 
-// All that can be known of one specification string before it is played.
+// All that is known about one specification string before it is played.
 namespace preview {
 
 struct Report
@@ -17,16 +17,16 @@ struct Report
 
     const Stimulator stimulator;
     Encoding encoding;
-    Deviations deviations;         // when there are words; encoding.refusal says why there are none
+    Deviations deviations;         // when there are words; otherwise encoding.refusal has the reason
     std::vector<Excess> excesses;  // of the limits
     Limits limits;                 // those it was compared with
 
     bool WithinLimits() const { return encoding.Encoded() && excesses.empty(); }
 };
 
-// Reports on a text, in the memory that report holds.
+// Reports on a text. Uses the memory of report.
 void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report);
-// Reports on a pattern of the same stimulator, as it stands.
+// Reports on the present state of a pattern of the same stimulator.
 void ReportOn(const AnyPattern& pattern, const Limits& limits, Report& report);
 
 }  // namespace preview

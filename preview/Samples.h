@@ -26,8 +26,8 @@ using VisitStretch = std::function<void(double startUsec, double durationUsec, d
 void ForEachStretch(const Train& train, const VisitStretch& visit);
 
 using VisitSample = std::function<void(double timeUsec, double currentUa)>;
-// The current averaged over each sample, with the time at which the sample begins: samples times their length add up to
-// the charge of the train, to the last digits of a double. The last sample is filled up with no current. REQUIRES:
+// The mean current of each sample, with the time at which the sample begins. The samples, multiplied by their length, add
+// up to the charge of the train, to the last digits of a double. The rest of the last sample counts as 0. REQUIRES:
 // rateHz is finite and above 0.
 //
 //     current  |########|    |    |    |      200 us of 60 uA, then nothing

@@ -14,7 +14,7 @@
 #include "Timeline.h"
 
 // Trains on several channels, each from its own start: the commands that a host sends for them, and the current of all
-// channels together. The memory grows with the trains, not with how long they play; equal texts share their words.
+// channels together. The memory grows with the number of trains, not with their duration; equal texts share their words.
 namespace preview {
 
 constexpr int MaxChannel = 1000000;
@@ -49,7 +49,7 @@ struct ScheduledPattern
 
 struct ScheduledTrain
 {
-    std::size_t number;  // which one it was added as, by whoever added it
+    std::size_t number;  // the caller's number of the train
     int channel;
     std::int64_t startMsec;
     std::size_t pattern;  // index
@@ -84,8 +84,8 @@ struct Peak
 // The current of all channels together.
 struct TotalCurrent
 {
-    Peak magnitude;  // the sum of the magnitudes, at its largest: what the stimulator must supply at most
-    Peak net;        // the sum, where it is largest in magnitude: what returns by a common electrode
+    Peak magnitude;  // the largest sum of the magnitudes, which the stimulator must supply
+    Peak net;        // the sum of the largest magnitude, which returns through a common electrode
 };
 
 class Schedule

@@ -7,23 +7,23 @@
 #include "Schedule.h"
 #include "Summary.h"
 
-// The values of this room as sentences: for whoever prints a report, made when it is printed.
+// The values of this room as sentences. They are made only when a report is printed.
 namespace preview {
 
 // "time step: 0 us is not a finite number above 0"
 std::string Sentence(const Stimulator& stimulator, StimulatorValue unusable);
 
-// What the text does not plainly say: "phase 1: "2OO": not a number".
+// An ambiguous place of a text: "phase 1: "2OO": not a number".
 std::string Sentence(const Asked& asked, const Irregularity& irregularity);
 
 // "phase 4: 2880 us is played as 2881 us", of report.deviations.
 std::string Sentence(const Report& report, const Finding& finding);
 
-// "as a whole: the period is 1133.333 us, not 1111; the rate is 882.353 Hz, not 900.09". REQUIRES: some totals.
-// Names says what the phases are; "phase 3" without it.
+// "as a whole: the period is 1133.333 us, not 1111; the rate is 882.353 Hz, not 900.09". REQUIRES: at least one total.
+// names has the names of the phases; "phase 3" without it.
 std::string Sentence(const std::vector<Total>& totals, const std::vector<std::string>& names = {});
 
-// What encode warns of: each finding that is notable and that WarningSentences and the library leave out, and the totals.
+// The warnings of encode: each notable finding that WarningSentences and the library leave out, and the totals.
 std::vector<std::string> DeviationSentences(const Report& report);
 
 // The caveat that goes with every k.
@@ -42,16 +42,16 @@ std::vector<std::string> RefusalSentences(const Report& report);
 // "3 patterns, 2 within the limits, 1 refused; largest error of a phase start: 0.667 us (FILE:3), ..."
 std::string Sentence(const Summary& summary);
 
-// "channel 3 still plays the train of line 2 until 10 ms": numbered is what the trains are counted by, "line".
+// "channel 3 still plays the train of line 2 until 10 ms": numbered is the name of the trains' numbers, "line".
 std::string Sentence(const Overlap& overlap, const char* numbered);
 
-// What the text does not plainly say, where it was read all the same.
+// The ambiguous places of a text that was read in spite of them.
 std::vector<std::string> IrregularityWarnings(const Report& report);
 
-// What is warned of besides the library's own warnings: these, and a balance that is asked for and not there.
+// The warnings besides those of the library: these, and a requested balance that the pattern does not have.
 std::vector<std::string> WarningSentences(const Report& report);
 
-// What a repair of the refused list makes: empty when nothing was repaired.
+// The refused list after a repair: empty when nothing was repaired.
 std::string RepairSentence(const Refusal& refusal);
 
 // "(200,-60)(100,0)", each number the shortest text of its float.

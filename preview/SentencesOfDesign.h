@@ -18,13 +18,13 @@ std::string Sentence(const OutOfReach& outOfReach);
 // "phase 1: 166 us is played as 200 us"
 std::string Sentence(const DesignChange& change);
 
-// What is played otherwise than it is requested: the changes, and the notable totals as encode prints them.
+// The differences from the request: the changes, and the notable totals as encode prints them.
 std::vector<std::string> ChangeSentences(const Design& design);
 
-// "--pulses, --ramp-up and --ramp-down are to be multiples of --burst": names of parameters with dashes in front.
+// "--pulses, --ramp-up and --ramp-down must be multiples of --burst": names of parameters with dashes in front.
 std::string Sentence(SequenceFault fault, const std::string& dashes);
 
-// What would work in place of the refused text: none to three sentences.
+// The suggestions in place of the refused text: none to three sentences.
 std::vector<std::string> AdviceSentences(const Advice& advice);
 
 }  // namespace preview

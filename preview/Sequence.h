@@ -28,7 +28,7 @@ struct SequenceRequest
     // as many pulses as have the same amplitude. They count as pulses of the train.
     std::int64_t rampUp = 0;
     std::int64_t rampDown = 0;
-    // The train is repeated so often, with a pause after each but the last.
+    // The number of trains, with a pause after each but the last.
     std::int64_t times = 1;
     double offMsec = 0;
 };

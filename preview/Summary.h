@@ -6,12 +6,12 @@
 
 #include "Report.h"
 
-// What came out of several patterns.
+// The results of several patterns together.
 namespace preview {
 
 struct Summary
 {
-    // What a limit is for, where it is largest in magnitude; no place when it is 0 everywhere.
+    // The largest value of a limit in magnitude, and its place; no place when it is 0 everywhere.
     struct Worst
     {
         double value = 0;
@@ -23,7 +23,7 @@ struct Summary
     std::size_t refused = 0;  // they have no words
     std::array<Worst, LimitCount> worst;
 
-    // Place is called for the text that says where the pattern stands, when it is wanted.
+    // place is called only when its text, the place of the pattern, is needed.
     template <typename Place>
     void Add(const Report& report, const Place& place)
     {

@@ -33,23 +33,23 @@ struct Timeline
 
 struct Host
 {
-    int pollMsec = 1;        // how often it looks at its clock
-    std::size_t blocks = 5;  // after so many it stops a continuous pattern
+    int pollMsec = 1;        // between two polls
+    std::size_t blocks = 5;  // after which it stops a continuous pattern
 
     // Its clock stops at its largest value: where a long has 32 bits, after 24.8 days.
     static long Clock(std::int64_t msec)
     {
         return static_cast<long>(std::min<std::int64_t>(msec, std::numeric_limits<long>::max()));
     }
-    // When it looks for the first time at that time or later.
+    // The time of its first poll at that time or later.
     std::int64_t PollAt(std::int64_t msec) const { return (msec + pollMsec - 1) / pollMsec * pollMsec; }
 };
 
-// What the host sends for the pattern, the first block at startMsec, 0 or above. REQUIRES: the encoding has words.
+// The blocks that the host sends for the pattern, the first at startMsec, 0 or above. REQUIRES: the encoding has words.
 Timeline TimelineOf(const Stimulator& stimulator, const Encoding& encoding, const Host& host,
                     std::int64_t startMsec = 0);
 
-// The first whole millisecond, startMsec or later, at which a train that starts then and lasts so long has ended.
+// The first whole millisecond at or after the end of a train that starts at startMsec and has this duration.
 std::int64_t NextMsec(std::int64_t startMsec, double trainMsec);
 
 }  // namespace preview

@@ -9,7 +9,7 @@
 // Which word belongs to which phase, and what the writer of the words did to each phase.
 namespace preview {
 
-// The phases of which a word plays a part, by their indices. A word of a step that is shared has several.
+// The phases that a word belongs to, by their indices. The word of a shared step belongs to several.
 struct WordPhases
 {
     int first;
@@ -20,20 +20,20 @@ struct WordPhases
 struct SharedStep
 {
     std::size_t word = 0;        // index in the word array; 0 when there is none
-    unsigned int splitUsec = 0;  // meant, whole microseconds; above what the bits hold the word shows another
+    unsigned int splitUsec = 0;  // meant, whole microseconds; the word has another one if this does not fit its bits
     double changeUsec = 0;       // when its current really begins or ends, within the cycle
     double cutUsec = 0;          // the part of a microsecond by which the split point meant is too early
     double errorUsec = 0;        // by how much the change is later than at the split point meant
     double lengthenedUsec = 0;   // how much longer than its step the word lasts
 };
 
-// Where the words put a phase of the list that they were written from. Times are those that the words play, not those
-// that they were to say.
+// Where the words play a phase of the list that they were written from. Times are those that are played, not those that
+// were meant.
 struct TracedPhase
 {
     double startUsec = 0;  // within the cycle as played,
     bool lost = false;     // or where the next phase starts: it has no length and no word
-    int ampSteps = 0;      // what the words hold of its amplitude
+    int ampSteps = 0;      // its amplitude in the words
     SharedStep junction;   // with the phases before it
     SharedStep tail;       // of the last phase
     double gainedUsec =
@@ -51,8 +51,8 @@ struct Trace
     bool foreign = false;  // the words are not those that the writer makes of the phases
 };
 
-// Runs the writer over the phases of the pattern once more, on a sink that records, and plays back the words that it
-// made before: a word array of the pattern, word 0 first. Uses the memory that trace holds.
+// Runs the writer over the phases of the pattern once more, with a sink that records, and plays back the given words: a
+// word array of the pattern, word 0 first. Uses the memory of trace.
 void TraceWords(const StimPattern& pattern, const playback::Scale& scale,
                 const std::vector<unsigned int>& words, Trace& trace);
 

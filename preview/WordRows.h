@@ -7,7 +7,7 @@
 
 namespace preview {
 
-// One word of an array and what it says, in the units of the user.
+// One word of an array and its fields, in the units of the user.
 struct WordRow
 {
     unsigned int bits;

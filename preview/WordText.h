@@ -22,7 +22,7 @@ struct WordLine
     bool continuous = false;
 };
 
-// Reads a line of words into line, which is empty. Returns what is wrong with it, or nothing.
+// Reads a line of words into line, which is empty. Returns its fault, or nothing.
 std::string ReadWordLine(std::string_view text, WordLine& line);
 
 }  // namespace preview

@@ -44,7 +44,7 @@ struct WriterState
 {
     float carriedUsec = 0;  // of a step that earlier phases began and did not finish; 0 or above IgnoreUsec
     bool active = false;    // the step began with a current
-    int lastSteps = 0;      // amplitude, whole steps, of the latest phase with time after its junction
+    int lastSteps = 0;      // amplitude, whole steps, of the latest phase with time outside a junction
 
     bool operator==(const WriterState& other) const
     {

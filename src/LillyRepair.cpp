@@ -15,7 +15,7 @@ struct RepairState
     float carriedUsec =
         0;  // of a step that earlier phases began and did not finish; a whole step after a repair
     bool active = false;  // the step began with a current
-    int lastSteps = 0;    // amplitude, whole steps, of the latest phase with time after its junction
+    int lastSteps = 0;    // amplitude, whole steps, of the latest phase with time outside a junction
 };
 
 class LillyRepair
