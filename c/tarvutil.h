@@ -93,8 +93,8 @@ enum tarvutil_parameter
     TARVUTIL_PERIOD_MS = 22,    /* the last phase changes by the difference */
     TARVUTIL_FREQUENCY_HZ = 23, /* likewise */
     TARVUTIL_TRAIN_MS = 24,     /* at least one period; infinite for a train without end */
-    TARVUTIL_CYCLES = 25,       /* sets the train to this number of periods; the largest int32_t when continuous */
-    TARVUTIL_OFFSET_MS = 26,    /* Lilly, as are those after it */
+    TARVUTIL_CYCLES = 25, /* sets the train to this number of periods; the largest int32_t when continuous */
+    TARVUTIL_OFFSET_MS = 26, /* Lilly, as are those after it */
     TARVUTIL_IPI_US = 27,
     TARVUTIL_PHASE1_US = 28,
     TARVUTIL_PHASE2_US = 29, /* not changed while a balance mode is set */
