@@ -12,11 +12,11 @@ from . import _core
 
 @dataclass(frozen=True)
 class Design:
-    """One specification string, and what of it is not as requested.
+    """One specification string, and its differences from the request.
 
-    name: its head. text: None when nothing plays the request; errors then says why and advice what would play. plain:
-    it is the text of a plain pattern. adjusted: a list of phases near the one requested is used. remarks: what is
-    played otherwise than requested, exceeded: the limits that this exceeds, sentences.
+    name: its head. text: None when no words play the request; errors then has the reasons and advice has suggestions.
+    plain: it is the text of a plain pattern. adjusted: a list of phases similar to the one requested is used.
+    remarks: the differences from the request. exceeded: the limits that these exceed. All lists are of sentences.
     """
 
     name: str

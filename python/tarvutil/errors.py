@@ -11,9 +11,9 @@ from . import _core
 class NotPlayable(ValueError):
     """A pattern or a text that cannot be played as it was asked. Nothing was changed.
 
-    reason: why, in one sentence.
+    reason: the reason, in one sentence.
     phase: index of the phase that cannot be played, or None.
-    advice: what would work, or None.
+    advice: a suggestion, or None.
     text_index: which of several texts it is, from 0, or None.
     """
 

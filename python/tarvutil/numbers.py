@@ -1,4 +1,4 @@
-"""The numbers that may go into the compiled core: anything else is refused by name."""
+"""The numbers that the compiled core accepts: any other value is refused, and the message names it."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ INT32_MAX = 2**31 - 1
 
 
 def single(name: str, value: float, endless: bool = False) -> float:
-    """value, which is finite in single precision; with endless it may be infinite, too."""
+    """value, which must be finite in single precision; with endless it may also be infinite."""
     number = _number(name, value)
     if endless and number == math.inf:
         return number
@@ -75,7 +75,7 @@ def word_array(words: npt.ArrayLike) -> Words:
 
 
 def same(asked: float, got: float) -> bool:
-    """Equal but for what single precision does to a value on its way into the pattern and back."""
+    """Equal, except for the rounding of single precision on the way into the pattern and back."""
     rounding = 1e-6  # of the value: its rounding, and that of a factor such as 1000
     return asked == got or (math.isfinite(got) and abs(asked - got) <= rounding * abs(asked))
 

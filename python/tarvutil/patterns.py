@@ -20,7 +20,7 @@ OwnPeriod = Callable[[Phases, float], Optional[Phases]]
 
 
 class Parameter:
-    """A number of a pattern. Reading it gives what is in effect; assigning to it is `set` of that one parameter."""
+    """A number of a pattern. Reading it returns the value in effect; assigning to it is `set` of that one parameter."""
 
     def __init__(self, doc: str) -> None:
         self.__doc__ = doc
@@ -97,10 +97,10 @@ class BasePattern:
         self._change(parameters if "train_ms" in parameters else {"pulses": 1, **parameters}, exact=True)
 
     def set_phase(self, index: int, length_us: float, amplitude_ua: float, *, exact: bool = True) -> None:
-        """Offers a phase in the place of phase index, from 0: microseconds, microamperes.
+        """Replaces phase index, from 0: microseconds, microamperes.
 
-        Raises NotPlayable, and changes nothing, when the pattern refuses it; with exact also when the pattern would
-        hold something else there, repaired or clamped.
+        Raises NotPlayable, and changes nothing, when the pattern refuses the phase; with exact also when the pattern
+        would repair or clamp it.
         """
         place = whole("index", index, 0, INT32_MAX)
         asked = (single("length_us", length_us), single("amplitude_ua", amplitude_ua))
@@ -120,9 +120,9 @@ class BasePattern:
     def set(self, *, exact: bool = True, **parameters: float) -> Dict[str, float]:
         """Sets several parameters at once, or none of them, and returns what is in effect.
 
-        With exact, raises NotPlayable when a parameter would not be what was asked, after rounding to single
-        precision, or when the pattern would have no words. Without, takes what the library makes of the parameters:
-        an amplitude of a balanced pulse is clamped in each of its phases, and the charges then differ.
+        With exact, raises NotPlayable when a parameter would not be as asked, after rounding to single precision, or
+        when the pattern would have no words. Without exact, accepts the values that the library puts into effect. An
+        amplitude of a balanced pulse is then clamped in each phase separately, and the charges can differ.
         The pattern stays as it was before the call whenever an exception is raised.
         """
         return self._change(parameters, exact)
@@ -200,14 +200,14 @@ class Pattern(BasePattern):
         self._begin(phases, parameters)
 
     def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> Optional[npt.ArrayLike]:
-        """Phases that fit in the place of proposed, which do not, or None to refuse the edit.
+        """Returns phases that fit, in place of proposed, which do not fit; or None to refuse the edit.
 
         current, proposed: float32 of shape (n, 2), microseconds and microamperes. budget: words besides word 0.
         """
         return None
 
     def set_period(self, current: Phases, period_ms: float) -> Optional[npt.ArrayLike]:
-        """The phases with a period as near to period_ms (milliseconds) as the kind allows, or None to keep it."""
+        """Returns phases with a period as near to period_ms (milliseconds) as the kind allows, or None to keep it."""
         return None
 
 
@@ -304,7 +304,7 @@ def _in_effect(name: str, asked: float, got: float) -> bool:
 
 
 class Play:
-    """A play of more cycles than one command holds: the blocks after the first, and when they are due.
+    """A play of more cycles than one command has: the blocks after the first, and when they are due.
 
         play = pulse.play(channel=3, clock=lambda: time.monotonic_ns() // 1_000_000)
         send(pulse.words)
@@ -313,11 +313,11 @@ class Play:
             if block is not None:
                 send(block)
 
-    channel: number of the stimulator's channel, kept for the caller. now_ms: when the first block is sent, in whole
-    milliseconds of any clock. clock: gives the time when a call does not; read now, too.
+    channel: number of the stimulator's channel, stored for the caller. now_ms: when the first block is sent, in whole
+    milliseconds of any clock. clock: called for the time when a call has none; also called now.
 
-    A block is due 4095 periods after the one before, and is handed out from 3 ms after that on. Edits of the pattern
-    show from the next block on.
+    A block is due 4095 periods after the one before, and is available from 3 ms after that on. Edits of the pattern
+    are played from the next block on.
     """
 
     def __init__(

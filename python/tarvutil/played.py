@@ -16,7 +16,7 @@ Numbers = npt.NDArray[np.float64]
 
 @dataclass(frozen=True, eq=False)
 class Played:
-    """What words play in one cycle: stretches of constant current, in order and without gaps.
+    """One cycle as words play it: stretches of constant current, in order and without gaps.
 
     cycles: from word 0. period_us: length of the cycle. starts_us, durations_us, currents_ua: float64 of shape (n,).
     words: the index in the word array of the word that each stretch belongs to. array: that word array, uint32; and the
@@ -40,10 +40,10 @@ class Played:
         }
 
     def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
-        """Samples of so many cycles, microamperes, float64 of shape (n,).
+        """Samples of this number of cycles, microamperes, float64 of shape (n,).
 
-        A sample is the mean current over its interval, so that the sum of the samples, divided by the rate, is the
-        charge whatever the rate. The last interval may extend beyond the last cycle: the current there is 0.
+        A sample is the mean current over its interval. So the sum of the samples, divided by the rate, is the charge
+        at every rate. The last interval may extend beyond the last cycle: the current there is 0.
 
             >>> decode([1, 0x000AA03C, 0x0014A09E], time_step_us=20, amp_step_ua=1).waveform(5000)
             array([-60.,  30.,  30.])
@@ -60,10 +60,10 @@ MAX_SAMPLES = 100_000_000
 
 
 def decode(words: npt.ArrayLike, *, time_step_us: float = 33.333332, amp_step_ua: float = 10.0) -> Played:
-    """What words play, whoever wrote them: word 0 with the cycles, and the words of one cycle.
+    """The current that words of any source play: word 0 with the cycles, and the words of one cycle.
 
     words: whole numbers of shape (n,). time_step_us, amp_step_ua: of the stimulator that plays them, above 0.
-    Raises ValueError for words that are none, with the index of the word.
+    Raises ValueError for a number that is not a valid word, with its index.
     """
     array = word_array(words).copy()
     array.flags.writeable = False

@@ -1,4 +1,4 @@
-"""Reports: what will be played beside what was asked."""
+"""Reports: what will be played, compared with what was asked."""
 
 from __future__ import annotations
 
@@ -23,7 +23,7 @@ if TYPE_CHECKING:
 
 @dataclass(frozen=True)
 class AskedPlayed:
-    """A figure as it was asked and as it is played, in the unit that its name ends with."""
+    """A figure as asked and as played, in the unit at the end of its name."""
 
     asked: float
     played: float
@@ -44,11 +44,11 @@ class PhaseReport:
 
 @dataclass(frozen=True)
 class Finding:
-    """One cause for which something is played otherwise than it was asked.
+    """One cause of a difference between played and asked.
 
     cause: its name, such as "split-point-cut". phase: index of the first phase that has it, or None for the whole
-    pattern. by_us: how much longer, or later, what is played is. by_ua: how much more positive the current is.
-    notable: from half a microsecond or one amplitude step on. text: all that in a sentence.
+    pattern. by_us: how much longer, or later, it is played. by_ua: how much more positive the current is.
+    notable: from half a microsecond or one amplitude step on. text: the same as a sentence.
     """
 
     cause: str
@@ -61,7 +61,7 @@ class Finding:
 
 @dataclass(frozen=True)
 class Excess:
-    """A limit that is exceeded: its name, the signed value, and the most that was to be; unit: "us", "nc"."""
+    """A limit that is exceeded: its name, the signed value, and the limit; unit: "us", "nc"."""
 
     limit: str
     value: float
@@ -73,8 +73,8 @@ class Excess:
 class Refusal:
     """Why there are no words.
 
-    phase: index of the phase that cannot be played, or None. meets_phase: the one that began the time step which it
-    meets. carried_us: how much of that step is taken.
+    phase: index of the phase that cannot be played, or None. meets_phase: the phase that began the time step in which
+    it starts. carried_us: how much of that step is filled before it.
     """
 
     text: str
@@ -84,9 +84,9 @@ class Refusal:
 
 
 class Report:
-    """What will be played beside what a text, or the phases of a pattern, ask for.
+    """What will be played, compared with a text or with the phases of a pattern.
 
-    Where there are no words, `refusal` says why, and everything that is played raises NotPlayable. In a notebook a
+    Without words, `refusal` has the reason, and every property of what is played raises NotPlayable. In a notebook a
     report shows its picture.
     """
 
@@ -126,12 +126,12 @@ class Report:
 
     @property
     def errors(self) -> List[str]:
-        """Everything that keeps the text from its words, a sentence each."""
+        """The reasons why the text has no words, a sentence each."""
         return list(self._found.get("errors", []))
 
     @property
     def warnings(self) -> List[str]:
-        """What is played all the same, a sentence each."""
+        """Warnings about a text that is played, a sentence each."""
         return list(self._found.get("warnings", []))
 
     @property
@@ -200,7 +200,7 @@ class Report:
 
     @property
     def findings(self) -> List[Finding]:
-        """The causes of all that is played otherwise than asked."""
+        """The causes of all differences between played and asked."""
         keys = ("cause", "phase", "by_us", "by_ua", "notable", "text")
         return [Finding(*(found[key] for key in keys)) for found in self._with_words()["deviations"]]
 
@@ -210,7 +210,7 @@ class Report:
         return [_excess(found) for found in self._with_words()["exceeded"]]
 
     def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
-        """Samples of so many cycles as played, microamperes; see Played.waveform."""
+        """Samples of this number of cycles as played, microamperes; see Played.waveform."""
         return self.played.waveform(sample_rate_hz, cycles)
 
     def plot(self, ax: "Optional[Axes]" = None, *, whole_cycle: bool = False) -> "Axes":

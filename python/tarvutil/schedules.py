@@ -35,7 +35,7 @@ class Command:
 
 @dataclass(frozen=True)
 class Total:
-    """The current of all channels together at its largest: the sum of magnitudes, and the sum."""
+    """The largest current of all channels together: as a sum of magnitudes, and as a net sum."""
 
     largest_total_current_ua: float
     largest_total_current_at_ms: float
@@ -71,7 +71,7 @@ class Schedule:
             raise not_playable(refused) from None
 
     def commands(self, *, poll_ms: int = 1, until_ms: Optional[int] = None) -> List[Command]:
-        """What a host sends that looks at its clock every poll_ms, in the order of the due times, before until_ms.
+        """The commands of a host that polls every poll_ms, in the order of the due times, until until_ms.
 
         Raises ValueError when a train begins while its channel still plays another, and for a train without end
         when until_ms is not given.

@@ -1,4 +1,4 @@
-"""The stimulator that patterns are for, and what it is asked."""
+"""The stimulator that patterns are for, and the operations on it."""
 
 from __future__ import annotations
 
@@ -22,9 +22,9 @@ class Stimulator:
     """A current stimulator.
 
     time_step_us: duration of one time step, microseconds, above 0.
-    amp_step_ua: one amplitude step, microamperes, above 0; a word holds at most 100 of them.
+    amp_step_ua: one amplitude step, microamperes, above 0; a word has at most 100 of them.
     amp_max_ua: largest amplitude, microamperes, 0 or above; 100 amplitude steps when not given.
-    budget: most words of a pattern, word 0 included, 1 to 1024.
+    budget: largest number of words of a pattern, word 0 included, 1 to 1024.
 
     ValueError names a value that no pattern can be made with. Values are rounded to single precision.
     """
@@ -51,8 +51,8 @@ class Stimulator:
     def from_device(cls, path: "Union[str, os.PathLike[str]]") -> "Stimulator":
         """The stimulator of a device file, with its limits: TOML with the tables [stimulator] and [limits].
 
-        Its limits hold in check and design where the call gives no other. The kind of its patterns is that of
-        each call. Raises OSError for a file that cannot be read, ValueError with the line for one that is faulty.
+        Its limits apply in check and design, unless the call sets another. The kind of its patterns is that of each
+        call. Raises OSError for a file that cannot be read, ValueError with the line for a faulty file.
         """
         with open(path, "rb") as file:
             text = file.read().decode("utf-8", "surrogateescape")
@@ -122,7 +122,7 @@ class Stimulator:
         return arrays
 
     def decode(self, words: npt.ArrayLike) -> Played:
-        """What this stimulator plays for words, whoever wrote them; see tarvutil.decode."""
+        """The current that this stimulator plays for words of any source; see tarvutil.decode."""
         return decode(words, time_step_us=self.time_step_us, amp_step_ua=self.amp_step_ua)
 
     def check(
@@ -134,13 +134,13 @@ class Stimulator:
         exact: bool = False,
         **limits: Optional[float],
     ) -> Report:
-        """A report on what will be played beside what a text, or the phases of a pattern, ask for.
+        """A report that compares what will be played with a text, or with the phases of a pattern.
 
-        What is refused gives a report as well, with its refusal. plain, lenient: how a text is read, as in encode.
-        limits: the most that may be played otherwise than asked, each 0 or above, or None for no limit; the names are
-        those of tarvutil.LIMITS, such as max_error_us. whole_cycles=True lets no part of a cycle pass, exact=True
-        nothing but what single precision rounds. area_cm2: of the electrode, above 0, needed by limits of density and
-        k. Limits of a device file hold where the call gives no other.
+        A refused text has a report, too, with its refusal. plain, lenient: how a text is read, as in encode.
+        limits: the largest values allowed, each 0 or above, or None for no limit; the names are those of
+        tarvutil.LIMITS, such as max_error_us. With whole_cycles=True the number of cycles must be exact; with
+        exact=True no error may exceed the rounding of single precision. area_cm2: of the electrode, above 0, needed by
+        limits of density and k. Limits of a device file apply, unless the call sets another.
 
             >>> text = "Head:(200,-60)(53,0)(200,60):DurationMsec=[1]"
             >>> report = Stimulator().check(text, plain=True, max_error_us=0.5)
