@@ -1,5 +1,5 @@
 // Any bytes as the life of a pattern: constructed with any numbers, then edited, overridden, repaired, updated,
-// encoded and played, in any order. After each operation the promises that hold for all operations are checked.
+// encoded and played, in any order. After each operation the promises of all operations are checked.
 
 #include <algorithm>
 #include <climits>

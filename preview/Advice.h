@@ -26,9 +26,9 @@ std::vector<StepRow> StepRows(const Report& report);
 
 struct Advice
 {
-    int budget = 0;       // enough words; 0 when the budget is not the reason, or no budget is enough
-    std::string text;     // of a list that plays; empty when there is none
-    bool repair = false;  // text is the list after the repair of a Lilly pattern, in whole microseconds
+    int budget = 0;             // enough words; 0 when the budget is not the reason, or no budget is enough
+    std::string text;           // of a list that plays; empty when there is none
+    bool repair = false;        // text is the list after the repair of a Lilly pattern, in whole microseconds
     std::vector<phase> phases;  // of text
     std::vector<double>
         movedUsec;               // how much later than asked each of them is played, and the end of the cycle

@@ -20,7 +20,7 @@ enum class Cause
     LengthRead,     // the text reader rounds lengths to whole microseconds
     AmplitudeRead,  // and amplitudes to whole steps, positive ones to 100 at most
     Clamped,        // the largest amplitude
-    Balanced,      // the balance mode rebuilt the phase, or the last phase changed to keep the period
+    Balanced,       // the balance mode rebuilt the phase, or the last phase changed to keep the period
     AmplitudeCut,  // words have whole steps: a part of one is cut, also when a float is just below a whole number
     AmplitudeCeiling,  // a word has at most 100 steps
     SplitLost,         // a split point above 31 us does not fit its five bits

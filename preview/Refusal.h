@@ -30,9 +30,8 @@ struct Refusal
     int meets = -1;          // of the one that began the time step which it meets; -1 without
     double carriedUsec = 0;  // how much of the step is taken when the failing phase starts
 
-    int budgetWords = 0;  // words that the budget leaves besides word 0
-    int validationWords =
-        -1;  // that validation counts; -1 when no budget is enough
+    int budgetWords = 0;          // words that the budget leaves besides word 0
+    int validationWords = -1;     // that validation counts; -1 when no budget is enough
     long long writtenWords = -1;  // that the writer would write; -1 when it refuses the list
 
     bool repairs = false;  // the list was offered to a Lilly pattern for repair:

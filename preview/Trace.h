@@ -19,12 +19,13 @@ struct WordPhases
 // A step that phases share (a junction word), or that the last phase does not fill (a tail word).
 struct SharedStep
 {
-    std::size_t word = 0;        // index in the word array; 0 when there is none
-    unsigned int splitUsec = 0;  // meant, whole microseconds; the word has another one if this does not fit its bits
-    double changeUsec = 0;       // when its current really begins or ends, within the cycle
-    double cutUsec = 0;          // the part of a microsecond by which the split point meant is too early
-    double errorUsec = 0;        // by how much the change is later than at the split point meant
-    double lengthenedUsec = 0;   // how much longer than its step the word lasts
+    std::size_t word = 0;  // index in the word array; 0 when there is none
+    unsigned int splitUsec =
+        0;  // meant, whole microseconds; the word has another one if this does not fit its bits
+    double changeUsec = 0;      // when its current really begins or ends, within the cycle
+    double cutUsec = 0;         // the part of a microsecond by which the split point meant is too early
+    double errorUsec = 0;       // by how much the change is later than at the split point meant
+    double lengthenedUsec = 0;  // how much longer than its step the word lasts
 };
 
 // Where the words play a phase of the list that they were written from. Times are those that are played, not those that

@@ -8,9 +8,9 @@
 #include "Playback.h"
 #include "TestPatterns.h"
 
-// Plays back random patterns that encode, most of them aimed at the thresholds of the cutting, and holds what
-// is played to the bounds that docs/accuracy.md derives. TARVUTIL_ACCURACY_PATTERNS sets how many patterns;
-// when it is set, the worst cases found are printed.
+// Plays back random patterns that encode, most of them near the thresholds of the cutting, and compares what is played
+// with the bounds of docs/accuracy.md. TARVUTIL_ACCURACY_PATTERNS sets the number of patterns; when it is set, the worst
+// cases found are printed.
 
 namespace {
 
@@ -212,7 +212,7 @@ struct Comparison
     const playback::Scale scale;
     const Bounds bounds = BoundsOf(asked, scale.timeStepUsec);
     const std::vector<playback::Segment> segments = playback::Segments(words, scale);
-    std::vector<double> start{0};     // of each phase, as asked; the period behind the last
+    std::vector<double> start{0};     // of each phase, as asked; after the last the period
     std::vector<double> rounding{0};  // that the bound of this start allows
     std::vector<Played> played{};
 

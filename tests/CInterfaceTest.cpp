@@ -4,8 +4,8 @@
 #include "TestPatterns.h"
 #include "tarvutil.h"
 
-// The C interface beside the library that it stands on: the same lives give the same results, and whatever is passed is
-// answered with a code and a text.
+// The C interface compared with the library: the same random edits give the same results, and every wrong argument gives
+// a code and a text.
 
 namespace {
 

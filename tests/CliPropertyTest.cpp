@@ -217,7 +217,7 @@ struct PlainReading
     double trainMsec = 0;
 };
 
-// Nothing for a text that does not plainly ask for a Lilly pattern.
+// Nothing for a text that is not clearly that of a Lilly pattern.
 std::optional<PlainReading> ReadPlainly(const std::string& text)
 {
     const std::string number = R"(\s*([-+]?(?:\d+\.?\d*|\.\d+)(?:[eE][-+]?\d+)?)\s*)";

@@ -78,7 +78,7 @@ TEST(DesignTest, ACountThatNoDurationGivesIsOutOfReach)
     EXPECT_LT(made, 10);
 }
 
-// What is offered in place of a refused list plays, and never moves a boundary by more than two time steps.
+// The list that is suggested in place of a refused list plays, and moves no boundary by more than two time steps.
 TEST(AdviceTest, PlaysWhereTheListIsRefused)
 {
     Random random(31);

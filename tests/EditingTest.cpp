@@ -6,7 +6,7 @@
 
 namespace {
 
-// Answers as it is told, and records what it is asked.
+// Returns the results that the test sets, and records its arguments.
 class Recorder : public HostPattern
 {
  public:

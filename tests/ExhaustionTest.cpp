@@ -4,8 +4,8 @@
 #include "ContinuedItemPlay.h"
 #include "TestPatterns.h"
 
-// What is left when memory runs out: every operation is run with its first, second, ... allocation failing. The
-// operators below replace those of the whole program, the library's included.
+// The state of a pattern after memory runs out: every operation is run with its first, second, ... allocation failing.
+// The operators below replace those of the whole program, the library included.
 
 namespace {
 constexpr int NoLimit = -1;

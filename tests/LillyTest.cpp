@@ -4,8 +4,8 @@
 
 namespace {
 
-// Whatever is asked, the result is what the accessor then says, the period is kept unless it may grow, and
-// a pattern with an end phase to finish the last step in has its words.
+// For every request, the result of a setter equals that of the accessor, the period stays unless it may grow, and a
+// pattern whose end phase can finish the last step has its words.
 TEST(Lilly, RandomSettersHoldTheirPromises)
 {
     struct Parameter

@@ -10,7 +10,7 @@
 #include "Samples.h"
 #include "Schedule.h"
 
-// What trains play over time, as samples and on many channels, beside a calculation of their own.
+// The current of trains over time, as samples and on many channels, compared with a separate calculation.
 
 using namespace preview;
 
@@ -53,8 +53,8 @@ TEST(TrainDataTest, SamplesKeepTheChargeOfTheTrain)
     }
 }
 
-// What a host must send: blocks of 4095 cycles, the first at the start, the second due at once, each further one a block
-// later; sorted as they are due, at equal times starts first, then those with fewer cycles left.
+// The blocks that a host must send: of 4095 cycles, the first at the start, the second due at once, each further one a
+// block later; sorted by due time, at equal times starts first, then those with fewer cycles left.
 using Command =
     std::tuple<std::int64_t, bool, int, int, int>;  // due, continued, left before it, channel, cycles
 

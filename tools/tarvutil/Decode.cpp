@@ -33,7 +33,7 @@ struct DecodeOptions
     std::optional<double> sampleRateHz;
 };
 
-// One word array as it was read, and what its words are for.
+// One word array as it was read, and the steps that its words are for.
 struct Record
 {
     std::vector<unsigned int> words;
@@ -166,7 +166,7 @@ class Decoder
         return record;
     }
 
-    // The steps that the words were made for go with them: an option or device file may say the same, nothing else.
+    // JSON words have their steps. An option or a device file may have the same steps, but no others.
     std::string SetStep(const char* key, const std::optional<float>& read, const char* option,
                         float& step) const
     {
@@ -239,7 +239,7 @@ class Decoder
     bool m_printed = false;
 };
 
-// More samples than one a picosecond apart, or fewer than one a year, are no request.
+// Refuses a rate of more than one sample per picosecond, or less than one per year.
 std::string SampleRate(const std::string& text)
 {
     constexpr double Least = 1e-8;

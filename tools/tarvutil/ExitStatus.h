@@ -4,6 +4,6 @@
 enum ExitStatus : int
 {
     ExitDone = 0,    // every pattern was handled, none with a finding
-    ExitFailed = 1,  // one or more failed, the others were handled
+    ExitFailed = 1,  // one or more patterns failed, the others were handled
     ExitUsage = 2,   // the request itself cannot be carried out: usage, files, missing programs
 };

@@ -15,6 +15,5 @@ enum class PlotFormat
 // The commands with which gnuplot draws the picture to its standard output.
 std::string GnuplotScript(const preview::Picture& picture, PlotFormat format);
 
-// What gnuplot writes to its standard output for a script whose last line draws. Throws Fault when gnuplot is
-// missing or fails.
+// The standard output of gnuplot for a script whose last line draws. Throws Fault when gnuplot is missing or fails.
 std::string RunGnuplot(const std::string& script);

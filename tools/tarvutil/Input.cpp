@@ -24,7 +24,7 @@ bool SaysNothing(std::string_view line)
     return first == std::string_view::npos || line[first] == '#';
 }
 
-// What other systems put around the lines of a text: a byte order mark before the first, a carriage return after each.
+// Other systems put a byte order mark before the first line of a text, and a carriage return after each line.
 std::string_view WithoutMarks(std::string_view line, bool first)
 {
     constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
@@ -34,8 +34,8 @@ std::string_view WithoutMarks(std::string_view line, bool first)
     return line;
 }
 
-// One message is better than one for each line of what was never meant as text. A short file, or a line that
-// holds a stray control character, is read and reported like any other.
+// A binary file gets one message, not one for each line. A short file, or a line with a stray control character, is read
+// and reported like any other.
 constexpr std::size_t BinarySample = 512;
 
 bool IsBinary(std::string_view sample)

@@ -17,7 +17,7 @@ struct Place
     std::string Text() const;  // "PATH:LINE" or "argument N"
 };
 
-// Reads a file, "-" for standard input, piece by piece in the memory of the longest.
+// Reads a file, "-" for standard input, piece by piece. Uses as much memory as the longest piece.
 class FileReader
 {
  public:
@@ -27,7 +27,7 @@ class FileReader
     FileReader(const FileReader&) = delete;
     FileReader& operator=(const FileReader&) = delete;
 
-    // Is called before every read that may have to wait, from now on.
+    // From now on, calls this before every read that may have to wait.
     void BeforeReading(std::function<void()> call) { m_beforeReading = std::move(call); }
 
     // The next line, valid until the next call; false at the end. Lines end with a line feed or with the file
@@ -35,9 +35,9 @@ class FileReader
     bool NextLine(std::string_view& line);
     // The next count bytes, fewer only at the end of the file; valid until the next call.
     std::string_view NextBytes(std::size_t count);
-    // What NextBytes would return, left to be read.
+    // The same as NextBytes, but the bytes are read again by the next call.
     std::string_view Peek(std::size_t count);
-    // What NextLine would give, left to be read; empty at the end.
+    // The same as NextLine, but the line is read again by the next call; empty at the end.
     std::string_view PeekLine();
     // The line that was read last.
     Place Where() const { return {m_path, m_line}; }
@@ -50,14 +50,14 @@ class FileReader
     const std::string m_path;
     std::function<void()> m_beforeReading = [] {};
     int m_fd;
-    std::string m_buffer;  // what was read and not yet handed out lies from m_start to m_end
+    std::string m_buffer;  // bytes that were read and not yet returned are at m_start to m_end
     std::size_t m_start = 0;
     std::size_t m_end = 0;
     std::size_t m_line = 0;
     bool m_atEnd = false;
 };
 
-// What the user wants read.
+// The input that the user chose.
 struct Input
 {
     std::vector<std::string> arguments;
@@ -70,10 +70,10 @@ void NeedInput(const Input& input);
 
 using VisitText = std::function<void(const Place&, std::string_view)>;
 
-// Calls visit with each line that is neither blank nor a comment (begins with #, after blanks perhaps), without a byte
-// order mark and without the carriage return of a line that ends with CRLF. Throws Fault when the file is no text.
+// Calls visit with each line that is neither blank nor a comment (# after any blanks), without a byte order mark and
+// without the carriage return of a line that ends with CRLF. Throws Fault when the file is not text.
 void ForEachLine(FileReader& file, const VisitText& visit);
-// The first line, without a byte order mark, left to be read.
+// The first line, without a byte order mark; it is read again later.
 std::string_view PeekFirstLine(FileReader& file);
 
 // Calls visit with each argument, and with each line of the file as ForEachLine does. Throws Fault when there

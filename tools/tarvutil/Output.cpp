@@ -13,7 +13,7 @@ namespace {
     throw Fault("cannot write " + (path.empty() ? "standard output" : path) + ": " + std::strerror(error));
 }
 
-// Also /dev/stdout, which would else be replaced where it is a file, and whatever else is written there be lost.
+// Also true for /dev/stdout. Otherwise, if that is a file, it would be replaced, and other output to it would be lost.
 bool IsStandardOutput(const std::string& path)
 {
     return path == "-" || path.empty() || IsFile(path, StandardOutput);

@@ -7,11 +7,11 @@
 class Output
 {
  public:
-    // path "-", or "", is standard output, and so is a name of the file that it writes to. A new regular file is written beside its place and moved there by Finish,
-    // so that nothing half-written is ever found under its name; devices and pipes are written as they are.
-    // Throws Fault, as the operations do, when it cannot be written.
+    // path "-", or "", is standard output, and so is a name of the file that standard output writes to. A new regular
+    // file is written under another name beside it and renamed by Finish, so that its name never has a part of a file;
+    // devices and pipes are written directly. Throws Fault, as the operations do, when it cannot be written.
     explicit Output(const std::string& path = {});
-    // Removes the file that Finish has not put in its place; to standard output hands on what was collected.
+    // Removes a file that Finish has not renamed. Writes collected results to standard output.
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
@@ -20,7 +20,7 @@ class Output
     // Results and messages are read on the same terminal.
     bool IsMessageTerminal() const;
 
-    // Results are collected, and handed on when there are many, and by Flush.
+    // Results are collected, and written when there are many, and by Flush.
     void Write(std::string_view text)
     {
         m_buffer.append(text);
@@ -56,7 +56,7 @@ class Output
     bool m_oneStream;  // standard error ends where the results do
 };
 
-// Thrown when the reader of standard output has gone: nobody wants the rest, which is no fault.
+// Thrown when the reader of standard output has closed it. This is not a fault: the rest is not needed.
 struct ReaderGone
 {
 };

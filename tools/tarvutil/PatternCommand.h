@@ -11,7 +11,7 @@
 #include "Output.h"
 #include "Report.h"
 
-// What the commands that read specification strings have in common.
+// The common part of the commands that read specification strings.
 struct PatternOptions
 {
     preview::Profile profile;  // what is in force
@@ -23,8 +23,8 @@ struct PatternOptions
     const std::string& PatternFile() const { return input.file; }
 };
 
-// Adds a command with these options. When it has run, exitStatus holds what run has returned. Options is derived
-// from PatternOptions; the options that are its own are added to the command that is returned.
+// Adds a command with these options. When it has run, exitStatus is the result of run. Options is derived from
+// PatternOptions; its own options are added to the command that is returned.
 template <typename Options>
 CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const std::string& description,
                             const std::shared_ptr<Options>& options, int (*run)(const Options&),
@@ -48,8 +48,8 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
 
 using Handle = std::function<bool(const Place&, const preview::Report&)>;
 
-// Reports on each specification string and hands the report to handle, which returns whether the pattern is good.
-// Returns the exit status: whether all were.
+// Reports on each specification string and passes the report to handle, which returns whether the pattern is good.
+// Returns the exit status: whether all patterns are good.
 int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
                  const Handle& handle);
 

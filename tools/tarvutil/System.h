@@ -5,22 +5,22 @@
 #include <string_view>
 #include <vector>
 
-// All that the program asks of the operating system: SystemPosix.cpp and SystemWindows.cpp answer it. File names and
-// arguments are UTF-8, and files are binary, on either. What fails leaves its reason in errno.
+// The calls of the operating system that the program needs, in SystemPosix.cpp and SystemWindows.cpp. On both, file names
+// and arguments are UTF-8, and files are binary. After a failure, errno has the reason.
 
 constexpr int StandardInput = 0;
 constexpr int StandardOutput = 1;
 constexpr int StandardError = 2;
 
-// Call first in main: the arguments without the name of the program. From then on a write to a reader that has gone
-// fails with EPIPE.
+// Call first in main: the arguments without the name of the program. From then on a write to a closed pipe fails with
+// EPIPE.
 std::vector<std::string> StartProgram(int argc, char** argv);
 
 bool IsTerminal(int file);
 // Both are the same terminal, pipe or device. Not so for a file on disk: two that are open on it have each a place of
 // their own in it.
 bool IsSameStream(int a, int b);
-// path is a name of what file is open on, were it to be opened. Never so on Windows, where no file has such a name.
+// path would open the same file as the one that is open. Always false on Windows, where no file has such a name.
 bool IsFile(const std::string& path, int file);
 bool CloseFile(int file);
 
@@ -31,7 +31,7 @@ std::ptrdiff_t ReadSome(int file, char* buffer, std::size_t size);
 // Writes all of text.
 bool WriteAll(int file, std::string_view text);
 
-// Where a link leads, so that the file is replaced and not the link; path itself where there is nothing.
+// The target of a link, so that the file is replaced and not the link; path itself if there is no file.
 std::string Resolved(const std::string& path);
 // A file to write, or -1. A device or a pipe is opened as it is, and temporary stays empty. Else it is a new file beside
 // path, with the rights of the one that it will replace; its name goes to temporary. It is removed when a signal ends the

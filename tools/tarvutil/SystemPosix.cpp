@@ -124,7 +124,7 @@ int OpenToWrite(const std::string& path, std::string& temporary)
     };
     const bool exists = stat(path.c_str(), &present) == 0;
     const int reason = errno;
-    // A link that leads nowhere: its place is not ours to take.
+    // A link to nothing is not replaced.
     if (!exists && lstat(path.c_str(), &present) == 0) {
         errno = reason;
         return -1;
