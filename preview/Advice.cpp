@@ -14,7 +14,7 @@ namespace {
 
 using namespace TarvUtil::Internal;
 
-// Takes the words of a list of which only the fit is of interest.
+// A sink that drops the words: only the fit of the list is needed.
 struct NoSink
 {
     bool Put(const CommandWord& /*word*/, WordRole /*role*/) { return true; }
@@ -35,8 +35,9 @@ struct Choice
     CommandWriter<NoSink> writer;
 };
 
-// The list nearest to a refused one that validation and the writer take: the cheapest way through the choices of all
-// ends of phases. A way that is dearer so far could only win by a leftover of at most half a microsecond.
+// The list nearest to a refused one that validation and the writer accept: the way through the choices of all ends of
+// phases with the smallest sum of moves. A way with a larger sum so far could only win by a leftover of at most half a
+// microsecond.
 class NearestList
 {
  public:
@@ -67,7 +68,7 @@ class NearestList
         m_choices.push_back(std::move(choices));
     }
 
-    // Adds the best way to end the phase there, if there is one.
+    // Adds the best way to end the phase at this time, if there is one.
     void AddChoice(const phase& p, double asked, double at, std::vector<Choice>& choices)
     {
         const bool last = m_choices.size() == m_phases.size();
@@ -111,7 +112,7 @@ class NearestList
     std::vector<std::vector<Choice>> m_choices;
 };
 
-// Whole microseconds, as a text holds; the last phase takes up what the others gain or lose.
+// Whole microseconds, as in a text; the last phase changes by what the others gain or lose.
 std::vector<phase> InWholeUsec(std::vector<phase> phases)
 {
     double asked = 0;
@@ -125,7 +126,7 @@ std::vector<phase> InWholeUsec(std::vector<phase> phases)
     return phases;
 }
 
-// Offers a list in place of the refused one; false when it is refused, too.
+// Tries a list in place of the refused one; false when it is refused, too.
 bool Offer(const Report& refused, std::vector<phase> phases, Advice& advice)
 {
     const Asked& asked = refused.encoding.asked;
@@ -147,7 +148,7 @@ bool Offer(const Report& refused, std::vector<phase> phases, Advice& advice)
     return true;
 }
 
-// A list was refused that a change of its boundaries could make playable.
+// The reason of the refusal is one that other boundaries of phases can remove.
 bool HasList(const Report& report)
 {
     const std::optional<Refusal>& refusal = report.encoding.refusal;

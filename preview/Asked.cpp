@@ -79,7 +79,7 @@ class AskedReader
 
     void Note(const Irregularity& irregularity)
     {
-        if (m_headMissing) return;  // the fields are not where they belong, which says it all
+        if (m_headMissing) return;  // the fields are not in their places: one message is enough
         ++m_asked.irregular;
         if (m_asked.irregularities.size() < Asked::MaxIrregularities)
             m_asked.irregularities.push_back(irregularity);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr double LongestUsec = std::numeric_limits<std::int32_t>::max();  // that a text may hold
 constexpr double CycleTolerance =
-    0.01;  // of a period: the library counts a train so near to a whole number as it
+    0.01;  // of a period: the library rounds a train that is this near to a whole number of periods
 
 // What a phase of the list is for, as requested.
 struct Part
@@ -35,9 +35,9 @@ double BalanceRatio(int mode)
     return std::ldexp(1.0, mode - 1);
 }
 
-// A duration, milliseconds, with which the pattern counts so many cycles: the first, or the one nearest to as many
-// periods. The count never falls while the duration rises, and more than a period can lie between two neighbouring
-// floats. REQUIRES: a period above 0.
+// A duration, milliseconds, from which the pattern counts this number of cycles: the first, or the one nearest to this
+// number of periods. The count never falls while the duration rises, and two neighbouring floats can differ by more than
+// a period. REQUIRES: a period above 0.
 std::optional<float> DurationOf(StimPattern& pattern, int cycles, float firstMsec)
 {
     const auto counted = [&pattern](float msec) {
@@ -89,7 +89,7 @@ class Designer
         const auto step = static_cast<double>(m_stimulator.ampStepUa);
         const double most = std::min(static_cast<double>(m_stimulator.AmpMaxUa()),
                                      static_cast<double>(StimAtom::MaxAmpSteps) * step);
-        constexpr double Hair = 1e-6;  // of a step, for steps such as 0.1 that no float is
+        constexpr double Hair = 1e-6;  // of a step, for steps such as 0.1 that are not floats
         const double mostSteps = std::floor(most / step + Hair);
         const double steps = ampUa / step;
         if (ampUa > 0 && std::round(steps) < 1 && mostSteps >= 1) return Refuse(item, ampUa, step);
@@ -172,7 +172,7 @@ class Designer
         m_pulseUsec = m_atUsec - start + m_longerUsec;
     }
 
-    // The part of phase 1 that the mode asks for; in the text whole steps near it, and the length that keeps the charge.
+    // The part of phase 1 for the mode; in the text the nearest whole steps, and the length that keeps the charge.
     void AddBalancing(double firstUa)
     {
         const double ratio = BalanceRatio(m_request.balance);
@@ -183,7 +183,7 @@ class Designer
         m_longerUsec = std::max(m_parts.back().textUsec - m_parts.back().lenUsec, 0.0);
     }
 
-    // Lengths in whole microseconds; gaps take up what the phases before them gain or lose.
+    // Lengths in whole microseconds; gaps change by what the phases before them gain or lose.
     std::vector<phase> ListInWholeUsec() const
     {
         std::vector<phase> phases;
@@ -197,7 +197,7 @@ class Designer
         return phases;
     }
 
-    // The duration that the request speaks of: a part of a period is left out.
+    // The duration of the request, without a part of a period.
     double AskedMsec() const
     {
         if (m_request.pulses > 0 || !IsWhole()) return CyclesOf(m_request) * m_periodUsec / UsecPerMsec;
@@ -235,7 +235,7 @@ class Designer
         ReportOn(text, {}, Reading::Strict, m_design.report);
     }
 
-    // False when the library counts so many cycles with no duration.
+    // False when the library counts this number of cycles from no duration.
     bool WriteDuration(double cycles, double askedMsec)
     {
         if (std::isinf(cycles)) return true;
@@ -302,7 +302,7 @@ class Designer
         CompareTrain(m_design.deviations.trainMsec);
     }
 
-    // Puts the numbers of the request in the place of those that the text asks for.
+    // Replaces the numbers of the text by those of the request.
     void CompareWith(double trainMsec)
     {
         Encoding encoding = m_design.report.encoding;
@@ -326,7 +326,7 @@ class Designer
             m_design.changes.push_back({DesignItem::Train, msec.asked, msec.played});
     }
 
-    // Of the parts of that kind the one that is farthest off.
+    // The part of that kind with the largest error.
     void CompareLengths(DesignItem item)
     {
         AskedPlayed worst;
@@ -338,7 +338,7 @@ class Designer
             m_design.changes.push_back({item, worst.asked, worst.played});
     }
 
-    // Of the first of those phases; the others have the same.
+    // The amplitude of the first of those phases; the others have the same.
     void CompareAmplitude(DesignItem phase, DesignItem item)
     {
         const auto found = std::find(m_design.items.begin(), m_design.items.end(), phase);

@@ -14,10 +14,10 @@ namespace {
 using namespace TarvUtil::Internal;
 
 constexpr double NearlyOne = 1 - 1e-6;  // of an amplitude step, or of what is computed from floats
-// Below this a time is no deviation but the last digit of a time step such as 33.333332.
+// Below this a difference is only the last digit of a time step such as 33.333332.
 constexpr double NoiseUsec = 1e-3;
 
-// What adds up along the list.
+// A cause whose errors add up along the list.
 class Drift
 {
  public:
@@ -85,7 +85,7 @@ class Comparison
         lengths.AddFinding(Cause::LengthRead, m_result.findings);
     }
 
-    // Whether the pattern holds what is written, so that no stage before the words has changed it.
+    // Whether the pattern equals the text, so that no stage before the words has changed it.
     bool ReadAsAsked() const
     {
         const std::vector<AskedPhase>& asked = m_encoding.asked.phases;
@@ -139,7 +139,7 @@ class Comparison
             (traced.gainedUsec < 0 ? dropped : roundedUp).Add(i, traced.gainedUsec);
             AddAmplitude(i, p);
             AddPlace(i, traced);
-            // One that has no length, or whose time the next one has taken whole, plays no current.
+            // A phase without a length, or whose whole time is played with the next one, plays no current.
             if (p.played.lenUsec == 0) p.played.ampUa = 0;
         }
         if (trace.foreign) AddFinding(Cause::ForeignWords, count, 0, 0);
@@ -203,7 +203,7 @@ class Comparison
             m_result.findings.push_back({Cause::NotBalanced});
     }
 
-    // Whether the pattern's two phases carry the same charge, but for what roundings and repairs may leave.
+    // Whether the two phases carry the same charge, except for the effect of roundings and repairs.
     bool Balances() const
     {
         constexpr float Tolerance = 1e-3f;  // of the charge

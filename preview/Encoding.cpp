@@ -11,8 +11,8 @@ namespace {
 
 using TarvUtil::Internal::Pieces;
 
-// The reader quotes the whole field for each faulty item. Of a field so long that this would take its square in memory,
-// only the first faulty item is wanted.
+// The reader quotes the whole field for each faulty item. In a very long field this would take the square of its length
+// in memory, so only the first faulty item is reported.
 constexpr std::size_t LongField = 8192;
 
 std::string FaultyItem(const StimPattern& pattern, std::string_view field, float ampStepUa)
@@ -25,16 +25,16 @@ std::string FaultyItem(const StimPattern& pattern, std::string_view field, float
     return errors.empty() ? std::string() : errors.front();
 }
 
-// The reader says the same of a field for each faulty item, and ends some messages with a line feed.
+// The reader repeats the message on a field for each faulty item, and ends some messages with a line feed.
 void Tidy(std::vector<std::string>& messages)
 {
     for (std::string& message : messages) message.erase(message.find_last_not_of('\n') + 1);
     messages.erase(std::unique(messages.begin(), messages.end()), messages.end());
 }
 
-// Puts a pattern back to what it was when it was made, but for its counters, and takes its phases out: FromString
-// reports success for a list that the pattern then refuses, which shows as no phases. A copy of a fresh pattern would
-// move the whole of its word array.
+// Restores the first state of a pattern, except for its counters, and removes its phases. FromString returns true even
+// if the pattern refuses the list; without phases this can be detected. A copy of a fresh pattern would copy its whole
+// word array.
 void MakeEmpty(AnyPattern& pattern)
 {
     Base(pattern).ClearPhases();

@@ -9,7 +9,7 @@
 namespace preview {
 namespace {
 
-// One character of a text in UTF-8; bytes that are no character count as one of the value 0.
+// One character of a text in UTF-8; bytes that are not a character count as one of the value 0.
 struct Character
 {
     std::uint32_t value = 0;
@@ -46,7 +46,7 @@ constexpr LookAlikes Alike[] = {{0x00A0, 0x00A0, ' '}, {0x2000, 0x200B, ' '}, {0
                                 {0x201A, 0x201A, ','}, {0x3001, 0x3001, ','}, {0x041E, 0x041E, '0'},
                                 {0x043E, 0x043E, '0'}, {0x2236, 0x2236, ':'}, {0xA789, 0xA789, ':'}};
 
-// The ASCII character that one of another kind looks like; 0 for one that looks like none.
+// The ASCII character that another character looks like; 0 when there is none.
 char MeantBy(std::uint32_t character)
 {
     constexpr std::uint32_t FirstFullWidth = 0xFF01;
@@ -142,7 +142,7 @@ std::string UnitHint(std::string_view item, const Irregularity& irregularity)
 
 std::string HintOn(const Asked& asked, const Irregularity& irregularity)
 {
-    constexpr std::size_t MaxItem = 200;  // a longer item is no slip of a finger
+    constexpr std::size_t MaxItem = 200;  // a longer item is not a typing error
     const std::string_view item = asked.At(irregularity.item).substr(0, MaxItem);
     switch (irregularity.kind) {
         case Irregular::Number:

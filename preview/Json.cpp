@@ -26,7 +26,7 @@ Json Number(float value)
     return ShortestDouble(value);
 }
 
-// A number computed from others, to the millionth: its further digits are those of the computation.
+// A number computed from others, to the millionth: its further digits come from rounding.
 Json Figure(double value)
 {
     constexpr double Millionths = 1e6;

@@ -13,7 +13,7 @@ double Larger(double a, double b)
     return std::fabs(b) > std::fabs(a) ? b : a;
 }
 
-// Of two infinite values the error is none.
+// Two infinite values have no error.
 double ErrorOf(const AskedPlayed& value)
 {
     return value.asked == value.played ? 0 : value.Error();

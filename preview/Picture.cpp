@@ -22,7 +22,7 @@ struct Level
     double currentUa;
 };
 
-// What one side, asked or played, does over time.
+// The current of one side, asked or played, over time.
 struct Course
 {
     std::vector<Level> cycle;
@@ -55,7 +55,7 @@ Course PlayedCourse(const Report& report, Drawn drawn)
 
 std::string TimeText(double usec)
 {
-    const double whole = std::round(usec);  // so that a little less than 10 s is no 10000 ms
+    const double whole = std::round(usec);  // so that a little less than 10 s is not printed as 10000 ms
     if (whole < 1000) return Rounded(usec) + " us";
     return whole < 1e7 ? Rounded(usec / UsecPerMsec) + " ms" : Rounded(usec / UsecPerSecond) + " s";
 }
@@ -69,7 +69,7 @@ double RoundStep(double rough)
     return 10 * power;
 }
 
-// Ticks of which no two labels touch: of those that would, the ones put first stay.
+// Ticks whose labels do not touch: if two would, the one added first stays.
 class Ticks
 {
  public:
@@ -96,8 +96,8 @@ class Ticks
     std::vector<PictureTick> m_ticks;
 };
 
-// The time axis. When the currents would be too narrow to be seen, pauses in which nothing is asked nor played and
-// that are much longer than the longest current are shortened, the longer ones less:
+// The time axis. If the currents would be too narrow to see, long pauses are shortened: those of both asked and played
+// that are much longer than the longest current. A longer pause stays wider than a shorter one:
 //
 //     time     |#####|__|#####|_______________________________________|
 //     drawn    |#####|__|#####|___//___|
@@ -366,7 +366,7 @@ std::vector<PicturePoint> BoxOfTrain(const Course& course)
 
 void DrawTrain(const Course& asked, const Course& played, Picture& picture)
 {
-    constexpr double MostCycles = 30;  // more of them cannot be told apart
+    constexpr double MostCycles = 30;  // more of them cannot be distinguished
     constexpr double MostPoints = 4000;
     picture.width = std::max(asked.endUsec, played.endUsec);
     const double cycles = std::max(asked.endUsec / asked.periodUsec, played.endUsec / played.periodUsec);
@@ -408,7 +408,7 @@ std::vector<std::string> Notes(const Report& report)
         notes.insert(notes.end(), sentences.begin(), sentences.end());
     const std::size_t found = notes.size();
     if (found > MostNotes) {
-        // The last says what all the others come to.
+        // The last note has the totals.
         notes.erase(notes.begin() + MostNotes - 2, notes.end() - 1);
         notes.push_back("and " + std::to_string(found - notes.size()) + " more");
     }

@@ -12,7 +12,7 @@ namespace {
 
 using namespace TarvUtil::Internal;
 
-// Counts the words that the writer would spend, whatever they need.
+// Counts the words of the writer without a limit.
 class CountingSink
 {
  public:

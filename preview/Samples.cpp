@@ -13,8 +13,8 @@ class Sampler
  public:
     Sampler(double rateHz, const VisitSample& visit) : m_lengthUsec(UsecPerSecond / rateHz), m_visit(visit) {}
 
-    // The next stretch of the train. What is handed to the samples is the stretch's own duration, whatever rounding its
-    // place in a long train has: no charge is lost between them.
+    // The next stretch of the train. Samples get the stretch's own duration, without the rounding of its place in a long
+    // train, so that no charge is lost.
     void Add(double startUsec, double durationUsec, double currentUa)
     {
         constexpr double NoiseUsec = 1e-6;  // a rest as short as this begins no sample

@@ -89,7 +89,7 @@ std::string CyclesSentence(const Deviations& deviations)
     return played + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
 }
 
-// What it means to the length of the train, where that ends.
+// The change of the train's length, if the train ends.
 std::string TrainSentence(const AskedPlayed& trainMsec)
 {
     if (!std::isfinite(trainMsec.Error())) return {};
@@ -97,7 +97,7 @@ std::string TrainSentence(const AskedPlayed& trainMsec)
            (trainMsec.Error() < 0 ? "shorter" : "longer");
 }
 
-// What the cause does to the phase.
+// The effect of the cause on the phase.
 std::string PhaseSentence(const Report& report, const Finding& finding)
 {
     const PhaseDeviation& p = report.deviations.phases[static_cast<std::size_t>(finding.phase)];
@@ -198,7 +198,7 @@ std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
     }
 }
 
-// All that were found, and how many more there are.
+// All that are stored, and the number of further ones.
 std::vector<std::string> IrregularitySentences(const Asked& asked)
 {
     std::vector<std::string> sentences;

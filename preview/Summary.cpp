@@ -13,7 +13,7 @@ void Summary::Count(const Report& report)
 
 bool Summary::IsWorse(double value, double than)
 {
-    constexpr double Noise = 5e-7;  // prints as 0
+    constexpr double Noise = 5e-7;  // is printed as 0
     return std::fabs(value) > std::fabs(than) + Noise;
 }
 

@@ -86,8 +86,8 @@ class Tracer
         return std::clamp(ToInt(AmplitudeSteps(p.amp, static_cast<float>(m_scale.ampStepUa))), -Most, Most);
     }
 
-    // The next word of the array must be the one that the writer puts. The in-pulse flag says nothing about the
-    // current, and where the phases carry none the low half is empty.
+    // The next word of the array must be the one that the writer puts. The in-pulse flag does not affect the current, and
+    // without currents in all phases the low half is empty.
     void PlayWord(const CommandWord& word)
     {
         constexpr unsigned int LowHalf = 0xFFFFU;
@@ -118,7 +118,7 @@ class Tracer
         return step;
     }
 
-    // A lost phase has neither length nor place: it starts where the next one does.
+    // A lost phase has no length; it starts where the next one does.
     void PlaceLost()
     {
         double next = m_trace.endUsec;

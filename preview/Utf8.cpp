@@ -114,7 +114,7 @@ std::string ShownText(std::string_view text, std::size_t columns)
     if (width <= columns) return shown;
     const std::size_t left = columns - std::min<std::size_t>(columns, 1);
     const std::string_view head = Beginning(shown, left - left / 3);
-    // What is left out is as wide as the tail must lose, or a column wider where that would halve a character.
+    // The part left out is as wide as the text must become shorter, or one column wider if that would cut a character.
     const std::size_t lost = width - left / 3;
     std::string_view tail = shown;
     tail.remove_prefix(Beginning(shown, lost).size());

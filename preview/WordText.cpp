@@ -55,7 +55,7 @@ std::string WordText(unsigned int word)
 
 namespace {
 
-// Returns what is no word, or nothing.
+// Returns the text that is not a word, or nothing.
 std::string_view ReadWords(std::string_view line, std::vector<unsigned int>& words)
 {
     constexpr const char* Blanks = " \t\v\f\r";
@@ -88,7 +88,7 @@ std::string ReadStep(const Json& json, const char* key, std::optional<float>& st
 
 std::string ReadJsonLine(std::string_view text, WordLine& line)
 {
-    // Nothing that is looked for lies deeper; what does is left out, so that it costs no memory.
+    // All keys that are read are at this level; deeper ones are left out to save memory.
     constexpr int Depth = 2;
     const auto keep = [](int depth, Json::parse_event_t, const Json&) { return depth <= Depth; };
     const Json json = Json::parse(text, keep, false);
