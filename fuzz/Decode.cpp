@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     preview::WordLine line;
     const std::string fault = ReadWordLine(text, line);
     constexpr std::size_t MostPerByte =
-        4;  // a message quotes what it refuses, bytes that are no UTF-8 replaced
+        4;  // a message quotes the refused text, with bytes that are not UTF-8 replaced
     Require(fault.size() <= MostPerByte * size + 100, "a message is bounded by the text");
     Require(nlohmann::json::accept(preview::ErrorJson({fault}, "-:1")), "an error is JSON");
     if (!fault.empty() || !playback::Refusal(line.words).empty()) return 0;

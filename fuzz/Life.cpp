@@ -195,7 +195,7 @@ struct Life
         }
     }
 
-    // Words fill the buffer as far as the result says, and no further.
+    // The result is the number of words written to the buffer; nothing is written after them.
     void Ask()
     {
         constexpr unsigned int Untouched = 0xA5C3960FU;

@@ -8,7 +8,7 @@
 class TARVUTIL_EXPORT MonoPattern : public StimPattern
 {
  public:
-    // Arguments, refusal and the state left behind are those of StimPattern's constructor.
+    // The same arguments, refusal and new state as StimPattern's constructor.
     MonoPattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
     MonoPattern(const MonoPattern& other) = default;             // as StimPattern's

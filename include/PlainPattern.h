@@ -18,15 +18,15 @@
 class PlainPattern : public StimPattern
 {
  public:
-    // As StimPattern's constructor, with 0 for param2 and param3: refusal and the state left behind are the same.
+    // As StimPattern's constructor, with 0 for param2 and param3: the same refusal and new state.
     PlainPattern(int maxCmdCount, float timeStepUsec, float ampStepUa, float ampMaxUa)
         : StimPattern(maxCmdCount, timeStepUsec, 0, 0, ampStepUa, ampMaxUa)
     {}
 
     // Sets the period, milliseconds, by the length of the last phase (count +1 when taken, also when nothing
-    // differs); a period shorter than the phases before it gives a last phase of 0. A train shorter than the period
-    // becomes one period (count +1). Without phases, for a NaN, and when the list would not be valid with that length
-    // the phases stay. Returns the period then in force, milliseconds.
+    // differs); a period shorter than the phases before the last gives a last phase of 0. A train shorter than the period
+    // becomes one period (count +1). The list does not change if it has no phases, for a NaN, and if it would not be
+    // valid with that length. Returns the period then in force, milliseconds.
     float SetPeriod(float periodMsec) override
     {
         const int last = PhaseCount() - 1;

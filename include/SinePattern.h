@@ -8,7 +8,7 @@
 class TARVUTIL_EXPORT SinePattern : public StimPattern
 {
  public:
-    // Arguments, refusal and the state left behind are those of StimPattern's constructor.
+    // The same arguments, refusal and new state as StimPattern's constructor.
     SinePattern(int maxCmdCount, float timeStepUsec, float param2, float param3, float ampStepSize,
                 float ampMax);
     SinePattern(const SinePattern& other) = default;             // as StimPattern's

@@ -39,7 +39,7 @@ std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 // A schedule as one object: its trains, the commands that play them and what they come to. REQUIRES: as Schedule::Play.
 std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec);
 
-// A design by its name: its text, and what of it is not as requested; or why there is no text.
+// A design by its name: its text and its differences from the request; or the reason why there is no text.
 std::string DesignJson(const Design& design, const std::string& name);
 
 // How usual time steps play a text: what "steps" is in ReportJson.

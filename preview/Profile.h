@@ -51,7 +51,7 @@ struct Profile
     std::array<std::string, SettingCount>
         places;  // in the order of SettingKinds; empty for what is not given
 
-    // The value of a setting, as SettingForm says; nothing when there is none: no limit, 100 amplitude steps.
+    // The value of a setting, in the form of SettingForm; nothing when there is none: no limit, 100 amplitude steps.
     std::optional<double> Value(std::size_t setting) const;
     // Empty also for a name that no setting has.
     const std::string& PlaceOf(std::string_view name) const;

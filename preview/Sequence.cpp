@@ -11,7 +11,7 @@ namespace {
 // How many values a range has, as a number that may be too large for any int.
 double CountOf(const std::optional<Range>& range)
 {
-    constexpr double Hair = 1e-9;  // of a step: decimal steps are no binary ones
+    constexpr double Hair = 1e-9;  // of a step: decimal steps are not exact in binary
     return range ? std::floor(std::fabs(range->to - range->from) / range->step + Hair) + 1 : 1;
 }
 

@@ -66,8 +66,7 @@ std::size_t Utf8Size(std::string_view text, std::size_t at)
     if (count < 0 || text.size() - at <= static_cast<std::size_t>(count)) return 0;
     for (int k = 1; k <= count; ++k) {
         const auto byte = static_cast<unsigned char>(text[at + static_cast<std::size_t>(k)]);
-        // The second byte alone decides that a character is not written longer than it need be, is no surrogate and
-        // none above the last.
+        // The second byte alone excludes longer forms of a character, surrogates, and characters above the last.
         const int low = k > 1 ? 0x80 : first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
         const int high = k > 1 ? 0xBF : first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
         if (byte < low || byte > high) return 0;

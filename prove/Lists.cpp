@@ -1,19 +1,19 @@
 // Every list of phases, where validation and writer together have finitely many states.
 //
-// Before each phase, validation and the writer carry a time and know whether it holds a current; beside them stands the
-// current that the list asks for in that time. The search starts with nothing carried and makes each step with the
-// real walks, for every length and for a pause, two currents, and one of half an amplitude step that no word shows. It
-// ends when no step leads to a state that it has not seen: then it stands for lists of any number of phases. On time
-// steps where rounding makes ever new states it goes to a stated depth.
+// The state before a phase is the time that validation and the writer carry, whether each takes it for a current, and the
+// current that the list asks for in that time. The search starts with nothing carried and makes each step with the real
+// walks, for every length and for a pause, two currents, and half an amplitude step, whose words have no current. It ends
+// when no step leads to a new state: then its result is true for lists of any number of phases. On time steps where
+// rounding always makes new states, it stops at a given number of phases.
 //
 //     prove-lists LONGEST DEPTH
 //
 //   LONGEST   on a power of two every length up to this is tried, microseconds
 //   DEPTH     most phases of a list on the other time steps
 //
-// Prints a table, and an example of each finding. Exit 1 when a phase gains or loses more time than the manual says,
-// when a list that is accepted has no words for a reason that is not the manual's, or when on a power of two rounding
-// decides anything.
+// Prints a table, and an example of each finding. Exits with 1 when a phase gains or loses more time than the bounds of
+// the manual, when an accepted list has no words for a reason that the manual does not list, or when rounding decides
+// anything on a power of two.
 
 #include <array>
 #include <cmath>
@@ -139,7 +139,7 @@ bool CurrentsAreRight(const State& before, float amp)
            (word.ampAfterSplit ? word.ampSteps : 0) == own;
 }
 
-// Whether the phase gains or loses no more time than the manual says.
+// Whether the phase gains or loses no more time than the bounds of the manual.
 bool TimeIsRight(const State& before, const State& after, float lenUsec, float timeStepUsec)
 {
     const double step = static_cast<double>(timeStepUsec);

@@ -88,8 +88,8 @@ double FirstPlayed(const std::vector<playback::Segment>& segments, double curren
     return -1;
 }
 
-// The words that encode prints; every current must begin where check says, the lengths that check attributes
-// to the phases must hold the charge that is played, and the causes explain the whole error of the period.
+// The words that encode prints: every current must begin at the start that check prints, the lengths that check prints
+// for the phases must have the charge that is played, and the causes must explain the whole error of the period.
 void ExpectReportOfWords(const json& report, const Words& words, const playback::Scale& scale)
 {
     EXPECT_TRUE(Found(report, "foreign-words").empty());

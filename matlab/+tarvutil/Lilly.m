@@ -1,8 +1,8 @@
 classdef Lilly < handle
 %LILLY  A pattern of five phases: offset, phase 1, interphase interval, phase 2, end phase.
-%   pulse = tarvutil.Lilly(name, value, ...) makes one for a stimulator, with the options of tarvutil.check but limits and
-%   'lenient'. tarvutil.check and tarvutil.plot take it in place of a text. It is a handle: a second variable is the same
-%   pattern. It is freed with the last variable, or by delete(pulse): every use after that raises tarvutil:badHandle.
+%   pulse = tarvutil.Lilly(name, value, ...) makes a pattern for a stimulator, with the options of tarvutil.check except
+%   limits and 'lenient'. tarvutil.check and tarvutil.plot accept it in place of a text. It is a handle: a second variable
+%   is the same pattern. It is freed with the last variable, or by delete(pulse); later uses raise tarvutil:badHandle.
 %
 %   Example:
 %      pulse = tarvutil.Lilly('time_step', 20);
@@ -11,7 +11,7 @@ classdef Lilly < handle
 %      delete(pulse);
 
   properties (SetAccess = private)
-    number  % by which the gateway knows it; 0 when it was freed
+    number  % of the pattern in the gateway; 0 when it was freed
   end
 
   methods

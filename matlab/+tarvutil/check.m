@@ -1,8 +1,8 @@
 function report = check(subject, varargin)
-%CHECK  What will be played beside what is asked.
-%   report = tarvutil.check(text) reports on a specification string, report = tarvutil.check(pattern) on a pattern of
-%   tarvutil.Lilly as it stands. The report is a structure with the fields that the manual lists under "The program's
-%   output": period_asked_us, period_played_us, phases, deviations, exceeded, ... Also a refused text gives a report, with
+%CHECK  What will be played, compared with what is asked.
+%   report = tarvutil.check(text) reports on a specification string, report = tarvutil.check(pattern) on the present state
+%   of a pattern of tarvutil.Lilly. The report is a structure with the fields that the manual lists under "The program's
+%   output": period_asked_us, period_played_us, phases, deviations, exceeded, ... A refused text has a report, too, with
 %   encoded false and the fields refusal, advice and errors.
 %   report = tarvutil.check(..., name, value, ...) sets options.
 %
@@ -10,7 +10,7 @@ function report = check(subject, varargin)
 %   (us, above 0; default 33.333332), 'amp_step' (uA, above 0; default 10), 'amp_max' (uA; default 100 steps), 'budget'
 %   (words, 1 to 1024; default 101), a limit such as 'max_error', 'exact' (logical), 'area' (of the electrode, cm2),
 %   'device' (path of a device file, read before the others), 'lenient' (logical: read irregular texts as the library
-%   does, which are refused otherwise). What is unknown or outside its range raises tarvutil:badArgument.
+%   does; otherwise they are refused). An unknown name or a value outside its range raises tarvutil:badArgument.
 %
 %   Example:
 %      report = tarvutil.check('Pulse:(0,0)(200,-80)(53,0)(200,80)(2880,0):DurationMsec=[1000]', 'amp_step', 1);

@@ -6,7 +6,7 @@ function cycle = decode(words, varargin)
 %   cycle = tarvutil.decode(words, 'time_step', us, 'amp_step', ua) is for other steps than 33.333332 us and 10 uA: the
 %   words do not hold them.
 %
-%   Raises tarvutil:badArgument for what is no word array.
+%   Raises tarvutil:badArgument when words is not a word array.
 
   [~, ~, values] = tarvutil.internal.settings(varargin, {'time_step', 'amp_step'});
   [numbers, index] = tarvutil_mex('decode', words, tarvutil.internal.valueOf(values, 'time_step', 33.333332), tarvutil.internal.valueOf(values, 'amp_step', 10));

@@ -6,7 +6,7 @@ function [current_ua, time_s] = waveform(words, rate_hz, varargin)
 %   ... = tarvutil.waveform(words, rate_hz, 'cycles', n) is for n cycles in place of the number that word 0 holds (1 for one
 %   cycle); 'time_step' and 'amp_step' are as for tarvutil.decode.
 %
-%   Raises tarvutil:badArgument for what is no word array and for a rate that is not finite and above 0.
+%   Raises tarvutil:badArgument when words is not a word array, and for a rate that is not finite and above 0.
 
   [~, ~, values] = tarvutil.internal.settings(varargin, {'time_step', 'amp_step', 'cycles'});
   cycles = tarvutil.internal.valueOf(values, 'cycles', 0);

@@ -101,7 +101,7 @@ void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits
         });
 }
 
-// A larger file is no device file.
+// A larger file is not a device file.
 constexpr std::size_t MaxDeviceFile = std::size_t{1} << 20;
 
 preview::Profile ReadDevice(const std::string& path)
