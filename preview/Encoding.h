@@ -43,8 +43,8 @@ enum class Reading
 // Reads a text into a fresh pattern and encodes it. Uses the memory of encoding, a place of the same stimulator.
 void Encode(const Stimulator& stimulator, std::string_view text, Reading reading, Encoding& encoding);
 
-// Encodes a copy of the pattern, one of the same stimulator. What is asked are its phases and train as they stand, and
-// its balance mode.
+// Encodes a copy of the pattern, which is for the same stimulator. Its present phases, train and balance mode are what is
+// asked.
 void Encode(const Stimulator& stimulator, const AnyPattern& pattern, Encoding& encoding);
 
 // The phases as the library's reader makes them of the text: lengths whole microseconds, amplitudes whole steps; not

@@ -87,7 +87,7 @@ std::string ForeignCharacter(std::string_view item)
     return {};
 }
 
-// A letter or a comma that stands for a digit or the decimal point, when nothing else is wrong.
+// A letter or a comma in place of a digit or the decimal point, when nothing else is wrong.
 std::string OtherCharacter(std::string_view item)
 {
     std::string meant(item);

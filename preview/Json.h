@@ -32,11 +32,11 @@ std::string WordsJson(const Report& report, std::string_view place);
 
 std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place);
 
-// A command of a schedule, at the place of its train; and what the commands come to.
+// A command of a schedule, with the place of its train; and the totals of the commands.
 std::string CommandJson(const ScheduledCommand& command, std::string_view place);
 std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 
-// A schedule as one object: its trains, the commands that play them and what they come to. REQUIRES: as Schedule::Play.
+// A schedule as one object: its trains, the commands that play them and their totals. REQUIRES: as Schedule::Play.
 std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec);
 
 // A design by its name: its text and its differences from the request; or the reason why there is no text.
@@ -48,7 +48,7 @@ std::string StepsJson(const std::vector<StepRow>& rows);
 // Curves are arrays of [at, current], ticks of [at, label], breaks of [from, to, label].
 std::string PictureJson(const Picture& picture);
 
-// What words play, whoever wrote them, and what is remarkable about them. words begin with word 0.
+// The current that words of any source play, and the remarks on them. words begin with word 0.
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
                          std::string_view place);
 

@@ -82,7 +82,7 @@ struct TimeKnot
     double at;
 };
 
-// How PictureOf places the times of a cycle, from 0 to its end, for whoever draws a cycle by other means. REQUIRES: the
+// How PictureOf places the times of a cycle, from 0 to its end, for other ways to draw a cycle. REQUIRES: the
 // report is on a text that has words.
 std::vector<TimeKnot> TimeAxisOf(const Report& report);
 
