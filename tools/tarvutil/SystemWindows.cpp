@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cwchar>
 #include <iterator>
 
@@ -75,6 +76,12 @@ int Refuse(int error)
     return -1;
 }
 
+// After a write to a pipe: the run-time library has EINVAL for some of these.
+bool ReaderHasGone(DWORD error)
+{
+    return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED;
+}
+
 }  // namespace
 
 std::vector<std::string> StartProgram(int argc, char** argv)
@@ -134,8 +141,7 @@ bool WriteAll(int file, std::string_view text)
         const int count =
             _write(file, text.data(), static_cast<unsigned int>(std::min(text.size(), MaxWrite)));
         if (count < 0) {
-            // A pipe whose reader has gone is an invalid one to some versions of the run-time library.
-            if (errno == EINVAL && GetLastError() == ERROR_NO_DATA) errno = EPIPE;
+            if (ReaderHasGone(_doserrno)) errno = EPIPE;
             return false;
         }
         text.remove_prefix(static_cast<std::size_t>(count));
