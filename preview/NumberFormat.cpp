@@ -65,10 +65,10 @@ char* WriteShortest(char* out, float value, bool plain)
     char* const end = WriteScientific(scientific, value);
     char* const exponent = std::find(scientific, end, 'e');
     if (exponent != end) {
-        const auto decimals =
-            std::count_if(scientific, exponent, [](char c) { return c >= '0' && c <= '9'; }) - 1;
-        const long places = std::clamp(decimals - std::atol(exponent + 1), 0L, 100L);
-        char* const fixed = WriteFixed(out, static_cast<double>(value), static_cast<int>(places));
+        const auto decimals = static_cast<int>(
+            std::count_if(scientific, exponent, [](char c) { return c >= '0' && c <= '9'; }) - 1);
+        const int places = std::clamp(decimals - std::atoi(exponent + 1), 0, 100);
+        char* const fixed = WriteFixed(out, static_cast<double>(value), places);
         if (plain || fixed - out <= end - scientific) return fixed;
     }
     return std::copy(scientific, end, out);
