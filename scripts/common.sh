@@ -53,10 +53,13 @@ start_wine() {
     unset DISPLAY
     export WINEPREFIX=$PWD/build-windows/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     export WINEPATH="$drive$(realpath "$runtime");$drive/usr/x86_64-w64-mingw32/lib;$drive$PWD/build-windows/build"
+    WINEPATH+=";$drive$PWD/build-windows/build/c;$drive$PWD/build-windows/bin"
     wine_started=yes
     mkdir -p build-windows
     # What runs in the background must not keep the output of a command open.
     /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
-    /usr/lib/wine/wineserver64 -p >/dev/null 2>&1 || true  # stays, so that each command starts fast
+    /usr/lib/wine/wineserver64 -p >/dev/null 2>&1 || true
+    # A program that waits keeps the services of Wine running: a command starts within half a second, not three.
+    coproc wine_waits { exec /usr/lib/wine/wine64 cmd >/dev/null 2>&1; }
 }
 stop_wine() { [ "${wine_started:-no}" = no ] || /usr/lib/wine/wineserver64 -k || true; }

@@ -129,11 +129,15 @@ TEST(ContinuedPlay, DueTimesStayWithinTheirType)
         EXPECT_EQ(p.play.m_nextMsec, next);
     }
     Player p(5000, 0);
-    for (const std::int64_t due : {Latest, Latest - 1, Latest - 2}) {
-        p.play.m_nextMsec = due;
-        EXPECT_FALSE(p.play.ReadyToContinue(Latest)) << "no clock shows more than 2 ms after it";
-        EXPECT_EQ(p.Go(Latest), "refused");
-    }
+    constexpr long LastTick = std::numeric_limits<long>::max();
+    for (const std::int64_t last : {Latest, std::int64_t{LastTick}})
+        for (const int before : {0, 1, 2}) {
+            p.play.m_nextMsec = last - before;
+            EXPECT_FALSE(p.play.ReadyToContinue(LastTick)) << "no clock shows more than 2 ms after it";
+            EXPECT_EQ(p.Go(LastTick), "refused");
+        }
+    p.play.m_nextMsec = LastTick - 3;
+    EXPECT_TRUE(p.play.ReadyToContinue(LastTick));
 }
 
 TEST(ContinuedPlay, WithoutPatternOrBufferThereIsNothingToContinue)

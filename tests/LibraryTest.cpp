@@ -368,7 +368,8 @@ std::string Filled(std::string form, const std::string& row)
 void RunRow(const Case& c, int number, const std::string& row, const std::string& given,
             const std::string& form)
 {
-    const testing::ScopedTrace trace(c.file.c_str(), number, row);
+    const std::string file = c.file.string();
+    const testing::ScopedTrace trace(file.c_str(), number, row);
     const Texts sides = Cut(row, '>');
     if (sides.size() != 2) Refuse(row, "a row has one >");
     Subject subject;
