@@ -30,7 +30,7 @@ core = Pybind11Extension(
     define_macros=[("TARVUTIL_VERSION", f'"{VERSION}"')],
     cxx_std=17,
     # The words come out the same, to the bit, with every build.
-    extra_compile_args=["-ffp-contract=off", "-O2", "-g0"],
+    extra_compile_args=["-ffp-contract=off", "-O2"] + ([] if SHARED else ["-g0"]),
 )
 
 ParallelCompile("TARVUTIL_BUILD_JOBS").install()
