@@ -83,7 +83,8 @@ std::string SetSwept(DesignParameters& parameters, const std::string& text)
     Swept swept;
     const auto inRange = [](double value) { return value > 0 || (ZeroToo && value == 0); };
     if (!ReadSwept(text, swept) || !inRange(swept.single) || (swept.range && !inRange(swept.range->to)))
-        return Not(text, std::string("a number ") + (ZeroToo ? "of 0 or above" : "above 0") +
+        return Not(text, std::string("a number ") +
+                             (ZeroToo ? "of 0 or above (its sign is the polarity)" : "above 0") +
                              ", or FROM:TO:STEP of them");
     parameters.*Member = swept;
     return {};
@@ -113,7 +114,8 @@ const std::vector<DesignParameter>& AllDesignParameters()
     using P = DesignParameters;
     constexpr std::int64_t MostInBurst = StimPattern::MaxWords;
     static const std::vector<DesignParameter> all{
-        {"amplitude", "UA", "Amplitude of phase 1, microamperes", SetSwept<&P::amplitudeUa, true>, true},
+        {"amplitude", "UA", "Amplitude of phase 1, microamperes, without sign",
+         SetSwept<&P::amplitudeUa, true>, true},
         {"phase1", "USEC", "Length of phase 1, microseconds", SetSwept<&P::phase1Usec, false>, true},
         {"ipi", "USEC", "Interphase interval, microseconds [0]", SetNumber<&P::ipiUsec, true>},
         {"frequency", "HZ", "Pulses, or bursts, per second", SetSwept<&P::frequencyHz, false>, true},
