@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
+#include <vector>
 
 // What the fuzz targets share: the check that ends the process, and the numbers of a pattern.
 
@@ -54,4 +56,17 @@ inline float AnyFloat(FuzzedDataProvider& in)
         default:
             return static_cast<float>(static_cast<std::int8_t>(bits >> 24U)) * 10.0f;
     }
+}
+
+// A text of at most so many bytes and pieces: any bytes, or ASCII in which each other byte stands for one of the pieces.
+// So an input can be read as text, and a change of one byte can insert a word that the reader knows.
+inline std::string AnyText(FuzzedDataProvider& in, const std::vector<std::string>& pieces, std::size_t most)
+{
+    if (in.ConsumeBool()) return in.ConsumeRandomLengthString(most);
+    std::string text;
+    for (const char c : in.ConsumeRandomLengthString(most)) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += byte < 0x80 ? std::string(1, c) : pieces[byte % pieces.size()];
+    }
+    return text;
 }
