@@ -387,6 +387,11 @@ bool BeginsOption(std::string_view word)
 
 }  // namespace
 
+std::string_view FirstLine(std::string_view file)
+{
+    return WithoutMarks(file.substr(0, file.find('\n')), true);
+}
+
 std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile)
 {
     line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));

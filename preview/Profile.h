@@ -79,6 +79,17 @@ struct ProfileFault
 //     max-phase-charge = 4    # nC
 std::optional<ProfileFault> ReadProfile(std::string_view toml, const std::string& name, Profile& profile);
 
+// A line without what other systems add: a byte order mark before the first line of a text, a carriage return after each.
+inline std::string_view WithoutMarks(std::string_view line, bool first)
+{
+    constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
+    if (first && line.substr(0, ByteOrderMark.size()) == ByteOrderMark)
+        line.remove_prefix(ByteOrderMark.size());
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return line;
+}
+std::string_view FirstLine(std::string_view file);
+
 // Reads the first line of a pattern file. A comment that begins with an option gives values of the stimulator, any other
 // line gives none. Whatever is not such an option with its value is a fault, and profile is not changed.
 //

@@ -373,6 +373,19 @@ std::string Sentence(const Excess& excess)
            ", the limit is " + Rounded(excess.most, Decimals) + unit;
 }
 
+std::vector<std::string> ExcessSentences(const Report& report)
+{
+    std::vector<std::string> sentences;
+    for (const Excess& excess : report.excesses) sentences.push_back(Sentence(excess));
+    return sentences;
+}
+
+std::string Sentence(const TotalCurrent& total, double mostUa)
+{
+    return "max-total-current exceeded: " + Rounded(total.magnitude.ua) + " uA at " +
+           Rounded(total.magnitude.atMsec) + " ms, the limit is " + Rounded(mostUa) + " uA";
+}
+
 std::string Sentence(const Loosened& loosened)
 {
     const SettingKind& kind = SettingKinds()[loosened.setting];

@@ -32,6 +32,12 @@ const char* KSentence();
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"
 std::string Sentence(const Excess& excess);
 
+// One for each limit that the report exceeds.
+std::vector<std::string> ExcessSentences(const Report& report);
+
+// "max-total-current exceeded: 60 uA at 5 ms, the limit is 50 uA"
+std::string Sentence(const TotalCurrent& total, double mostUa);
+
 // "max-error 1 us is less strict than the 0.5 us of lab.toml:7"
 std::string Sentence(const Loosened& loosened);
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Fault.h"
+#include "Profile.h"
 #include "System.h"
 
 namespace {
@@ -22,16 +23,6 @@ bool SaysNothing(std::string_view line)
 {
     const std::size_t first = line.find_first_not_of(" \t\v\f\r");
     return first == std::string_view::npos || line[first] == '#';
-}
-
-// Other systems put a byte order mark before the first line of a text, and a carriage return after each line.
-std::string_view WithoutMarks(std::string_view line, bool first)
-{
-    constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
-    if (first && line.substr(0, ByteOrderMark.size()) == ByteOrderMark)
-        line.remove_prefix(ByteOrderMark.size());
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    return line;
 }
 
 // A binary file gets one message, not one for each line. A short file, or a line with a stray control character, is read
@@ -141,14 +132,14 @@ void ForEachLine(FileReader& file, const VisitText& visit)
     if (IsBinary(file.Peek(BinarySample)))
         throw Fault(std::string(file.Where().path) + " is a binary file, not lines of text");
     for (std::string_view line; file.NextLine(line);) {
-        line = WithoutMarks(line, file.Where().number == 1);
+        line = preview::WithoutMarks(line, file.Where().number == 1);
         if (!SaysNothing(line)) visit(file.Where(), line);
     }
 }
 
 std::string_view PeekFirstLine(FileReader& file)
 {
-    return WithoutMarks(file.PeekLine(), true);
+    return preview::WithoutMarks(file.PeekLine(), true);
 }
 
 void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit)

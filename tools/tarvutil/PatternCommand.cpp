@@ -35,8 +35,7 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
 
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report)
 {
-    std::vector<std::string> errors;
-    for (const preview::Excess& excess : report.excesses) errors.push_back(Sentence(excess));
+    const std::vector<std::string> errors = ExcessSentences(report);
     if (json) output.Write(preview::ErrorJson(errors, place.Text()) + '\n');
     for (const std::string& error : errors) PrintMessage(output, place, error);
     const auto isOfK = [](const preview::Excess& excess) { return excess.limit == preview::Limit::K; };

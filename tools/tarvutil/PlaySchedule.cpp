@@ -76,9 +76,7 @@ class SchedulePlayer
         if (!m_options.profile.limits.maxTotalUa ||
             m_total.magnitude.ua <= *m_options.profile.limits.maxTotalUa)
             return true;
-        PrintMessage(m_options.schedule + ": max-total-current exceeded: " + Rounded(m_total.magnitude.ua) +
-                     " uA at " + Rounded(m_total.magnitude.atMsec) + " ms, the limit is " +
-                     Rounded(*m_options.profile.limits.maxTotalUa) + " uA");
+        PrintMessage(m_options.schedule + ": " + Sentence(m_total, *m_options.profile.limits.maxTotalUa));
         return false;
     }
 
