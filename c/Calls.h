@@ -63,28 +63,29 @@ inline void Check(bool holds, const char* text)
     if (!holds) throw Error{TARVUTIL_BAD_ARGUMENT, text};
 }
 
-// A text of the caller.
-inline std::string_view Text(const char* text, std::int32_t length)
+// A text of the caller. name: of the argument.
+inline std::string_view Text(const char* text, std::int32_t length, const char* name = "text")
 {
-    Need(text, "text");
-    if (length < -1) throw Error{TARVUTIL_BAD_TEXT, "the length of the text is below -1"};
+    Need(text, name);
+    if (length < -1) throw Error{TARVUTIL_BAD_TEXT, std::string(name) + ": its length is below -1"};
     if (length == -1) return text;
     const std::string_view whole(text, static_cast<std::size_t>(length));
-    if (whole.find('\0') != std::string_view::npos) throw Error{TARVUTIL_BAD_TEXT, "the text holds a NUL"};
+    if (whole.find('\0') != std::string_view::npos)
+        throw Error{TARVUTIL_BAD_TEXT, std::string(name) + ": it contains a NUL"};
     return whole;
 }
 
 inline std::int32_t Count(std::size_t count)
 {
     if (count > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
-        throw Error{TARVUTIL_FAILED, "the result does not fit 32 bits"};
+        throw Error{TARVUTIL_FAILED, "the result has more elements than 32 bits can count"};
     return static_cast<std::int32_t>(count);
 }
 
 // Whether count elements may be written to a buffer. Throws for a null buffer and a negative capacity.
 inline bool Fits(std::size_t count, const void* buffer, std::int32_t capacity)
 {
-    Check(capacity >= 0, "the capacity is below 0");
+    Check(capacity >= 0, "capacity: below 0");
     if (capacity > 0) Need(buffer, "the buffer");
     return count <= static_cast<std::size_t>(capacity);
 }

@@ -30,7 +30,7 @@ std::string ValueText(const std::string& key, const nlohmann::json& value)
 {
     if (value.is_string()) return value.get<std::string>();
     if (value.is_number()) return value.dump();
-    throw Error{TARVUTIL_BAD_ARGUMENT, key + ": neither a number nor a text"};
+    throw Error{TARVUTIL_BAD_ARGUMENT, key + ": a number or a text is needed"};
 }
 
 preview::SequenceRequest RequestOf(std::string_view text)
@@ -43,7 +43,8 @@ preview::SequenceRequest RequestOf(std::string_view text)
         std::string name = key;
         std::replace(name.begin(), name.end(), '_', '-');
         const preview::DesignParameter* parameter = preview::FindDesignParameter(name);
-        if (parameter == nullptr) throw Error{TARVUTIL_BAD_ARGUMENT, "there is no parameter " + key};
+        if (parameter == nullptr)
+            throw Error{TARVUTIL_BAD_ARGUMENT, "parameters: there is no parameter " + key};
         const std::string fault = parameter->set(parameters, ValueText(key, value));
         if (!fault.empty()) throw Error{TARVUTIL_BAD_ARGUMENT, key + ": " + fault};
     }
@@ -86,7 +87,7 @@ tarvutil_design* tarvutil_design_new(const tarvutil_stimulator* stimulator, cons
 {
     return New(reason, capacity, [&] {
         if (stimulator == nullptr) throw Error{TARVUTIL_NULL_HANDLE, "the stimulator is null"};
-        const preview::SequenceRequest sequence = RequestOf(Text(parameters, length));
+        const preview::SequenceRequest sequence = RequestOf(Text(parameters, length, "parameters"));
         auto handle = std::make_unique<tarvutil_design>(tarvutil_design{*stimulator, {}, {}, {}});
         MakeAll(sequence, *handle);
         return handle.release();
@@ -113,7 +114,7 @@ int32_t tarvutil_design_text(tarvutil_design* design, int32_t index, char* text,
 {
     return On(design, [&](tarvutil_design& d) {
         const tarvutil_design::Item& item = ItemOf(d, index);
-        if (!item.made) throw Error{TARVUTIL_REFUSED, "the design has no text: its JSON says why"};
+        if (!item.made) throw Error{TARVUTIL_REFUSED, "the design has no text: its JSON has the reason"};
         return Put(item.text, text, capacity);
     });
 }
@@ -130,7 +131,8 @@ tarvutil_report* tarvutil_design_report_new(const tarvutil_design* design, int32
         if (design == nullptr) throw Error{TARVUTIL_NULL_HANDLE, "the design is null"};
         const tarvutil_design::Item& item = ItemOf(*design, index);
         if (item.text.empty())
-            throw Error{TARVUTIL_REFUSED, "the design is out of reach: its JSON says how far"};
+            throw Error{TARVUTIL_REFUSED,
+                        "the design is out of reach: its JSON has the value that is within reach"};
         return ReportHandle(design->stimulator, item.text, preview::Reading::Strict).release();
     });
 }

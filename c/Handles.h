@@ -32,7 +32,7 @@ struct tarvutil_pattern
 {
     std::shared_ptr<capi::SharedPattern> shared;
     std::vector<std::string> errors, warnings;  // of the last text
-    std::string error;
+    mutable std::string error;                  // also of functions that read
 
     StimPattern& Pattern() const { return *shared->slot; }
     LillyPattern& Lilly() const
@@ -65,6 +65,9 @@ namespace capi {
 // A report on a text. REQUIRES: stimulator is not null. Throws for limits that lack an area.
 std::unique_ptr<tarvutil_report> ReportHandle(const tarvutil_stimulator& stimulator, std::string_view text,
                                               preview::Reading reading);
+
+// Throws for limits that lack an area.
+void CheckArea(const preview::Limits& limits);
 
 // Throws what keeps the text of the report from its words.
 void NeedWords(const preview::Report& report);

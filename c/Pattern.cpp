@@ -15,21 +15,21 @@ struct tarvutil_play
 {
     std::shared_ptr<SharedPattern> shared;
     ContinuedItemPlay play;
-    std::string error;
+    mutable std::string error;  // also of functions that read
 };
 
 namespace {
 
 std::vector<phase> Phases(const float* lengths, const float* amplitudes, std::int32_t count)
 {
-    Check(count >= 0, "count is below 0");
+    Check(count >= 0, "count: below 0");
     if (count > 0) Need(lengths, "lengths_us");
     if (count > 0) Need(amplitudes, "amplitudes_ua");
     std::vector<phase> phases;
     phases.reserve(static_cast<std::size_t>(count));
     for (std::int32_t i = 0; i < count; ++i) {
-        Check(std::isfinite(lengths[i]), "a length is not finite");
-        Check(std::isfinite(amplitudes[i]), "an amplitude is not finite");
+        Check(std::isfinite(lengths[i]), "lengths_us: not all are finite");
+        Check(std::isfinite(amplitudes[i]), "amplitudes_ua: not all are finite");
         phases.push_back({lengths[i], amplitudes[i]});
     }
     return phases;
@@ -37,8 +37,8 @@ std::vector<phase> Phases(const float* lengths, const float* amplitudes, std::in
 
 void CheckFinite(float length, float amplitude)
 {
-    Check(std::isfinite(length), "length_us is not finite");
-    Check(std::isfinite(amplitude), "amplitude_ua is not finite");
+    Check(std::isfinite(length), "length_us: not finite");
+    Check(std::isfinite(amplitude), "amplitude_ua: not finite");
 }
 
 std::int32_t Taken(bool taken)
@@ -177,7 +177,8 @@ tarvutil_pattern* tarvutil_pattern_new(int32_t kind, float time_step_us, float a
                                        int32_t budget, char* reason, int32_t capacity)
 {
     return New(reason, capacity, [&] {
-        Check(kind == TARVUTIL_LILLY || kind == TARVUTIL_PLAIN, "kind: neither Lilly nor plain");
+        Check(kind == TARVUTIL_LILLY || kind == TARVUTIL_PLAIN,
+              "kind: neither TARVUTIL_LILLY nor TARVUTIL_PLAIN");
         preview::Stimulator stimulator;
         stimulator.pattern =
             kind == TARVUTIL_PLAIN ? preview::PatternKind::Plain : preview::PatternKind::Lilly;
@@ -365,7 +366,7 @@ int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t* words, int32
 int32_t tarvutil_pattern_override(tarvutil_pattern* pattern, int32_t on, int32_t value)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        Check(value >= 0 && value <= 0xFFFF, "value: not 0 to 65535");
+        Check(value >= 0 && value <= 0xFFFF, "value: not from 0 to 65535");
         p.Pattern().SetCmdOverride(on != 0, static_cast<unsigned short>(value));
         return TARVUTIL_OK;
     });
@@ -397,20 +398,18 @@ int32_t tarvutil_pattern_read(tarvutil_pattern* pattern, const char* text, int32
 
 int32_t tarvutil_pattern_message_count(const tarvutil_pattern* pattern, int32_t warnings)
 {
-    if (pattern == nullptr) return TARVUTIL_NULL_HANDLE;
-    std::string error;
-    return Run(error, [&] { return Count((warnings != 0 ? pattern->warnings : pattern->errors).size()); });
+    return On(pattern, [&](const tarvutil_pattern& p) {
+        return Count((warnings != 0 ? p.warnings : p.errors).size());
+    });
 }
 
 int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnings, int32_t index, char* text,
                                  int32_t capacity)
 {
-    if (pattern == nullptr) return TARVUTIL_NULL_HANDLE;
-    std::string error;
-    return Run(error, [&]() -> std::int32_t {
-        const std::vector<std::string>& messages = warnings != 0 ? pattern->warnings : pattern->errors;
+    return On(pattern, [&](const tarvutil_pattern& p) {
+        const std::vector<std::string>& messages = warnings != 0 ? p.warnings : p.errors;
         if (index < 0 || static_cast<std::size_t>(index) >= messages.size())
-            throw Error{TARVUTIL_NOT_FOUND, "there is no such message"};
+            throw Error{TARVUTIL_NOT_FOUND, "index: there is no such message"};
         return Put(messages[static_cast<std::size_t>(index)], text, capacity);
     });
 }
@@ -432,12 +431,13 @@ long Clock(std::int64_t msec)
 }
 
 template <typename Value, typename Read>
-std::int32_t ReadPlay(const tarvutil_play* play, Value* value, Read read) noexcept
+std::int32_t ReadPlay(const tarvutil_play* play, Value* value, const char* name, Read read) noexcept
 {
-    if (play == nullptr) return TARVUTIL_NULL_HANDLE;
-    if (value == nullptr) return TARVUTIL_NULL_BUFFER;
-    *value = read(play->play);
-    return TARVUTIL_OK;
+    return On(play, [&](const tarvutil_play& p) {
+        Need(value, name);
+        *value = read(p.play);
+        return TARVUTIL_OK;
+    });
 }
 
 }  // namespace
@@ -447,7 +447,7 @@ tarvutil_play* tarvutil_play_new(const tarvutil_pattern* pattern, int32_t channe
 {
     return New(reason, capacity, [&] {
         if (pattern == nullptr) throw Error{TARVUTIL_NULL_HANDLE, "the pattern is null"};
-        Check(cycles_started >= 0, "cycles_started is below 0");
+        Check(cycles_started >= 0, "cycles_started: below 0");
         StimPattern** slot = &pattern->shared->slot;
         return new tarvutil_play{
             pattern->shared, ContinuedItemPlay({channel, slot}, cycles_started, Clock(now_ms)), {}};
@@ -467,24 +467,24 @@ int32_t tarvutil_play_error(const tarvutil_play* play, char* text, int32_t capac
 
 int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel)
 {
-    return ReadPlay(play, channel, [](const ContinuedItemPlay& p) { return p.Channel(); });
+    return ReadPlay(play, channel, "channel", [](const ContinuedItemPlay& p) { return p.Channel(); });
 }
 
 int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles)
 {
-    return ReadPlay(play, cycles, [](const ContinuedItemPlay& p) { return p.RemCycles(); });
+    return ReadPlay(play, cycles, "cycles", [](const ContinuedItemPlay& p) { return p.RemCycles(); });
 }
 
 int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms)
 {
-    return ReadPlay(play, due_ms, [](const ContinuedItemPlay& p) { return p.m_nextMsec; });
+    return ReadPlay(play, due_ms, "due_ms", [](const ContinuedItemPlay& p) { return p.m_nextMsec; });
 }
 
 int32_t tarvutil_play_ready(const tarvutil_play* play, int64_t now_ms)
 {
-    if (play == nullptr) return TARVUTIL_NULL_HANDLE;
-    if (now_ms < LONG_MIN || now_ms > LONG_MAX) return TARVUTIL_BAD_ARGUMENT;
-    return play->play.RemCycles() > 0 && play->play.ReadyToContinue(static_cast<long>(now_ms)) ? 1 : 0;
+    return On(play, [&](const tarvutil_play& p) {
+        return p.play.ReadyToContinue(Clock(now_ms)) && p.play.RemCycles() > 0 ? 1 : 0;
+    });
 }
 
 int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* words, int32_t capacity)
@@ -501,7 +501,7 @@ int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* wo
         } catch (const std::out_of_range&) {
             // As for the words of the pattern.
         }
-        if (count < 1) throw Error{TARVUTIL_REFUSED, "the pattern has no words: nothing is to be sent"};
+        if (count < 1) throw Error{TARVUTIL_REFUSED, "the pattern has no words: send nothing"};
         return count;
     });
 }

@@ -25,14 +25,15 @@ const nlohmann::json& Figure(tarvutil_report& r, std::string_view path)
     try {
         return r.figures->at(nlohmann::json::json_pointer(std::string(path)));
     } catch (const nlohmann::json::exception&) {
-        throw Error{TARVUTIL_NOT_FOUND, "the report has no " + std::string(path)};
+        throw Error{TARVUTIL_NOT_FOUND, "path: the report has no " + std::string(path)};
     }
 }
 
 preview::Picture PictureOf(const tarvutil_report& r, int32_t drawn)
 {
     NeedWords(r.report);
-    Check(drawn == TARVUTIL_CYCLE || drawn == TARVUTIL_TRAIN, "drawn: neither the cycle nor the train");
+    Check(drawn == TARVUTIL_CYCLE || drawn == TARVUTIL_TRAIN,
+          "drawn: neither TARVUTIL_CYCLE nor TARVUTIL_TRAIN");
     if (drawn == TARVUTIL_CYCLE) return PictureOf(r.report, preview::Drawn::Cycle);
     const preview::AskedPlayed& train = r.report.deviations.trainMsec;
     Check(std::isfinite(train.asked) && std::isfinite(train.played), "drawn: the train has no end");
@@ -48,15 +49,15 @@ preview::Stimulator StimulatorOf(const tarvutil_pattern& pattern)
     return stimulator;
 }
 
+}  // namespace
+
+namespace capi {
+
 void CheckArea(const preview::Limits& limits)
 {
     if (const preview::LimitKind* kind = LimitWithoutArea(limits))
         throw Error{TARVUTIL_BAD_ARGUMENT, std::string(kind->name) + " needs the area of the electrode"};
 }
-
-}  // namespace
-
-namespace capi {
 
 std::unique_ptr<tarvutil_report> ReportHandle(const tarvutil_stimulator& stimulator, std::string_view text,
                                               preview::Reading reading)
@@ -138,7 +139,7 @@ int32_t tarvutil_report_figure(tarvutil_report* report, const char* path, int32_
 {
     return On(report, [&](tarvutil_report& r) {
         Need(value, "value");
-        const nlohmann::json& figure = Figure(r, Text(path, length));
+        const nlohmann::json& figure = Figure(r, Text(path, length, "path"));
         if (figure.is_boolean())
             *value = figure.get<bool>() ? 1 : 0;
         else if (figure.is_number())
@@ -146,7 +147,7 @@ int32_t tarvutil_report_figure(tarvutil_report* report, const char* path, int32_
         else if (figure.is_null())
             *value = std::nan("");
         else
-            throw Error{TARVUTIL_NOT_FOUND, "this is not a number"};
+            throw Error{TARVUTIL_NOT_FOUND, "path: the value there is not a number"};
         return TARVUTIL_OK;
     });
 }
@@ -155,8 +156,8 @@ int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t 
                              int32_t capacity)
 {
     return On(report, [&](tarvutil_report& r) {
-        const nlohmann::json& found = Figure(r, Text(path, length));
-        if (!found.is_string()) throw Error{TARVUTIL_NOT_FOUND, "this is not a text"};
+        const nlohmann::json& found = Figure(r, Text(path, length, "path"));
+        if (!found.is_string()) throw Error{TARVUTIL_NOT_FOUND, "path: the value there is not a text"};
         return Put(found.get_ref<const std::string&>(), text, capacity);
     });
 }

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "Calls.h"
+#include "Json.h"
 #include "Playback.h"
 #include "Samples.h"
 
@@ -14,7 +15,7 @@ struct CallersWords
     CallersWords(const uint32_t* array, int32_t count, float timeStepUsec, float ampStepUa)
         : scale{static_cast<double>(timeStepUsec), static_cast<double>(ampStepUa)}
     {
-        Check(count > 0, "count is not above 0");
+        Check(count > 0, "count: not above 0");
         Need(array, "words");
         Check(std::isfinite(timeStepUsec) && timeStepUsec > 0, "time_step_us: not a finite number above 0");
         Check(std::isfinite(ampStepUa) && ampStepUa > 0, "amp_step_ua: not a finite number above 0");
@@ -50,18 +51,29 @@ int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_
     });
 }
 
+int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_step_us, float amp_step_ua,
+                               char* text, int32_t capacity)
+{
+    std::string error;
+    return Run(error, [&] {
+        const CallersWords given(words, count, time_step_us, amp_step_ua);
+        return Put(preview::SegmentsJson(time_step_us, amp_step_ua, given.words, {}), text, capacity);
+    });
+}
+
 int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us, float amp_step_ua,
                          int64_t cycles, double rate_hz, double* currents_ua, int32_t capacity)
 {
     std::string error;
     return Run(error, [&] {
         const CallersWords given(words, count, time_step_us, amp_step_ua);
-        Check(cycles >= 0, "cycles is below 0");
+        Check(cycles >= 0, "cycles: below 0");
         Check(std::isfinite(rate_hz) && rate_hz > 0, "rate_hz: not a finite number above 0");
         const preview::Train train =
             preview::TrainOf(given.words, given.scale, cycles > 0 ? cycles : playback::CyclesOf(words[0]));
         constexpr double MostSamples = 2147483646;
-        Check(train.EndUsec() / 1e6 * rate_hz < MostSamples, "the samples are more than 32 bits can count");
+        Check(train.EndUsec() / 1e6 * rate_hz < MostSamples,
+              "rate_hz: there would be more samples than 32 bits can count");
         std::size_t samples = 0;
         ForEachSample(train, rate_hz, [&](double, double) { ++samples; });
         if (!Fits(samples, currents_ua, capacity)) return Count(samples);

@@ -196,7 +196,7 @@ TARVUTIL_API int32_t tarvutil_stimulator_free(tarvutil_stimulator* stimulator);
 TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator* stimulator, char* text,
                                                int32_t capacity);
 /* Sets an option by the name that it has in the program, without the dashes: "pattern" (enum tarvutil_kind),
- * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", the switches "exact" and "whole-cycles" (1
+ * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", "max-total-current" (schedules), the switches "exact" and "whole-cycles" (1
  * or 0), or "area" (of the electrode, cm2, above 0). NaN removes a limit, the area, or the largest amplitude. A value
  * outside its range is TARVUTIL_BAD_ARGUMENT and changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, const char* key, int32_t length,
@@ -205,10 +205,19 @@ TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, co
 TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double* value);
 
-/* Sets the values of a device file: TOML with the tables [stimulator] and [limits], whose keys are the names above. A
- * message has name and the line of the fault. TARVUTIL_REFUSED for a file with a fault, which then changes nothing. */
+/* Sets the values of a device file: TOML with the tables [stimulator] and [limits], whose keys are the names above. text:
+ * its contents; name: of the file, for messages, which have it and the line of the fault ("lab.toml:7: ..."), and for the
+ * places of tarvutil_stimulator_json. TARVUTIL_REFUSED for a file with a fault, which then changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_read_profile(tarvutil_stimulator* stimulator, const char* text,
                                                       int32_t length, const char* name, int32_t name_length);
+/* Sets the values of the first line of a pattern file, "# --pattern plain --time-step 20"; a file without such a line sets
+ * nothing. text: its contents, or the first line. They replace earlier values, but a smaller largest amplitude remains.
+ * So read the device file first, then the pattern file, and set options last. TARVUTIL_REFUSED as for a device file. */
+TARVUTIL_API int32_t tarvutil_stimulator_read_patterns(tarvutil_stimulator* stimulator, const char* text,
+                                                       int32_t length, const char* name, int32_t name_length);
+/* The values in force, and the limits that are set: the JSON object that "tarvutil device --format json" prints. The
+ * "place" of each is "lab.toml:3", "argument" if tarvutil_stimulator_set has set it, or "default". */
+TARVUTIL_API int32_t tarvutil_stimulator_json(tarvutil_stimulator* stimulator, char* text, int32_t capacity);
 
 /* --- Reports --- */
 
@@ -305,18 +314,20 @@ TARVUTIL_API tarvutil_report* tarvutil_design_report_new(const tarvutil_design* 
 
 /* --- Schedules --- */
 
-/* Trains on several channels, each from its own start, for a stimulator. */
+/* Trains on several channels, each from its own start, for a stimulator. The limits of the stimulator apply. Null when one
+ * of them needs the area of the electrode, and the area is not set. */
 TARVUTIL_API tarvutil_schedule* tarvutil_schedule_new(const tarvutil_stimulator* stimulator, char* reason,
                                                       int32_t capacity);
 TARVUTIL_API int32_t tarvutil_schedule_free(tarvutil_schedule* schedule);
 TARVUTIL_API int32_t tarvutil_schedule_error(const tarvutil_schedule* schedule, char* text, int32_t capacity);
 /* Adds the train of a specification string on a channel, 0 to 1000000, from start_ms, 0 to 1000000000000. Returns its
- * number, from 0; TARVUTIL_REFUSED when the text has no words. */
+ * number, from 0; TARVUTIL_REFUSED when the text has no words or exceeds a limit. */
 TARVUTIL_API int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int64_t start_ms,
                                            const char* text, int32_t length, int32_t lenient);
 /* The commands of a host that polls every poll_ms, 1 to 1000000, until until_ms (-1: to the end of all trains, none of
  * which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and "total".
- * TARVUTIL_REFUSED when a train begins while its channel still plays another. */
+ * TARVUTIL_REFUSED when a train begins while its channel still plays another, and when the sum of the magnitudes of all
+ * currents exceeds "max-total-current" at any time. */
 TARVUTIL_API int32_t tarvutil_schedule_json(tarvutil_schedule* schedule, int32_t poll_ms, int64_t until_ms,
                                             char* text, int32_t capacity);
 /* The trains as the table of events that "tarvutil play --format events" writes: lines with tabs between columns. */
@@ -330,6 +341,10 @@ TARVUTIL_API int32_t tarvutil_schedule_events(tarvutil_schedule* schedule, int64
 TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_us,
                                        float amp_step_ua, double* starts_us, double* durations_us,
                                        double* currents_ua, int32_t* word_indices, int32_t capacity);
+/* The same as the JSON object that "tarvutil decode --format json" prints, without a place. "warnings" lists words that no
+ * pattern of that stimulator has, such as an amplitude above 100 steps. */
+TARVUTIL_API int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_step_us,
+                                            float amp_step_ua, char* text, int32_t capacity);
 /* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the same.
  * cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample counts as
  * 0 uA. Sample i begins at i/rate_hz seconds. */

@@ -318,6 +318,25 @@ TEST(CInterfaceTest, AScheduleSendsWhatItsTrainsAsk)
               std::string::npos);
 }
 
+TEST(CInterfaceTest, TheLimitsOfTheStimulatorApplyToASchedule)
+{
+    const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "max-total-current", -1, 60), TARVUTIL_OK);
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "max-period-error", -1, 10), TARVUTIL_OK);
+    const ScheduleHandle schedule(tarvutil_schedule_new(stimulator, nullptr, 0));
+    const char* text = "H:(0,0)(200,-50)(100,0)(200,50)(9500,0):DurationMsec=[100]";
+    const char* off = "H:(0,0)(200,-50)(100,0)(200,50)(9520,0):DurationMsec=[100]";
+    const auto events = [&] { return tarvutil_schedule_events(schedule, -1, nullptr, 0); };
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 1, 0, off, -1, 0), TARVUTIL_REFUSED);
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 1, 0, text, -1, 0), 0);
+    EXPECT_GT(events(), 0);
+    EXPECT_EQ(tarvutil_schedule_add(schedule, 2, 0, text, -1, 0), 1);
+    EXPECT_EQ(events(), TARVUTIL_REFUSED);
+    EXPECT_EQ(
+        TextOf([&](char* out, std::int32_t room) { return tarvutil_schedule_error(schedule, out, room); }),
+        "max-total-current exceeded: 100 uA at 0 ms, the limit is 60 uA");
+}
+
 TEST(CInterfaceTest, ADeviceFileIsTakenAsAWholeOrNotAtAll)
 {
     const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
@@ -337,6 +356,23 @@ TEST(CInterfaceTest, ADeviceFileIsTakenAsAWholeOrNotAtAll)
     EXPECT_EQ(tarvutil_stimulator_read_profile(stimulator, device, -1, "lab", -1), TARVUTIL_OK);
     EXPECT_EQ(value("time-step"), 20);
     EXPECT_EQ(value("max-k"), 1.85);
+    // A pattern file is read after it: the largest amplitude can only become smaller.
+    EXPECT_EQ(tarvutil_stimulator_set(stimulator, "amp-max", -1, 80), TARVUTIL_OK);
+    const auto read = [&](const char* file) {
+        return tarvutil_stimulator_read_patterns(stimulator, file, -1, "p.txt", -1);
+    };
+    EXPECT_EQ(read("# --amp-step 1 --budget 0\n"), TARVUTIL_REFUSED);
+    EXPECT_EQ(read("H:(1,2)\n# --amp-step 2\n"), TARVUTIL_OK);
+    EXPECT_EQ(read("\xEF\xBB\xBF# --amp-step 1 --amp-max 90\r\n"), TARVUTIL_OK);
+    const auto values = nlohmann::json::parse(TextOf(
+        [&](char* out, std::int32_t room) { return tarvutil_stimulator_json(stimulator, out, room); }));
+    std::string settings;
+    for (const auto& setting : values["settings"])
+        settings += setting["option"].get<std::string>() + " " + setting["place"].get<std::string>() + "\n";
+    EXPECT_EQ(settings,
+              "pattern default\ntime-step lab:2\namp-step p.txt:1\namp-max argument\nbudget default\n"
+              "max-k lab:4\narea lab:5\n");
+    EXPECT_EQ(value("amp-max"), 80);
     EXPECT_EQ(tarvutil_stimulator_set(stimulator, "max-k", -1, std::nan("")), TARVUTIL_OK);
     EXPECT_TRUE(std::isnan(value("max-k")));
     EXPECT_EQ(tarvutil_stimulator_set(stimulator, "budget", -1, std::nan("")), TARVUTIL_BAD_ARGUMENT);
