@@ -57,7 +57,7 @@ std::string_view TextOf(py::handle text)
     const char* bytes = PyUnicode_AsUTF8AndSize(text.ptr(), &size);
     if (bytes == nullptr) {
         PyErr_Clear();
-        throw py::value_error("text: a part of it is not a character (a lone surrogate)");
+        throw py::value_error("text: it contains a lone surrogate, which is not a character");
     }
     return {bytes, static_cast<std::size_t>(size)};
 }

@@ -9,6 +9,7 @@
 #include "Events.h"
 #include "Json.h"
 #include "Picture.h"
+#include "Profile.h"
 #include "Samples.h"
 #include "Schedule.h"
 #include "Sentences.h"
@@ -82,7 +83,7 @@ py::list EncodeTexts(const preview::Stimulator& stimulator, const py::list& text
 }
 
 // What one cycle of a word array plays: cycles, period (us), and arrays of starts (us), durations (us), currents (uA) and
-// indices of the words.
+// indices of the words; and the remarks on the words.
 py::tuple Segments(const Words& array, double timeStepUsec, double ampStepUa)
 {
     const std::vector<unsigned int> words(array.data(), array.data() + array.size());
@@ -104,7 +105,8 @@ py::tuple Segments(const Words& array, double timeStepUsec, double ampStepUa)
     }
     return py::make_tuple(playback::CyclesOf(words.front()), playback::PeriodUsec(words, scale),
                           Frozen(std::move(starts)), Frozen(std::move(durations)),
-                          Frozen(std::move(currents)), Frozen(std::move(indices)));
+                          Frozen(std::move(currents)), Frozen(std::move(indices)),
+                          playback::Remarks(words, scale));
 }
 
 // The current of so many cycles, averaged over each sample. REQUIRES: words that segments took, a rate above 0.
@@ -154,49 +156,78 @@ std::string Designs(const preview::Stimulator& given, const std::map<std::string
 
 // --- Limits ---
 
-// "max_error_us", "whole_cycles": the limit's name, with the unit of its value.
-std::string NameInPython(const LimitKind& kind)
+// A name of the program with the unit of its value: "max_error_us", "whole_cycles".
+std::string NameInPython(const char* option, const char* unit)
 {
-    std::string name = kind.name;
-    if (name.compare(0, 4, "max-") == 0) name += kind.key;
+    std::string name = std::string(option) + unit;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
+std::string NameInPython(const LimitKind& kind)
+{
+    return NameInPython(kind.name, kind.limit == Limit::WholeCycles ? "" : kind.key);
+}
+
+std::string NameInPython(const SettingKind& kind)
+{
+    const char* unit = kind.form == SettingForm::Number ? kind.key : "";
+    return NameInPython(kind.name, kind.form == SettingForm::Area ? "_cm2" : unit);
+}
+
 constexpr const char* AreaName = "area_cm2";
+constexpr const char* TotalName = "max_total_current_ua";
 
 std::vector<std::string> LimitNames()
 {
     std::vector<std::string> names;
     for (const LimitKind& kind : LimitKinds()) names.push_back(NameInPython(kind));
+    names.emplace_back(AreaName);
     return names;
 }
 
-// REQUIRES: the keys are among LimitNames.
+// REQUIRES: the keys are among LimitNames, or TotalName.
 Limits LimitsOf(const std::map<std::string, double>& values, bool exact)
 {
     Limits limits;
     limits.exact = exact;
     if (const auto area = values.find(AreaName); area != values.end()) limits.areaCm2 = area->second;
+    if (const auto total = values.find(TotalName); total != values.end()) limits.maxTotalUa = total->second;
     for (const LimitKind& kind : LimitKinds())
         if (const auto found = values.find(NameInPython(kind)); found != values.end())
             limits[kind.limit] = found->second;
     if (const LimitKind* kind = LimitWithoutArea(limits))
-        throw py::value_error(NameInPython(*kind) + ": needs area_cm2, the area of the electrode");
+        throw py::value_error(NameInPython(*kind) + ": it needs area_cm2, the area of the electrode");
     return limits;
 }
 
-// What a device file gives: the stimulator, and the limits as LimitsOf takes them.
-py::tuple ReadDevice(py::handle text, const std::string& name)
+// The contents of a file, and its name.
+using File = std::pair<py::handle, std::string>;
+
+void Need(const std::optional<ProfileFault>& fault)
 {
-    Profile profile;
-    if (const auto fault = ReadProfile(TextOf(text), name, profile))
-        throw py::value_error(fault->place + ": " + fault->text);
-    std::map<std::string, double> values;
+    if (fault) throw py::value_error(fault->place + ": " + fault->text);
+}
+
+// What a device file and the first line of a pattern file give: the stimulator, the limits as LimitsOf takes them, and the
+// places of all values that they give.
+py::tuple ReadFiles(const std::optional<File>& device, const std::optional<File>& patterns)
+{
+    Profile ofDevice;
+    Profile ofPatterns;
+    if (device) Need(ReadProfile(TextOf(device->first), device->second, ofDevice));
+    if (patterns)
+        Need(ReadOptionLine(FirstLine(TextOf(patterns->first)), patterns->second + ":1", ofPatterns));
+    const Profile profile = Merge({}, ofPatterns, ofDevice);
+    std::map<std::string, double> limits;
+    std::map<std::string, std::string> places;
     for (const LimitKind& kind : LimitKinds())
-        if (const auto& most = profile.limits.Most(kind.limit)) values[NameInPython(kind)] = *most;
-    if (profile.limits.areaCm2) values[AreaName] = *profile.limits.areaCm2;
-    return py::make_tuple(profile.stimulator, values, profile.limits.exact);
+        if (const auto& most = profile.limits.Most(kind.limit)) limits[NameInPython(kind)] = *most;
+    if (profile.limits.areaCm2) limits[AreaName] = *profile.limits.areaCm2;
+    if (profile.limits.maxTotalUa) limits[TotalName] = *profile.limits.maxTotalUa;
+    for (std::size_t i = 0; i < SettingCount; ++i)
+        if (!profile.places[i].empty()) places[NameInPython(SettingKinds()[i])] = profile.places[i];
+    return py::make_tuple(profile.stimulator, limits, profile.limits.exact, places);
 }
 
 // --- Reports ---
@@ -220,6 +251,7 @@ class MadeReport
     }
 
     std::string Json() const { return ReportJson(m_report, {}); }
+    std::string LimitsJson() const { return preview::LimitsJson(m_report, m_report.limits); }
     std::string StepsJson() const { return preview::StepsJson(StepRows(m_report)); }
     // REQUIRES: words, and of a train an end.
     std::string Svg(bool train) const
@@ -238,19 +270,19 @@ class MadeReport
 class Schedule
 {
  public:
-    explicit Schedule(const preview::Stimulator& stimulator)
-        : m_stimulator(stimulator), m_schedule(stimulator)
+    Schedule(const preview::Stimulator& stimulator, const std::map<std::string, double>& limits, bool exact)
+        : m_stimulator(stimulator), m_limits(LimitsOf(limits, exact)), m_schedule(stimulator)
     {}
 
     std::size_t Add(int channel, std::int64_t startMsec, py::handle text, bool lenient)
     {
         if (channel < 0 || channel > MaxChannel)
-            throw py::value_error("channel: not 0 to " + std::to_string(MaxChannel));
+            throw py::value_error("channel: not from 0 to " + std::to_string(MaxChannel));
         if (startMsec < 0 || startMsec > MaxStartMsec())
-            throw py::value_error("start_ms: not 0 to " + std::to_string(MaxStartMsec()));
+            throw py::value_error("start_ms: not from 0 to " + std::to_string(MaxStartMsec()));
         Report report(m_stimulator);
-        ReportOn(TextOf(text), {}, ReadingOf(lenient), report);
-        if (!report.encoding.Encoded()) Refuse(report);
+        ReportOn(TextOf(text), m_limits, ReadingOf(lenient), report);
+        if (!report.WithinLimits()) Refuse(report);
         m_schedule.Add(m_trains, {channel, startMsec, TextOf(text)}, report);
         return m_trains++;
     }
@@ -271,12 +303,18 @@ class Schedule
  private:
     void Check(std::optional<std::int64_t> untilMsec)
     {
-        if (!untilMsec && m_schedule.Endless()) throw py::value_error("until_ms: needed, a train has no end");
+        if (!untilMsec && m_schedule.Endless())
+            throw py::value_error("until_ms: a train without end needs it");
         if (const auto overlap = m_schedule.FindOverlap())
             throw py::value_error(Sentence(*overlap, "number"));
+        if (!m_limits.maxTotalUa) return;
+        const TotalCurrent total = m_schedule.Total(untilMsec);
+        if (total.magnitude.ua > *m_limits.maxTotalUa)
+            throw py::value_error(Sentence(total, *m_limits.maxTotalUa));
     }
 
     const preview::Stimulator m_stimulator;
+    const Limits m_limits;
     preview::Schedule m_schedule;
     std::size_t m_trains = 0;
 };
@@ -291,7 +329,7 @@ void BindReports(py::module_& module)
     module.def("samples", Samples, py::arg("words"), py::arg("time_step_us"), py::arg("amp_step_ua"),
                py::arg("cycles"), py::arg("rate_hz"));
     module.def("limit_names", LimitNames);
-    module.def("read_device", ReadDevice, py::arg("text"), py::arg("name"));
+    module.def("read_files", ReadFiles, py::arg("device"), py::arg("patterns"));
     module.def(
         "designs",
         [](const preview::Stimulator& stimulator, const std::map<std::string, std::string>& parameters,
@@ -299,7 +337,8 @@ void BindReports(py::module_& module)
            bool exact) { return Designs(stimulator, parameters, LimitsOf(limits, exact)); },
         py::arg("stimulator"), py::arg("parameters"), py::arg("limits"), py::arg("exact"));
     py::class_<Schedule>(module, "Schedule")
-        .def(py::init<const preview::Stimulator&>(), py::arg("stimulator"))
+        .def(py::init<const preview::Stimulator&, const std::map<std::string, double>&, bool>(),
+             py::arg("stimulator"), py::arg("limits"), py::arg("exact"))
         .def("add", &Schedule::Add, py::arg("channel"), py::arg("start_ms"), py::arg("text"),
              py::arg("lenient"))
         .def("json", &Schedule::Json, py::arg("poll_ms"), py::arg("until_ms"))
@@ -311,6 +350,7 @@ void BindReports(py::module_& module)
         .def(py::init<const Pattern&, const std::map<std::string, double>&, bool>(), py::arg("pattern"),
              py::arg("limits"), py::arg("exact"))
         .def("json", &MadeReport::Json)
+        .def("limits_json", &MadeReport::LimitsJson)
         .def("steps_json", &MadeReport::StepsJson)
         .def("svg", &MadeReport::Svg, py::arg("train"))
         .def("words", &MadeReport::WordArray)

@@ -17,9 +17,9 @@ from .designs import Design
 from .errors import NotPlayable
 from .patterns import LillyPattern, Pattern, PlainPattern, Play
 from .played import Played, decode
-from .reports import AskedPlayed, Excess, Finding, PhaseReport, Refusal, Report
+from .reports import AskedPlayed, Excess, Finding, LimitValue, PhaseReport, Refusal, Report
 from .schedules import Command, Schedule, Total
-from .stimulator import LIMITS, Stimulator
+from .stimulator import LIMITS, PatternFile, Stimulator, read_patterns
 
 __all__ = [
     "LIMITS",
@@ -29,8 +29,10 @@ __all__ = [
     "Excess",
     "Finding",
     "LillyPattern",
+    "LimitValue",
     "NotPlayable",
     "Pattern",
+    "PatternFile",
     "PhaseReport",
     "PlainPattern",
     "Play",
@@ -42,4 +44,5 @@ __all__ = [
     "Total",
     "__version__",
     "decode",
+    "read_patterns",
 ]

@@ -8,6 +8,7 @@ from dataclasses import dataclass
 from typing import Any, Dict, List, Optional, Union
 
 from . import _core
+from .numbers import any_number
 
 
 @dataclass(frozen=True)
@@ -39,10 +40,7 @@ def design(
 def _text(name: str, value: Union[float, str]) -> str:
     if isinstance(value, str):
         return value
-    try:
-        number = float(value)
-    except (TypeError, ValueError):
-        raise TypeError(f"{name}: a number or a text is needed, not {type(value).__name__}") from None
+    number = any_number(name, value, "a number or a text")
     return "inf" if number == math.inf else repr(number)
 
 

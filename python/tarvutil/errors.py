@@ -38,7 +38,9 @@ def not_playable(refused: _core.NotPlayable, text_index: Optional[int] = None) -
 
 
 def not_playable_from(report: Dict[str, Any], text_index: Optional[int] = None) -> NotPlayable:
-    """The exception for a report that has no words."""
+    """The exception for a report that has no words, or whose limits are exceeded."""
+    if report["encoded"]:
+        return NotPlayable("; ".join(excess["text"] for excess in report["exceeded"]), text_index=text_index)
     refusal = report["refusal"]
     reason = "; ".join(report.get("errors", [])) or refusal["text"] or "there are no words"
     adjusted = report.get("adjusted")

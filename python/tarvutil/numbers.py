@@ -17,7 +17,7 @@ INT32_MAX = 2**31 - 1
 
 def single(name: str, value: float, endless: bool = False) -> float:
     """value, which must be finite in single precision; with endless it may also be infinite."""
-    number = _number(name, value)
+    number = any_number(name, value)
     if endless and number == math.inf:
         return number
     if not abs(number) <= float(np.finfo(np.float32).max):
@@ -34,7 +34,7 @@ def above_zero(name: str, value: float) -> float:
 
 def whole(name: str, value: Union[int, float], low: int, high: int) -> int:
     """value, a whole number from low to high; 100.0 is one, too."""
-    number = _number(name, value)
+    number = any_number(name, value)
     if not math.isfinite(number) or number != math.floor(number) or not low <= number <= high:
         raise ValueError(f"{name}: {value!r} is not a whole number from {low} to {high}")
     return int(number)
@@ -80,12 +80,13 @@ def same(asked: float, got: float) -> bool:
     return asked == got or (math.isfinite(got) and abs(asked - got) <= rounding * abs(asked))
 
 
-def _number(name: str, value: float) -> float:
-    if isinstance(value, (str, bytes, bool, np.bool_)):
-        raise TypeError(f"{name}: a number is needed, not {value!r}")
+def any_number(name: str, value: float, needed: str = "a number") -> float:
+    """value as a float, infinite and NaN included."""
+    if isinstance(value, (str, bytes, bool, np.bool_)) or (isinstance(value, np.ndarray) and value.ndim > 0):
+        raise TypeError(f"{name}: {needed} is needed, not {value!r}")
     try:
         return float(value)
     except TypeError:
-        raise TypeError(f"{name}: a number is needed, not {value!r}") from None
+        raise TypeError(f"{name}: {needed} is needed, not {value!r}") from None
     except OverflowError:
         raise ValueError(f"{name}: {value!r} is not a finite number in single precision") from None

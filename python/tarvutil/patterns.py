@@ -106,14 +106,14 @@ class BasePattern:
         asked = (single("length_us", length_us), single("amplitude_ua", amplitude_ua))
         trial = self._core.copy()
         if not trial.set_phase(place, *asked):
-            raise NotPlayable(f"phase {place} ({asked[0]:.9g} us, {asked[1]:.9g} uA) is refused", place)
+            raise NotPlayable(f"the pattern refuses phase {place} ({asked[0]:.9g} us, {asked[1]:.9g} uA)", place)
         held = trial.phases()[place]
         if exact and not all(same(a, float(b)) for a, b in zip(asked, held)):
             raise NotPlayable(
-                f"phase {place}: ({asked[0]:.9g} us, {asked[1]:.9g} uA) is asked, "
-                f"({held[0]:.9g} us, {held[1]:.9g} uA) would be in effect",
+                f"phase {place}: the pattern would use ({held[0]:.9g} us, {held[1]:.9g} uA), "
+                f"not ({asked[0]:.9g} us, {asked[1]:.9g} uA)",
                 place,
-                "exact=False takes it",
+                ACCEPT,
             )
         self._core.assign(trial)
 
@@ -130,7 +130,7 @@ class BasePattern:
     def _change(self, parameters: Dict[str, float], exact: bool) -> Dict[str, float]:
         for name in parameters:
             if name not in self._parameters:
-                raise TypeError(f"{name}: there is no such parameter; {', '.join(self._parameters)}")
+                raise TypeError(f"{name}: there is no such parameter; the parameters are {', '.join(self._parameters)}")
         trial = self._core.copy()
         extend = "period_ms" in parameters or "frequency_hz" in parameters
         for name in self._parameters:
@@ -141,7 +141,7 @@ class BasePattern:
             for name, asked in parameters.items():
                 if not _in_effect(name, float(asked), effect[name]):
                     raise NotPlayable(
-                        f"{name}: {float(asked):.9g} is asked, {effect[name]:.9g} would be in effect",
+                        f"{name}: the pattern would use {effect[name]:.9g}, not {float(asked):.9g}",
                         advice=_advice(name, extend),
                     )
             _words(trial)
@@ -227,7 +227,7 @@ class LillyPattern(BasePattern):
         >>> pulse.amplitude_ua = -70.4
         Traceback (most recent call last):
             ...
-        tarvutil.errors.NotPlayable: amplitude_ua: -70.4 is asked, -70 would be in effect; exact=False takes it
+        tarvutil.errors.NotPlayable: amplitude_ua: the pattern would use -70, not -70.4; exact=False accepts that
     """
 
     _parameters = (
@@ -257,7 +257,7 @@ class LillyPattern(BasePattern):
     def _set_phases(self, phases: npt.ArrayLike) -> None:
         array = phase_array(phases)
         if len(array) != 5:
-            raise ValueError(f"phases: a Lilly pattern has 5, not {len(array)}")
+            raise ValueError(f"phases: a Lilly pattern has 5 phases, not {len(array)}")
         super()._set_phases(array)
 
 
@@ -281,6 +281,8 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
     setter = getattr(core, "set_" + name)
     if name == "balance":
         setter(whole(name, value, 0, 4))
+    elif name == "pulses" and isinstance(value, float) and value == math.inf:
+        core.set_train_ms(math.inf)
     elif name == "pulses":
         setter(whole(name, value, 1, INT32_MAX))
     elif name in ("period_ms", "frequency_hz"):
@@ -293,10 +295,13 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
         setter(single(name, value), extend_period)
 
 
+ACCEPT = "exact=False accepts that"
+
+
 def _advice(name: str, extend_period: bool) -> str:
     if name in ("phase1_us", "phase2_us", "ipi_us", "offset_ms") and not extend_period:
-        return "exact=False takes it; set period_ms or frequency_hz as well where it does not fit the period"
-    return "exact=False takes it"
+        return f"{ACCEPT}; with period_ms or frequency_hz in the same call the period can change"
+    return ACCEPT
 
 
 def _in_effect(name: str, asked: float, got: float) -> bool:
@@ -329,6 +334,8 @@ class Play:
     ) -> None:
         self.pattern = pattern
         self.channel = whole("channel", channel, -INT32_MAX - 1, INT32_MAX)
+        if clock is not None and not callable(clock):
+            raise TypeError(f"clock: a function is needed, not {type(clock).__name__}")
         self._clock = clock
         started = int(pattern.words[0])
         now = milliseconds("now_ms", now_ms if clock is None else clock())
@@ -358,6 +365,6 @@ class Play:
     def _now(self, now_ms: Optional[int]) -> int:
         if now_ms is None:
             if self._clock is None:
-                raise ValueError("now_ms: needed by a play without a clock")
+                raise ValueError("now_ms: a play without a clock needs it")
             now_ms = self._clock()
         return milliseconds("now_ms", now_ms)

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import Any, Dict
+from typing import Any, Dict, List
 
 import numpy as np
 import numpy.typing as npt
@@ -19,8 +19,9 @@ class Played:
     """One cycle as words play it: stretches of constant current, in order and without gaps.
 
     cycles: from word 0. period_us: length of the cycle. starts_us, durations_us, currents_ua: float64 of shape (n,).
-    words: the index in the word array of the word that each stretch belongs to. array: that word array, uint32; and the
-    steps that its words are for.
+    words: the index in the word array of the word that each stretch belongs to. remarks: words that no pattern of the
+    stimulator has, such as an amplitude above 100 steps, a sentence each. array: the word array, uint32; and the steps
+    that its words are for.
     """
 
     cycles: int
@@ -29,6 +30,7 @@ class Played:
     durations_us: Numbers
     currents_ua: Numbers
     words: npt.NDArray[np.int64]
+    remarks: List[str]
     array: Words
     time_step_us: float
     amp_step_ua: float
@@ -51,8 +53,10 @@ class Played:
         rate = above_zero("sample_rate_hz", sample_rate_hz)
         repeats = whole("cycles", cycles, 1, 2**31 - 1)
         count = repeats * self.period_us * rate / 1e6
-        if count > MAX_SAMPLES or repeats * len(self.starts_us) > MAX_SAMPLES:
-            raise ValueError(f"sample_rate_hz: {count:.0f} samples are more than {MAX_SAMPLES}")
+        if count > MAX_SAMPLES:
+            raise ValueError(f"sample_rate_hz: {count:.0f} samples are more than the largest number, {MAX_SAMPLES}")
+        if repeats * len(self.starts_us) > MAX_SAMPLES:
+            raise ValueError(f"cycles: {repeats} cycles have more than {MAX_SAMPLES} stretches of current")
         return _core.samples(self.array, self.time_step_us, self.amp_step_ua, repeats, rate)
 
 

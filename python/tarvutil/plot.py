@@ -13,6 +13,10 @@ if TYPE_CHECKING:
 
     from .reports import Report
 
+# As in every other picture.
+PLAYED = "#0072b2"
+ASKED = "#000000"
+
 
 def plot(report: "Report", ax: "Optional[Axes]", whole_cycle: bool) -> "Axes":
     played = report.played
@@ -24,8 +28,11 @@ def plot(report: "Report", ax: "Optional[Axes]", whole_cycle: bool) -> "Axes":
         import matplotlib.pyplot as plt
 
         ax = plt.figure(figsize=(8, 3.5), layout="constrained").add_subplot()
-    ax.plot(*_steps(played.starts_us, played.durations_us, played.currents_ua), color="#d55e00", label="played")
-    ax.plot(*_steps(asked_starts, asked_lengths, asked_currents), color="#0072b2", linestyle="--", label="asked")
+    corners = _steps(played.starts_us, played.durations_us, played.currents_ua)
+    ax.plot(*corners, color=PLAYED, linewidth=2.5, label="played")
+    ax.fill_between(*corners, color=PLAYED, alpha=0.25, linewidth=0)
+    asked_corners = _steps(asked_starts, asked_lengths, asked_currents)
+    ax.plot(*asked_corners, color=ASKED, linewidth=1, linestyle="--", label="asked")
     if not whole_cycle:
         starts = np.concatenate((asked_starts[asked_currents != 0], played.starts_us[played.currents_ua != 0]))
         ends = np.concatenate(

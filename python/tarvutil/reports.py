@@ -70,6 +70,22 @@ class Excess:
 
 
 @dataclass(frozen=True)
+class LimitValue:
+    """A figure that has a limit, set or not.
+
+    limit: the name of the limit. what: it limits. value: of the pattern as played, in unit; None without words, or where
+    the area of the electrode is needed and not set. most: the limit, or None.
+    """
+
+    limit: str
+    what: str
+    unit: str
+    value: Optional[float]
+    most: Optional[float]
+    exceeded: bool
+
+
+@dataclass(frozen=True)
 class Refusal:
     """Why there are no words.
 
@@ -208,6 +224,11 @@ class Report:
     def exceeded(self) -> List[Excess]:
         """The limits that are exceeded."""
         return [_excess(found) for found in self._with_words()["exceeded"]]
+
+    @property
+    def limits(self) -> List[LimitValue]:
+        """Each figure that can be limited, set or not."""
+        return [LimitValue(**found) for found in json.loads(self._core.limits_json())]
 
     def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
         """Samples of this number of cycles as played, microamperes; see Played.waveform."""

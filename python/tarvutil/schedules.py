@@ -4,16 +4,14 @@ from __future__ import annotations
 
 import json
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, Dict, List, Optional
+from typing import Any, Dict, List, Optional
 
 import numpy as np
 
 from . import _core
 from .errors import not_playable
 from .numbers import INT32_MAX, Words, milliseconds, whole
-
-if TYPE_CHECKING:
-    from .stimulator import Stimulator
+from .stimulator import LIMITS, Stimulator, limits_of
 
 
 @dataclass(frozen=True, eq=False)
@@ -46,6 +44,9 @@ class Total:
 class Schedule:
     """Trains of one stimulator on several channels.
 
+    plain: the texts are of plain patterns. exact, limits: as in Stimulator.check, for each train; and
+    max_total_current_ua, for the sum of the magnitudes of the currents of all channels at any time.
+
         >>> import tarvutil as tv
         >>> schedule = tv.Schedule(tv.Stimulator())
         >>> text = "H:(0,0)(200,-50)(100,0)(200,50)(9500,0):DurationMsec=[50000]"
@@ -55,14 +56,19 @@ class Schedule:
         [(1, 0, 4095), (1, 0, 905), (2, 5, 4095), (2, 5, 905)]
     """
 
-    def __init__(self, stimulator: "Stimulator", *, plain: bool = False) -> None:
+    def __init__(
+        self, stimulator: Stimulator, *, plain: bool = False, exact: bool = False, **limits: Optional[float]
+    ) -> None:
         self.stimulator = stimulator
-        self._core = _core.Schedule(stimulator.plain_core if plain else stimulator.lilly_core)
+        core = stimulator.plain_core if plain else stimulator.lilly_core
+        names = (*LIMITS, "max_total_current_ua")
+        self._core = _core.Schedule(core, limits_of(stimulator, limits, names), exact or stimulator.exact)
 
     def add(self, channel: int, start_ms: int, text: str, *, lenient: bool = False) -> int:
         """Adds the train of a specification string on a channel, 0 to 1000000, and returns its number, from 0.
 
-        start_ms: whole milliseconds, 0 or above. Raises NotPlayable for a text without words.
+        start_ms: whole milliseconds, 0 or above. Raises NotPlayable for a text that has no words or exceeds a
+        limit.
         """
         start = milliseconds("start_ms", start_ms)
         try:
@@ -73,8 +79,8 @@ class Schedule:
     def commands(self, *, poll_ms: int = 1, until_ms: Optional[int] = None) -> List[Command]:
         """The commands of a host that polls every poll_ms, in the order of the due times, until until_ms.
 
-        Raises ValueError when a train begins while its channel still plays another, and for a train without end
-        when until_ms is not given.
+        Raises ValueError when a train begins while its channel still plays another, for a train without end when
+        until_ms is not given, and when max_total_current_ua is exceeded.
         """
         found = self._found(poll_ms, until_ms)["commands"]
         return [

@@ -3,8 +3,10 @@
 from __future__ import annotations
 
 import os
+from dataclasses import dataclass
 from typing import Dict, List, Optional, Tuple, Union, overload
 
+import numpy as np
 import numpy.typing as npt
 
 from . import _core
@@ -16,6 +18,7 @@ from .played import Played, decode
 from .reports import Report
 
 _Texts = Union[List[str], Tuple[str, ...]]
+_Path = Union[str, "os.PathLike[str]"]
 
 
 class Stimulator:
@@ -46,20 +49,17 @@ class Stimulator:
         self.plain_core = _core.Stimulator(True, *values)
         self.limits: Dict[str, float] = {}
         self.exact = False
+        self.places: Dict[str, str] = {}
 
     @classmethod
-    def from_device(cls, path: "Union[str, os.PathLike[str]]") -> "Stimulator":
+    def from_device(cls, path: _Path) -> "Stimulator":
         """The stimulator of a device file, with its limits: TOML with the tables [stimulator] and [limits].
 
-        Its limits apply in check and design, unless the call sets another. The kind of its patterns is that of each
-        call. Raises OSError for a file that cannot be read, ValueError with the line for a faulty file.
+        Its limits apply in check, design and schedules, unless the call sets another; encode and words ignore them. The
+        kind of its patterns is that of each call. `limits` has the limits, `places` the file and line of each value.
+        Raises OSError for a file that cannot be read, ValueError with the line for a faulty file.
         """
-        with open(path, "rb") as file:
-            text = file.read().decode("utf-8", "surrogateescape")
-        core, limits, exact = _core.read_device(text, os.fsdecode(path))
-        stimulator = cls(core.time_step_us, core.amp_step_ua, core.amp_max_ua, core.budget)
-        stimulator.limits, stimulator.exact = limits, exact
-        return stimulator
+        return read_files(path, None)[0]
 
     @property
     def time_step_us(self) -> float:
@@ -112,6 +112,8 @@ class Stimulator:
                 return _core.encode_text(core, text, lenient)
             except _core.NotPlayable as refused:
                 raise not_playable(refused) from None
+        if not isinstance(text, (list, tuple)):
+            raise TypeError(f"text: a str or a list of them is needed, not {type(text).__name__}")
         texts = list(text)
         arrays = _core.encode_texts(core, texts, lenient)
         if len(arrays) < len(texts):
@@ -149,8 +151,7 @@ class Stimulator:
             >>> report.exceeded
             [Excess(limit='max-error', value=-0.666676, most=0.5, unit='us')]
         """
-        most = {**self.limits, **_limits(limits)}
-        most = {name: value for name, value in most.items() if limits.get(name, value) is not None}
+        most = limits_of(self, limits, LIMITS)
         exact = exact or self.exact
         if isinstance(pattern, str):
             core = self.plain_core if plain else self.lilly_core
@@ -158,7 +159,7 @@ class Stimulator:
         if not isinstance(pattern, BasePattern):
             raise TypeError(f"pattern: a text or a pattern is needed, not {type(pattern).__name__}")
         if repr(pattern.stimulator) != repr(self):
-            raise ValueError("pattern: it is for another stimulator")
+            raise ValueError("pattern: it was made for another stimulator")
         return Report(_core.Report(pattern._core, most, exact), self)
 
     def design(self, *, exact: bool = False, **parameters: Union[float, str]) -> List[Design]:
@@ -179,16 +180,77 @@ class Stimulator:
         return design(self.lilly_core, self.limits, exact or self.exact, parameters)
 
 
-LIMITS = (*_core.limit_names(), "area_cm2")
+LIMITS = tuple(_core.limit_names())
 
 
-def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
+@dataclass(frozen=True)
+class PatternFile:
+    """The texts of a pattern file, a line each, and the stimulator that they are for.
+
+    plain: its first line says that they are texts of plain patterns. Pass it to encode and check.
+    """
+
+    stimulator: Stimulator
+    plain: bool
+    texts: List[str]
+
+
+def read_patterns(path: _Path, device: Optional[_Path] = None) -> PatternFile:
+    """Reads a pattern file: UTF-8, one specification string per line; empty lines and lines that begin with # are comments.
+
+    A comment in the first line may give options of the stimulator, "# --pattern plain --time-step 20". device: path of a
+    device file, for values that the first line does not give and for limits; the smaller largest amplitude is used.
+    Raises OSError for a file that cannot be read, ValueError with the line for a fault in an option.
+
+        >>> file = read_patterns("patterns/retina.txt")
+        >>> file.stimulator.time_step_us, len(file.texts), file.stimulator.places["amp_step_ua"]
+        (20.0, 1, 'patterns/retina.txt:1')
+        >>> len(file.stimulator.encode(file.texts[0], plain=file.plain))
+        5
+    """
+    stimulator, plain, contents = read_files(device, path)
+    lines = (line.removesuffix("\r") for line in contents.removeprefix("\ufeff").split("\n"))
+    return PatternFile(stimulator, plain, [line for line in lines if line.strip(" \t\v\f\r")[:1] not in ("", "#")])
+
+
+def read_files(device: Optional[_Path], patterns: Optional[_Path]) -> Tuple[Stimulator, bool, str]:
+    """The stimulator of a device file and a pattern file, whether the latter is of plain patterns, and its contents."""
+    files = [None if path is None else (_contents(path), os.fsdecode(path)) for path in (device, patterns)]
+    core, limits, exact, places = _core.read_files(*files)
+    stimulator = Stimulator(core.time_step_us, core.amp_step_ua, core.amp_max_ua, core.budget)
+    stimulator.limits, stimulator.exact, stimulator.places = limits, exact, places
+    return stimulator, core.plain, "" if files[1] is None else files[1][0]
+
+
+def _contents(path: _Path) -> str:
+    try:
+        with open(os.fspath(path), "rb") as file:
+            contents = file.read()
+    except ValueError as fault:
+        raise ValueError(f"path: {path!r}: {fault}") from None
+    try:
+        return contents.decode()
+    except UnicodeDecodeError as fault:
+        line = contents.count(b"\n", 0, fault.start) + 1
+        raise ValueError(f"{os.fsdecode(path)}:{line}: a byte that is not UTF-8") from None
+
+
+def limits_of(
+    stimulator: Stimulator, limits: Dict[str, Optional[float]], names: Tuple[str, ...]
+) -> Dict[str, float]:
+    """The limits of the stimulator, and those of a call, whose names are among names. None removes one, or False."""
+    given = _limits(limits, names)
+    removed = {name for name, most in limits.items() if most is None or (name == "whole_cycles" and not most)}
+    return {name: most for name, most in {**stimulator.limits, **given}.items() if name not in removed}
+
+
+def _limits(limits: Dict[str, Optional[float]], names: Tuple[str, ...]) -> Dict[str, float]:
     given = {}
     for name, most in limits.items():
-        if name not in LIMITS:
-            raise TypeError(f"{name}: there is no such limit; {', '.join(LIMITS)}")
+        if name not in names:
+            raise TypeError(f"{name}: there is no such limit; the limits are {', '.join(names)}")
         if name == "whole_cycles":
-            if most not in (True, False, None):
+            if not (most is None or isinstance(most, (bool, np.bool_))):
                 raise TypeError(f"{name}: True or False is needed, not {most!r}")
             if most:
                 given[name] = 0.0
@@ -197,5 +259,5 @@ def _limits(limits: Dict[str, Optional[float]]) -> Dict[str, float]:
             if not given[name] >= 0 and name != "max_k":
                 raise ValueError(f"{name}: {most!r} is not 0 or above")
             if name == "area_cm2" and given[name] == 0:
-                raise ValueError("area_cm2: not above 0")
+                raise ValueError("area_cm2: 0 is not above 0")
     return given

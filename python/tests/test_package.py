@@ -3,6 +3,7 @@
 import gc
 import math
 import threading
+from pathlib import Path
 from typing import Any, Callable, Dict, List, Optional, Type, cast
 
 import matplotlib
@@ -85,7 +86,7 @@ def test_set_changes_all_or_nothing(parameters: Dict[str, Any], named: str) -> N
 def test_set_returns_what_is_in_effect() -> None:
     pulse = STIM.lilly(**PULSE)
     assert pulse.set(exact=False, amplitude_ua=-170, ipi_us=110) == {"amplitude_ua": -100, "ipi_us": 110}
-    assert pulse.set(train_ms=math.inf) == {"train_ms": math.inf} and pulse.pulses == math.inf
+    assert pulse.set(pulses=math.inf) == {"pulses": math.inf} and pulse.train_ms == math.inf
     assert (pulse.phase2_us, pulse.amplitude2_ua, pulse.period_ms) == (400, 85, 10)
 
 
@@ -112,6 +113,12 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.encode("Head:(200,-60)\0:DurationMsec=[1]", plain=True), tv.NotPlayable, "byte 15"),
         (lambda: STIM.encode([TEXT, "Head"]), tv.NotPlayable, "text 1: "),
         (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "text"),
+        (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
+        (lambda: STIM.lilly(ipi_us=cast(float, np.array([100.0]))), TypeError, "ipi_us"),
+        (lambda: STIM.design(amplitude=10**400), ValueError, "amplitude"),
+        (lambda: STIM.lilly().play(clock=cast(Any, 5)), TypeError, "clock"),
+        (lambda: tv.Stimulator.from_device(cast(str, 0)), TypeError, "int"),
+        (lambda: tv.Stimulator.from_device("x\0y"), ValueError, "path"),
         (lambda: STIM.plain([[200, math.nan]]), ValueError, "phases"),
         (lambda: STIM.plain([[1e39, 1]]), ValueError, "phases"),
         (lambda: STIM.plain([[200, -60, 1]]), ValueError, "phases"),
@@ -136,6 +143,34 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
 def test_a_bad_argument_is_named(call: Callable[[], object], error: Type[Exception], named: str) -> None:
     with pytest.raises(error, match=named):
         call()
+
+
+def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
+    device, patterns = tmp_path / "lab.toml", tmp_path / "p.txt"
+    device.write_text(
+        "[stimulator]\namp-max = 90\nbudget = 50\n[limits]\nmax-period-error = 1\nmax-total-current = 100\n"
+        "whole-cycles = true\n"
+    )
+    off = TEXT.replace("9300", "9310")
+    patterns.write_bytes(b"\xef\xbb\xbf# --time-step 20 --amp-step 1 --amp-max 95\r\n" + f"{TEXT}\r\n\n{off}".encode())
+    file = tv.read_patterns(patterns, device)
+    assert file.texts == [TEXT, off] and not file.plain
+    stim = file.stimulator
+    assert (stim.time_step_us, stim.amp_max_ua, stim.budget) == (20, 90, 50)
+    assert (stim.places["time_step_us"], stim.places["amp_max_ua"]) == (f"{patterns}:1", f"{device}:2")
+    assert stim.places["max_total_current_ua"] == f"{device}:6"
+    assert [excess.limit for excess in stim.check(off).exceeded] == ["max-period-error", "whole-cycles"]
+    assert stim.check(off, max_period_error_us=None, whole_cycles=False).within_limits
+    schedule = tv.Schedule(stim)
+    with pytest.raises(tv.NotPlayable, match="^max-period-error exceeded: 10 us.*; whole-cycles"):
+        schedule.add(0, 0, off)
+    schedule.add(1, 0, TEXT)
+    schedule.add(2, 50, TEXT)
+    with pytest.raises(ValueError, match="max-total-current exceeded: 120 uA at 50 ms"):
+        schedule.commands()
+    device.write_bytes(b"[stimulator]\n# \xff\n")
+    with pytest.raises(ValueError, match="lab.toml:2: "):
+        tv.Stimulator.from_device(device)
 
 
 @pytest.mark.parametrize("dtype", [">f4", "<f8", ">i2", "f2"])
