@@ -424,4 +424,7 @@ class TARVUTIL_EXPORT StimPattern
     void StoreTrainLength(float lengthUsec);
     // WordArray into a buffer of any alignment.
     int CopyWords(void* out);
+    // UpdateWordArray and WriteStimCmds; valid: the phases have just been validated.
+    int BuildWordArray(bool valid);
+    int WriteWords(unsigned int* words, int maxWords, bool valid) const;
 };

@@ -464,7 +464,12 @@ bool StimPattern::ListValid(const std::vector<phase>& phases, int maxCmds) const
 
 int StimPattern::WriteStimCmds(unsigned int* words, int maxWords) const
 {
-    if (words == nullptr || !ListValid(m_phases, MaxCmds())) return -1;
+    return WriteWords(words, maxWords, false);
+}
+
+int StimPattern::WriteWords(unsigned int* words, int maxWords, bool valid) const
+{
+    if (words == nullptr || !(valid || ListValid(m_phases, MaxCmds()))) return -1;
     CommandSink sink(words, maxWords);
     if (m_cmdOverride)
         sink.FixLowHalf(m_cmdOverrideValue);
@@ -490,17 +495,23 @@ int StimPattern::CopyWords(void* out)
 
 bool StimPattern::Update()
 {
-    const bool usable = ListValid(m_phases, MaxCmds()) || AdjustPhases(m_phases, m_phases, MaxCmds());
-    if (usable && !ArrayIsCurrent()) UpdateWordArray();
+    const bool valid = ListValid(m_phases, MaxCmds());
+    const bool usable = valid || AdjustPhases(m_phases, m_phases, MaxCmds());
+    if (usable && !ArrayIsCurrent()) BuildWordArray(valid);
     return ArrayIsCurrent();
 }
 
 int StimPattern::UpdateWordArray()
 {
+    return BuildWordArray(false);
+}
+
+int StimPattern::BuildWordArray(bool valid)
+{
     m_updateCount = NextCount(m_updateCount);
     m_wordCount = 0;
     WriteVekCmd(&m_wordArray[0]);
-    const int count = WriteStimCmds(&m_wordArray[1], std::min(MaxCmds(), MaxWords - 1));
+    const int count = WriteWords(&m_wordArray[1], std::min(MaxCmds(), MaxWords - 1), valid);
     if (count < 0) return 0;
     m_arrayChangeCount = m_changeCount;
     m_wordCount = count + 1;
