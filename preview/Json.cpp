@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
+#include <optional>
 
-#include "NumberFormat.h"
+#include "JsonWriter.h"
 #include "Sentences.h"
 #include "SentencesOfDesign.h"
 #include "WordRows.h"
@@ -12,282 +12,300 @@
 namespace preview {
 namespace {
 
-// Keys in the order in which they were added.
-using Json = nlohmann::ordered_json;
-
-std::string Line(const Json& json)
+// What write puts into a writer.
+template <typename Write>
+std::string Written(Write write)
 {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string text;
+    {
+        JsonWriter json(text);
+        write(json);
+    }
+    return text;
 }
 
-// A float as the number with its shortest text.
-Json Number(float value)
+// The object whose pairs write puts into a writer.
+template <typename Write>
+std::string ObjectOf(Write write)
 {
-    return ShortestDouble(value);
+    return Written([&](JsonWriter& json) {
+        json.Open('{');
+        write(json);
+        json.Close('}');
+    });
 }
 
-// A number computed from others, to the millionth: its further digits come from rounding.
-Json Figure(double value)
+// A value, or null.
+template <typename Value>
+auto OrNull(JsonWriter& json, bool known, Value value)
 {
-    constexpr double Millionths = 1e6;
-    constexpr double AllDigits = 1e9;  // above it a double has no further digits worth cutting
-    if (!std::isfinite(value)) return nullptr;
-    if (std::fabs(value) > AllDigits) return value;
-    return std::round(value * Millionths) / Millionths + 0.0;
+    return [&json, known, value] { known ? json.Value(value) : json.Value(nullptr); };
 }
 
-Json PhaseNumber(int phase)
+auto PhaseNumber(JsonWriter& json, int phase)
 {
-    return phase < 0 ? Json() : Json(phase);
+    return OrNull(json, phase >= 0, phase);
 }
 
-Json AtPlace(std::string_view place)
+// items as an array of what write(item) writes for each.
+template <typename Items, typename Write>
+auto ArrayOf(JsonWriter& json, const Items& items, Write write)
 {
-    return place.empty() ? Json::object() : Json{{"place", std::string(place)}};
+    return [&json, &items, write] { json.Array(items, write); };
+}
+
+template <typename Items>
+auto ArrayOf(JsonWriter& json, const Items& items)
+{
+    return [&json, &items] { json.Array(items); };
+}
+
+void PutPlace(JsonWriter& json, std::string_view place)
+{
+    if (!place.empty()) json.Pairs("place", place);
 }
 
 // What every object about a specification string begins with.
-Json Beginning(const Report& report, std::string_view place)
+void PutBeginning(JsonWriter& json, const Report& report, std::string_view place)
 {
-    Json object = AtPlace(place);
+    PutPlace(json, place);
     const std::vector<std::string> errors = RefusalSentences(report);
-    if (!errors.empty()) object["errors"] = errors;
+    if (!errors.empty()) json.Pairs("errors", ArrayOf(json, errors));
     std::vector<std::string> warnings = report.encoding.warnings;
     for (std::string& sentence : WarningSentences(report)) warnings.push_back(std::move(sentence));
-    if (!warnings.empty()) object["warnings"] = warnings;
-    return object;
+    if (!warnings.empty()) json.Pairs("warnings", ArrayOf(json, warnings));
 }
 
-Json Stage(const phase& p)
+auto Stage(JsonWriter& json, const phase& p)
 {
-    return {{"length_us", Number(p.len)}, {"amplitude_ua", Number(p.amp)}};
+    return [&json, &p] { json.Object("length_us", p.len, "amplitude_ua", p.amp); };
 }
 
-Json Stages(const std::vector<phase>& phases)
+void WritePhase(JsonWriter& json, const PhaseDeviation& p)
 {
-    Json stages = Json::array();
-    for (const phase& p : phases) stages.push_back(Stage(p));
-    return stages;
+    json.Open('{');
+    json.Pairs("start_asked_us", Figure{p.startUsec.asked}, "start_played_us", Figure{p.startUsec.played},
+               "start_error_us", Figure{p.startUsec.Error()}, "gained_us", Figure{p.gainedUsec}, "asked",
+               [&] { json.Object("length_us", p.asked.lenUsec, "amplitude_ua", p.asked.ampUa); });
+    if (p.ReadChanges()) json.Pairs("read", Stage(json, p.read));
+    if (p.ClampChanges()) json.Pairs("clamped", Stage(json, p.clamped));
+    if (p.BalanceChanges()) json.Pairs("balanced", Stage(json, p.balanced));
+    json.Pairs("played", [&] {
+        json.Object("length_us", Figure{p.played.lenUsec}, "amplitude_ua", Figure{p.played.ampUa});
+    });
+    json.Close('}');
 }
 
-Json PhaseObject(const PhaseDeviation& p)
+void WriteFinding(JsonWriter& json, const Report& report, const Finding& finding)
 {
-    Json object{{"start_asked_us", Figure(p.startUsec.asked)},
-                {"start_played_us", Figure(p.startUsec.played)},
-                {"start_error_us", Figure(p.startUsec.Error())},
-                {"gained_us", Figure(p.gainedUsec)},
-                {"asked", {{"length_us", p.asked.lenUsec}, {"amplitude_ua", p.asked.ampUa}}}};
-    if (p.ReadChanges()) object["read"] = Stage(p.read);
-    if (p.ClampChanges()) object["clamped"] = Stage(p.clamped);
-    if (p.BalanceChanges()) object["balanced"] = Stage(p.balanced);
-    object["played"] = {{"length_us", Figure(p.played.lenUsec)}, {"amplitude_ua", Figure(p.played.ampUa)}};
-    return object;
-}
-
-Json FindingObject(const Report& report, const Finding& finding)
-{
-    return {{"cause", NameOf(finding.cause)},
-            {"phase", PhaseNumber(finding.phase)},
-            {"phases", finding.phases},
-            {"by_us", Figure(finding.usec)},
-            {"largest_us", Figure(finding.largestUsec)},
-            {"by_ua", Figure(finding.ampUa)},
-            {"notable", finding.Notable(report.stimulator)},
-            {"text", Sentence(report, finding)}};
+    json.Object("cause", NameOf(finding.cause), "phase", PhaseNumber(json, finding.phase), "phases",
+                finding.phases, "by_us", Figure{finding.usec}, "largest_us", Figure{finding.largestUsec},
+                "by_ua", Figure{finding.ampUa}, "notable", finding.Notable(report.stimulator), "text",
+                Sentence(report, finding));
 }
 
 // For what the words are made.
-Json StimulatorObject(const Stimulator& s)
+void WriteStimulator(JsonWriter& json, const Stimulator& s)
 {
-    return {{"pattern", s.pattern == PatternKind::Plain ? "plain" : "lilly"},
-            {"time_step_us", Number(s.timeStepUsec)},
-            {"amp_step_ua", Number(s.ampStepUa)},
-            {"amp_max_ua", Number(s.AmpMaxUa())},
-            {"budget_words", s.budget}};
+    json.Object("pattern", s.pattern == PatternKind::Plain ? "plain" : "lilly", "time_step_us",
+                s.timeStepUsec, "amp_step_ua", s.ampStepUa, "amp_max_ua", s.AmpMaxUa(), "budget_words",
+                s.budget);
 }
 
 // The limits that are given.
-Json LimitObjects(const Limits& limits)
+void WriteLimits(JsonWriter& json, const Limits& limits)
 {
-    Json objects = Json::array();
+    json.Open('[');
     for (const LimitKind& kind : LimitKinds())
         if (const std::optional<double>& most = limits.Most(kind.limit))
-            objects.push_back({{"limit", kind.name}, {std::string("limit") + kind.key, Figure(*most)}});
-    if (limits.exact) objects.push_back({{"limit", "exact"}});
-    return objects;
+            json.Object("limit", kind.name, std::string("limit") + kind.key, Figure{*most});
+    if (limits.exact) json.Object("limit", "exact");
+    json.Close(']');
 }
 
-Json ExcessObject(const Excess& excess)
+void WriteExcess(JsonWriter& json, const Excess& excess)
 {
     const LimitKind& kind = KindOf(excess.limit);
-    return {{"limit", kind.name},
-            {std::string("value") + kind.key, Figure(excess.value)},
-            {std::string("limit") + kind.key, Figure(excess.most)},
-            {"text", Sentence(excess)}};
+    json.Object("limit", kind.name, std::string("value") + kind.key, Figure{excess.value},
+                std::string("limit") + kind.key, Figure{excess.most}, "text", Sentence(excess));
 }
 
-void Put(Json& object, const std::string& name, const std::string& unit, const AskedPlayed& value)
+// The error of the period is between its value and that of the frequency.
+void PutTimes(JsonWriter& json, const Deviations& d)
 {
-    object[name + "_asked" + unit] = Figure(value.asked);
-    object[name + "_played" + unit] = Figure(value.played);
+    json.Pairs("period_asked_us", Figure{d.periodUsec.asked}, "period_played_us", Figure{d.periodUsec.played},
+               "period_error_us", Figure{d.periodUsec.Error()}, "frequency_asked_hz",
+               Figure{d.frequencyHz.asked}, "frequency_played_hz", Figure{d.frequencyHz.played},
+               "cycles_asked", Figure{d.cycles.asked}, "cycles_played", Figure{d.cycles.played},
+               "train_asked_ms", Figure{d.trainMsec.asked}, "train_played_ms", Figure{d.trainMsec.played});
 }
 
-void PutCharge(Json& object, const Deviations& deviations)
+void PutCharge(JsonWriter& json, const Deviations& deviations)
 {
     const playback::Charge& asked = deviations.askedNc;
     const playback::Charge& played = deviations.playedNc;
-    Put(object, "positive_charge", "_nc", {asked.positiveNc, played.positiveNc});
-    Put(object, "negative_charge", "_nc", {asked.negativeNc, played.negativeNc});
-    Put(object, "net_charge", "_nc", {asked.NetNc(), played.NetNc()});
-    Put(object, "train_net_charge", "_nc", deviations.TrainNetNc());
+    const AskedPlayed train = deviations.TrainNetNc();
+    json.Pairs("positive_charge_asked_nc", Figure{asked.positiveNc}, "positive_charge_played_nc",
+               Figure{played.positiveNc}, "negative_charge_asked_nc", Figure{asked.negativeNc},
+               "negative_charge_played_nc", Figure{played.negativeNc}, "net_charge_asked_nc",
+               Figure{asked.NetNc()}, "net_charge_played_nc", Figure{played.NetNc()},
+               "train_net_charge_asked_nc", Figure{train.asked}, "train_net_charge_played_nc",
+               Figure{train.played});
+}
+
+void WritePhaseOfCurrent(JsonWriter& json, const CurrentPhase& phase, const std::optional<double>& area)
+{
+    json.Open('{');
+    json.Pairs("start_us", Figure{phase.startUsec}, "duration_us", Figure{phase.durationUsec}, "charge_nc",
+               Figure{phase.chargeNc});
+    if (area)
+        json.Pairs("density_uc_per_cm2", Figure{phase.DensityUcPerCm2(*area)}, "k", Figure{phase.K(*area)});
+    json.Close('}');
 }
 
 // What is played, by the figures of docs/limits.md.
-void PutCurrent(Json& object, const Deviations& deviations)
+void WriteCurrent(JsonWriter& json, const Deviations& deviations)
 {
     const CurrentFigures& current = deviations.current;
     const std::optional<double>& area = deviations.areaCm2;
-    Json& figures = object["current"] = {{"duty_pct", Figure(current.DutyPct())},
-                                         {"pulses", current.pulses},
-                                         {"pulse_distance_us", Figure(current.nearestUsec)},
-                                         {"pulse_rate_hz", Figure(current.NearestHz())},
-                                         {"rms_ua", Figure(current.rmsUa)},
-                                         {"direct_current_na", Figure(current.DirectCurrentNa())},
-                                         {"phase_charge_nc", Figure(current.LargestChargeNc())}};
-    if (area) {
-        figures["area_cm2"] = *area;
-        figures["density_uc_per_cm2"] = Figure(current.LargestDensityUcPerCm2(*area));
-        figures["k"] = Figure(current.LargestK(*area));
-        figures["k_caveat"] = KSentence();
-    }
-    Json& phases = figures["phases_of_current"] = Json::array();
-    for (const CurrentPhase& phase : current.phases) {
-        phases.push_back({{"start_us", Figure(phase.startUsec)},
-                          {"duration_us", Figure(phase.durationUsec)},
-                          {"charge_nc", Figure(phase.chargeNc)}});
-        if (!area) continue;
-        phases.back()["density_uc_per_cm2"] = Figure(phase.DensityUcPerCm2(*area));
-        phases.back()["k"] = Figure(phase.K(*area));
-    }
+    json.Open('{');
+    json.Pairs("duty_pct", Figure{current.DutyPct()}, "pulses", current.pulses, "pulse_distance_us",
+               Figure{current.nearestUsec}, "pulse_rate_hz", Figure{current.NearestHz()}, "rms_ua",
+               Figure{current.rmsUa}, "direct_current_na", Figure{current.DirectCurrentNa()},
+               "phase_charge_nc", Figure{current.LargestChargeNc()});
+    if (area)
+        json.Pairs("area_cm2", *area, "density_uc_per_cm2", Figure{current.LargestDensityUcPerCm2(*area)},
+                   "k", Figure{current.LargestK(*area)}, "k_caveat", KSentence());
+    json.Pairs("phases_of_current", ArrayOf(json, current.phases, [&](const CurrentPhase& phase) {
+                   WritePhaseOfCurrent(json, phase, area);
+               }));
+    json.Close('}');
 }
 
-void PutDeviations(Json& object, const Report& report)
+void PutDeviations(JsonWriter& json, const Report& report)
 {
     const Deviations& deviations = report.deviations;
-    object["words"] = report.encoding.words.size();
-    object["command_words"] = report.encoding.words;
-    object["budget_words"] = report.stimulator.budget;
-    object["continuous"] = std::isinf(deviations.cycles.played);
-    Put(object, "period", "_us", deviations.periodUsec);
-    object["period_error_us"] = Figure(deviations.periodUsec.Error());
-    Put(object, "frequency", "_hz", deviations.frequencyHz);
-    Put(object, "cycles", "", deviations.cycles);
-    Put(object, "train", "_ms", deviations.trainMsec);
-    PutCharge(object, deviations);
-    PutCurrent(object, deviations);
-    object["largest_error_us"] = Figure(deviations.LargestErrorUsec());
-    object["largest_error_phase"] = PhaseNumber(deviations.LargestError());
-    object["limits"] = LimitObjects(report.limits);
-    Json& exceeded = object["exceeded"] = Json::array();
-    for (const Excess& excess : report.excesses) exceeded.push_back(ExcessObject(excess));
-    Json& phases = object["phases"] = Json::array();
-    for (const PhaseDeviation& p : deviations.phases) phases.push_back(PhaseObject(p));
-    Json& findings = object["deviations"] = Json::array();
-    for (const Finding& finding : deviations.findings) findings.push_back(FindingObject(report, finding));
+    json.Pairs("words", report.encoding.words.size(), "command_words", ArrayOf(json, report.encoding.words),
+               "budget_words", report.stimulator.budget, "continuous", std::isinf(deviations.cycles.played));
+    PutTimes(json, deviations);
+    PutCharge(json, deviations);
+    json.Pairs("current", [&] { WriteCurrent(json, deviations); });
+    json.Pairs("largest_error_us", Figure{deviations.LargestErrorUsec()}, "largest_error_phase",
+               PhaseNumber(json, deviations.LargestError()));
+    json.Pairs("limits", [&] { WriteLimits(json, report.limits); });
+    json.Pairs("exceeded",
+               ArrayOf(json, report.excesses, [&](const Excess& excess) { WriteExcess(json, excess); }));
+    json.Pairs("phases",
+               ArrayOf(json, deviations.phases, [&](const PhaseDeviation& p) { WritePhase(json, p); }));
+    json.Pairs("deviations", ArrayOf(json, deviations.findings,
+                                     [&](const Finding& finding) { WriteFinding(json, report, finding); }));
 }
 
-void PutRefusal(Json& object, const Report& report)
+void PutRefusal(JsonWriter& json, const Report& report)
 {
     const Refusal& refusal = *report.encoding.refusal;
     const std::vector<std::string> sentences = RefusalSentences(report);
-    const bool meeting = refusal.meets >= 0;
-    object["refusal"] = {
-        {"text", sentences.empty() ? std::string() : sentences.back()},
-        {"phase", PhaseNumber(refusal.failing)},
-        {"meets_phase", PhaseNumber(refusal.meets)},
-        {"carried_us", meeting ? Figure(refusal.carriedUsec) : Json()},
-        {"budget_words", refusal.phases.empty() ? Json() : Json(refusal.budgetWords)},
-        {"validation_words", refusal.validationWords < 0 ? Json() : Json(refusal.validationWords)},
-        {"written_words", refusal.writtenWords < 0 ? Json() : Json(refusal.writtenWords)}};
-    if (refusal.repairs)
-        object["adjusted"] = {{"fits", refusal.repairFits},
-                              {"phases", Stages(refusal.repaired)},
-                              {"text", PhaseListText(refusal.repaired)}};
+    json.Pairs("refusal", [&] {
+        json.Object("text", sentences.empty() ? std::string() : sentences.back(), "phase",
+                    PhaseNumber(json, refusal.failing), "meets_phase", PhaseNumber(json, refusal.meets),
+                    "carried_us", OrNull(json, refusal.meets >= 0, Figure{refusal.carriedUsec}),
+                    "budget_words", OrNull(json, !refusal.phases.empty(), refusal.budgetWords),
+                    "validation_words", OrNull(json, refusal.validationWords >= 0, refusal.validationWords),
+                    "written_words", OrNull(json, refusal.writtenWords >= 0, refusal.writtenWords));
+    });
+    if (!refusal.repairs) return;
+    json.Pairs("adjusted", [&] {
+        json.Object("fits", refusal.repairFits, "phases",
+                    ArrayOf(json, refusal.repaired, [&](const phase& p) { Stage(json, p)(); }), "text",
+                    PhaseListText(refusal.repaired));
+    });
 }
 
-Json StepObjects(const std::vector<StepRow>& rows)
+auto Steps(JsonWriter& json, const std::vector<StepRow>& rows)
 {
-    Json objects = Json::array();
-    for (const StepRow& row : rows)
-        objects.push_back({{"time_step_us", Number(row.timeStepUsec)},
-                           {"words", row.words == 0 ? Json() : Json(row.words)},
-                           {"largest_error_us", row.words == 0 ? Json() : Figure(row.largestErrorUsec)},
-                           {"period_error_us", row.words == 0 ? Json() : Figure(row.periodErrorUsec)},
-                           {"net_charge_nc", row.words == 0 ? Json() : Figure(row.netChargeNc)},
-                           {"as_asked", row.AsAsked()}});
-    return objects;
+    return ArrayOf(json, rows, [&json](const StepRow& row) {
+        const auto orNull = [&](auto value) { return OrNull(json, row.words != 0, value); };
+        json.Object("time_step_us", row.timeStepUsec, "words", orNull(row.words), "largest_error_us",
+                    orNull(Figure{row.largestErrorUsec}), "period_error_us",
+                    orNull(Figure{row.periodErrorUsec}), "net_charge_nc", orNull(Figure{row.netChargeNc}),
+                    "as_asked", row.AsAsked());
+    });
 }
 
-void PutAdvice(Json& object, const Advice& advice)
+void PutAdvice(JsonWriter& json, const Advice& advice)
 {
     if (advice.budget == 0 && advice.text.empty() && advice.steps.empty()) return;
-    Json& put = object["advice"] = Json::object();
-    if (advice.budget != 0) put["budget_words"] = advice.budget;
-    if (!advice.text.empty()) {
-        put["text"] = advice.text;
-        put["repaired"] = advice.repair;
-        for (const double usec : advice.movedUsec) put["moved_us"].push_back(Figure(usec));
-    }
-    if (!advice.steps.empty()) put["steps"] = StepObjects(advice.steps);
-    put["sentences"] = AdviceSentences(advice);
+    const std::vector<std::string> sentences = AdviceSentences(advice);
+    json.Pairs("advice", [&] {
+        json.Open('{');
+        if (advice.budget != 0) json.Pairs("budget_words", advice.budget);
+        if (!advice.text.empty()) json.Pairs("text", advice.text, "repaired", advice.repair);
+        if (!advice.text.empty() && !advice.movedUsec.empty())
+            json.Pairs("moved_us",
+                       ArrayOf(json, advice.movedUsec, [&](double usec) { json.Value(Figure{usec}); }));
+        if (!advice.steps.empty()) json.Pairs("steps", Steps(json, advice.steps));
+        json.Pairs("sentences", ArrayOf(json, sentences));
+        json.Close('}');
+    });
 }
 
-Json CommandObject(const ScheduledCommand& command)
+void PutCommand(JsonWriter& json, const ScheduledCommand& command)
 {
-    Json object{{"channel", command.channel},
-                {"sent_ms", command.sentMsec},
-                {"due_ms", command.dueMsec},
-                {"cycles", command.cycles}};
+    json.Pairs("channel", command.channel, "sent_ms", command.sentMsec, "due_ms", command.dueMsec, "cycles",
+               command.cycles);
     if (command.cyclesLeft >= 0)
-        object["cycles_left"] = command.cyclesLeft;
+        json.Pairs("cycles_left", command.cyclesLeft);
     else
-        object["continuous"] = true;
-    object["words"] = command.words;
-    return object;
+        json.Pairs("continuous", true);
+    json.Pairs("words", ArrayOf(json, command.words));
 }
 
-Json TotalObject(std::size_t commands, const TotalCurrent& total)
+void WriteTotal(JsonWriter& json, std::size_t commands, const TotalCurrent& total)
 {
-    return {{"commands", commands},
-            {"largest_total_current_ua", Figure(total.magnitude.ua)},
-            {"largest_total_current_at_ms", Figure(total.magnitude.atMsec)},
-            {"largest_net_current_ua", Figure(total.net.ua)},
-            {"largest_net_current_at_ms", Figure(total.net.atMsec)}};
+    json.Object("commands", commands, "largest_total_current_ua", Figure{total.magnitude.ua},
+                "largest_total_current_at_ms", Figure{total.magnitude.atMsec}, "largest_net_current_ua",
+                Figure{total.net.ua}, "largest_net_current_at_ms", Figure{total.net.atMsec});
 }
 
-Json CurveArray(const std::vector<PicturePoint>& curve)
+auto Curve(JsonWriter& json, const std::vector<PicturePoint>& curve)
 {
-    Json points = Json::array();
-    for (const PicturePoint& point : curve)
-        points.push_back(Json::array({Figure(point.at), Figure(point.currentUa)}));
-    return points;
+    return ArrayOf(json, curve, [&json](const PicturePoint& point) {
+        json.Array(std::initializer_list<double>{point.at, point.currentUa},
+                   [&](double value) { json.Value(Figure{value}); });
+    });
 }
 
-Json TickArray(const std::vector<PictureTick>& ticks)
+// The values of an array that differ in kind.
+template <typename... Values>
+void WriteTuple(JsonWriter& json, const Values&... values)
 {
-    Json array = Json::array();
-    for (const PictureTick& tick : ticks) array.push_back(Json::array({Figure(tick.at), tick.label}));
-    return array;
+    json.Open('[');
+    (json.Value(values), ...);
+    json.Close(']');
 }
 
-Json WordObject(const WordRow& row)
+auto Ticks(JsonWriter& json, const std::vector<PictureTick>& ticks)
+{
+    return ArrayOf(json, ticks,
+                   [&json](const PictureTick& tick) { WriteTuple(json, Figure{tick.at}, tick.label); });
+}
+
+void WriteWord(JsonWriter& json, const WordRow& row)
 {
     if (row.kind == playback::Kind::Cycles)
-        return {{"kind", NameOf(row.kind)}, {"cycles", playback::CyclesOf(row.bits)}};
-    return {{"kind", NameOf(row.kind)},        {"duration_steps", row.word.timeSteps},
-            {"duration_us", row.durationUsec}, {"current_ua", row.currentUa},
-            {"split_us", row.word.splitUsec},  {"in_pulse", row.word.inPulse},
-            {"flag_14", row.word.flag14},      {"after_split", row.word.ampAfterSplit}};
+        return json.Object("kind", NameOf(row.kind), "cycles", playback::CyclesOf(row.bits));
+    json.Object("kind", NameOf(row.kind), "duration_steps", row.word.timeSteps, "duration_us",
+                row.durationUsec, "current_ua", row.currentUa, "split_us", row.word.splitUsec, "in_pulse",
+                row.word.inPulse, "flag_14", row.word.flag14, "after_split", row.word.ampAfterSplit);
+}
+
+// A train of so many cycles, or without end.
+void PutCycles(JsonWriter& json, bool continuous, int cycles)
+{
+    if (continuous)
+        json.Pairs("continuous", true);
+    else
+        json.Pairs("cycles", cycles);
 }
 
 }  // namespace
@@ -300,227 +318,240 @@ std::string ReportJson(const Report& report, std::string_view place)
 std::string ReportJson(const Report& report, std::string_view place, const Advice& advice,
                        const std::vector<StepRow>& steps)
 {
-    Json object = Beginning(report, place);
-    object["text"] = report.encoding.asked.text;
-    object["library_version"] = TARVUTIL_VERSION;
-    object["stimulator"] = StimulatorObject(report.stimulator);
-    object["encoded"] = report.encoding.Encoded();
-    if (report.encoding.Encoded()) {
-        PutDeviations(object, report);
-    } else {
-        PutRefusal(object, report);
-        PutAdvice(object, advice);
-    }
-    if (!steps.empty()) object["steps"] = StepObjects(steps);
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutBeginning(json, report, place);
+        json.Pairs(
+            "text", report.encoding.asked.text, "library_version", TARVUTIL_VERSION, "stimulator",
+            [&] { WriteStimulator(json, report.stimulator); }, "encoded", report.encoding.Encoded());
+        if (report.encoding.Encoded()) {
+            PutDeviations(json, report);
+        } else {
+            PutRefusal(json, report);
+            PutAdvice(json, advice);
+        }
+        if (!steps.empty()) json.Pairs("steps", Steps(json, steps));
+    });
 }
 
 std::string LimitsJson(const Report& report, const Limits& limits)
 {
-    Json objects = Json::array();
-    for (const LimitKind& kind : LimitKinds()) {
-        const bool exceeded = std::any_of(report.excesses.begin(), report.excesses.end(),
-                                          [&](const Excess& excess) { return excess.limit == kind.limit; });
-        std::optional<double> most = limits.most[static_cast<std::size_t>(kind.limit)];
-        double value = std::nan("");
-        if (report.encoding.Encoded()) {
-            most = MostOf(kind, report.stimulator, limits, report.deviations);
-            value = kind.value(report.deviations);
-        }
-        objects.push_back({{"limit", kind.name},
-                           {"what", kind.what},
-                           {"unit", kind.unit},
-                           {"value", Figure(value)},
-                           {"most", most ? Figure(*most) : Json()},
-                           {"exceeded", exceeded}});
-    }
-    return Line(objects);
+    return Written([&](JsonWriter& json) {
+        json.Array(LimitKinds(), [&](const LimitKind& kind) {
+            const bool exceeded =
+                std::any_of(report.excesses.begin(), report.excesses.end(),
+                            [&](const Excess& excess) { return excess.limit == kind.limit; });
+            std::optional<double> most = limits.most[static_cast<std::size_t>(kind.limit)];
+            double value = std::nan("");
+            if (report.encoding.Encoded()) {
+                most = MostOf(kind, report.stimulator, limits, report.deviations);
+                value = kind.value(report.deviations);
+            }
+            json.Object("limit", kind.name, "what", kind.what, "unit", kind.unit, "value", Figure{value},
+                        "most", OrNull(json, most.has_value(), Figure{most.value_or(0)}), "exceeded",
+                        exceeded);
+        });
+    });
 }
 
 std::string WordsJson(const Report& report, std::string_view place)
 {
-    Json object = Beginning(report, place);
-    const Encoding& encoding = report.encoding;
-    if (!encoding.Encoded()) return Line(object);
-    const StimPattern& pattern = Base(encoding.pattern);
-    if (pattern.IsContinuous())
-        object["continuous"] = true;
-    else
-        object["cycles"] = pattern.CycleCount();
-    object["time_step_us"] = Number(report.stimulator.timeStepUsec);
-    object["amp_step_ua"] = Number(report.stimulator.ampStepUa);
-    object["words"] = encoding.words;
-    for (const WordRow& row : RowsOf(report.stimulator.Scale(), encoding.words))
-        object["content"].push_back(WordObject(row));
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutBeginning(json, report, place);
+        const Encoding& encoding = report.encoding;
+        if (!encoding.Encoded()) return;
+        const StimPattern& pattern = Base(encoding.pattern);
+        PutCycles(json, pattern.IsContinuous(), pattern.CycleCount());
+        json.Pairs("time_step_us", report.stimulator.timeStepUsec, "amp_step_ua", report.stimulator.ampStepUa,
+                   "words", ArrayOf(json, encoding.words));
+        const std::vector<WordRow> rows = RowsOf(report.stimulator.Scale(), encoding.words);
+        json.Pairs("content", ArrayOf(json, rows, [&](const WordRow& row) { WriteWord(json, row); }));
+    });
 }
 
 std::string TimelineJson(const Report& report, const Timeline& timeline, std::string_view place)
 {
-    Json object = Beginning(report, place);
-    if (!report.encoding.Encoded()) return Line(object);
-    if (timeline.continuous)
-        object["continuous"] = true;
-    else
-        object["cycles"] = timeline.cyclesAsked;
-    object["start_ms"] = timeline.startMsec;
-    object["blocks"] = Json::array();
-    for (const Block& block : timeline.blocks) {
-        Json entry{{"sent_ms", block.sentMsec}, {"due_ms", block.dueMsec}, {"cycles", block.cycles}};
-        if (!timeline.continuous) entry["cycles_left"] = block.cyclesLeft;
-        object["blocks"].push_back(std::move(entry));
-    }
-    object["cycles_sent"] = timeline.cyclesSent;
-    object["complete"] = timeline.Complete();
-    object["longest_gap_ms"] = timeline.longestGapMsec;
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutBeginning(json, report, place);
+        if (!report.encoding.Encoded()) return;
+        PutCycles(json, timeline.continuous, timeline.cyclesAsked);
+        json.Pairs("start_ms", timeline.startMsec);
+        json.Pairs("blocks", ArrayOf(json, timeline.blocks, [&](const Block& block) {
+                       json.Open('{');
+                       json.Pairs("sent_ms", block.sentMsec, "due_ms", block.dueMsec, "cycles", block.cycles);
+                       if (!timeline.continuous) json.Pairs("cycles_left", block.cyclesLeft);
+                       json.Close('}');
+                   }));
+        json.Pairs("cycles_sent", timeline.cyclesSent, "complete", timeline.Complete(), "longest_gap_ms",
+                   timeline.longestGapMsec);
+    });
 }
 
 std::string CommandJson(const ScheduledCommand& command, std::string_view place)
 {
-    Json object = AtPlace(place);
-    object.update(CommandObject(command));
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutPlace(json, place);
+        PutCommand(json, command);
+    });
 }
 
 std::string TotalJson(std::size_t commands, const TotalCurrent& total)
 {
-    return Line(TotalObject(commands, total));
+    return Written([&](JsonWriter& json) { WriteTotal(json, commands, total); });
 }
 
 std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec)
 {
-    Json object{{"trains", Json::array()}, {"commands", Json::array()}};
-    for (const ScheduledTrain& train : schedule.Trains())
-        object["trains"].push_back({{"train", train.number},
-                                    {"channel", train.channel},
-                                    {"start_ms", train.startMsec},
-                                    {"end_ms", Figure(train.endUsec / 1000)},
-                                    {"text", schedule.PatternOf(train).text}});
-    Json& commands = object["commands"];
-    schedule.Play(host, untilMsec, [&commands](const ScheduledCommand& command) {
-        Json entry{{"train", command.number}};
-        entry.update(CommandObject(command));
-        commands.push_back(std::move(entry));
+    const auto writeTrains = [&](JsonWriter& json) {
+        json.Array(schedule.Trains(), [&](const ScheduledTrain& train) {
+            json.Object("train", train.number, "channel", train.channel, "start_ms", train.startMsec,
+                        "end_ms", Figure{train.endUsec / 1000}, "text", schedule.PatternOf(train).text);
+        });
+    };
+    return ObjectOf([&](JsonWriter& json) {
+        json.Pairs("trains", [&] { writeTrains(json); });
+        std::size_t commands = 0;
+        json.Pairs("commands", [&] {
+            json.Open('[');
+            schedule.Play(host, untilMsec, [&](const ScheduledCommand& command) {
+                ++commands;
+                json.Open('{');
+                json.Pairs("train", command.number);
+                PutCommand(json, command);
+                json.Close('}');
+            });
+            json.Close(']');
+        });
+        json.Pairs("total", [&] { WriteTotal(json, commands, schedule.Total(untilMsec)); });
     });
-    object["total"] = TotalObject(commands.size(), schedule.Total(untilMsec));
-    return Line(object);
 }
+
+namespace {
+
+void PutDesigned(JsonWriter& json, const Design& design)
+{
+    const std::vector<std::string> remarks = ChangeSentences(design);
+    json.Pairs("text", design.text, "adjusted", design.adjusted);
+    json.Pairs("changes", ArrayOf(json, design.changes, [&](const DesignChange& change) {
+                   json.Object("item", NameOf(change.item), "asked", Figure{change.asked}, "got",
+                               Figure{change.got}, "text", Sentence(change));
+               }));
+    json.Pairs("remarks", ArrayOf(json, remarks));
+    json.Pairs("exceeded",
+               ArrayOf(json, design.excesses, [&](const Excess& excess) { WriteExcess(json, excess); }));
+}
+
+}  // namespace
 
 std::string DesignJson(const Design& design, const std::string& name)
 {
-    Json object{{"name", name},
-                {"pattern", design.report.stimulator.pattern == PatternKind::Plain ? "plain" : "lilly"}};
-    if (!design.text.empty()) {
-        object["text"] = design.text;
-        object["adjusted"] = design.adjusted;
-        Json& changes = object["changes"] = Json::array();
-        for (const DesignChange& change : design.changes)
-            changes.push_back({{"item", NameOf(change.item)},
-                               {"asked", Figure(change.asked)},
-                               {"got", Figure(change.got)},
-                               {"text", Sentence(change)}});
-        object["remarks"] = ChangeSentences(design);
-        Json& exceeded = object["exceeded"] = Json::array();
-        for (const Excess& excess : design.excesses) exceeded.push_back(ExcessObject(excess));
-    } else if (design.outOfReach) {
-        object["errors"] = Json::array({Sentence(*design.outOfReach)});
-        object["reachable"] = Figure(design.outOfReach->reachable);
-    } else {
-        object["errors"] = RefusalSentences(design.report);
-        object["advice"] = AdviceSentences(AdviceOn(design.report));
-    }
-    return Line(object);
+    const bool plain = design.report.stimulator.pattern == PatternKind::Plain;
+    return ObjectOf([&](JsonWriter& json) {
+        json.Pairs("name", name, "pattern", plain ? "plain" : "lilly");
+        if (!design.text.empty()) {
+            PutDesigned(json, design);
+        } else if (design.outOfReach) {
+            json.Pairs(
+                "errors", [&] { WriteTuple(json, Sentence(*design.outOfReach)); }, "reachable",
+                Figure{design.outOfReach->reachable});
+        } else {
+            const std::vector<std::string> errors = RefusalSentences(design.report);
+            const std::vector<std::string> advice = AdviceSentences(AdviceOn(design.report));
+            json.Pairs("errors", ArrayOf(json, errors), "advice", ArrayOf(json, advice));
+        }
+    });
 }
 
 std::string StepsJson(const std::vector<StepRow>& rows)
 {
-    return Line(StepObjects(rows));
+    return Written([&](JsonWriter& json) { json.Value(Steps(json, rows)); });
 }
 
 std::string PictureJson(const Picture& picture)
 {
-    Json object{{"title", picture.title},
-                {"subtitle", picture.subtitle},
-                {"notes", picture.notes},
-                {"time_axis", picture.timeAxis},
-                {"current_axis", picture.currentAxis},
-                {"asked_name", picture.askedName},
-                {"played_name", picture.playedName},
-                {"width", Figure(picture.width)},
-                {"low_ua", Figure(picture.lowUa)},
-                {"high_ua", Figure(picture.highUa)},
-                {"cap_ua", Figure(picture.capUa)},
-                {"fine", picture.fine},
-                {"asked", CurveArray(picture.asked)},
-                {"played", CurveArray(picture.played)},
-                {"time_ticks", TickArray(picture.timeTicks)},
-                {"current_ticks", TickArray(picture.currentTicks)},
-                {"breaks", Json::array()},
-                {"breaks_text", picture.breaksText}};
-    for (const PictureBreak& gap : picture.breaks)
-        object["breaks"].push_back(Json::array({Figure(gap.from), Figure(gap.to), gap.label}));
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        json.Pairs("title", picture.title, "subtitle", picture.subtitle, "notes",
+                   ArrayOf(json, picture.notes), "time_axis", picture.timeAxis, "current_axis",
+                   picture.currentAxis, "asked_name", picture.askedName, "played_name", picture.playedName,
+                   "width", Figure{picture.width}, "low_ua", Figure{picture.lowUa}, "high_ua",
+                   Figure{picture.highUa}, "cap_ua", Figure{picture.capUa}, "fine", picture.fine);
+        json.Pairs("asked", Curve(json, picture.asked), "played", Curve(json, picture.played), "time_ticks",
+                   Ticks(json, picture.timeTicks), "current_ticks", Ticks(json, picture.currentTicks));
+        json.Pairs("breaks", ArrayOf(json, picture.breaks, [&](const PictureBreak& gap) {
+                       WriteTuple(json, Figure{gap.from}, Figure{gap.to}, gap.label);
+                   }));
+        json.Pairs("breaks_text", picture.breaksText);
+    });
 }
 
 std::string SegmentsJson(float timeStepUsec, float ampStepUa, const std::vector<unsigned int>& words,
                          std::string_view place)
 {
     const playback::Scale scale{static_cast<double>(timeStepUsec), static_cast<double>(ampStepUa)};
-    Json object = AtPlace(place);
-    const std::vector<std::string> remarks = playback::Remarks(words, scale);
-    if (!remarks.empty()) object["warnings"] = remarks;
-    object["cycles"] = playback::CyclesOf(words.front());
-    object["period_us"] = playback::PeriodUsec(words, scale);
-    object["time_step_us"] = Number(timeStepUsec);
-    object["amp_step_ua"] = Number(ampStepUa);
-    Json& segments = object["segments"] = Json::array();
-    for (const playback::Segment& segment : playback::Segments(words, scale))
-        segments.push_back({{"start_us", segment.startUsec},
-                            {"duration_us", segment.durationUsec},
-                            {"current_ua", segment.currentUa},
-                            {"kind", playback::NameOf(segment.kind)},
-                            {"word", segment.word}});
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutPlace(json, place);
+        const std::vector<std::string> remarks = playback::Remarks(words, scale);
+        if (!remarks.empty()) json.Pairs("warnings", ArrayOf(json, remarks));
+        json.Pairs("cycles", playback::CyclesOf(words.front()), "period_us",
+                   playback::PeriodUsec(words, scale), "time_step_us", timeStepUsec, "amp_step_ua",
+                   ampStepUa);
+        const std::vector<playback::Segment> segments = playback::Segments(words, scale);
+        json.Pairs("segments", ArrayOf(json, segments, [&](const playback::Segment& segment) {
+                       json.Object("start_us", segment.startUsec, "duration_us", segment.durationUsec,
+                                   "current_ua", segment.currentUa, "kind", playback::NameOf(segment.kind),
+                                   "word", segment.word);
+                   }));
+    });
 }
 
 std::string ProfileJson(const Profile& profile)
 {
-    Json object{{"settings", Json::array()}};
-    for (const SettingInForce& setting : InForce(profile)) {
-        const SettingKind& kind = *setting.kind;
-        Json value = SettingText(kind, setting.value);
-        if (kind.form == SettingForm::Switch) value = setting.value != 0;
-        if (kind.form == SettingForm::Number) value = Figure(setting.value);
-        if (kind.form == SettingForm::Count) value = static_cast<std::int64_t>(setting.value);
-        object["settings"].push_back({{"option", kind.name},
-                                      {std::string("value") + kind.key, std::move(value)},
-                                      {"place", setting.place}});
-    }
-    for (const Loosened& loosened : profile.limits.loosened) object["warnings"].push_back(Sentence(loosened));
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        const std::vector<SettingInForce> settings = InForce(profile);
+        json.Pairs("settings", ArrayOf(json, settings, [&](const SettingInForce& setting) {
+                       const SettingKind& kind = *setting.kind;
+                       const auto value = [&] {
+                           if (kind.form == SettingForm::Switch)
+                               json.Value(setting.value != 0);
+                           else if (kind.form == SettingForm::Number)
+                               json.Value(Figure{setting.value});
+                           else if (kind.form == SettingForm::Count)
+                               json.Value(static_cast<std::int64_t>(setting.value));
+                           else
+                               json.Value(SettingText(kind, setting.value));
+                       };
+                       json.Object("option", kind.name, std::string("value") + kind.key, value, "place",
+                                   setting.place);
+                   }));
+        if (!profile.limits.loosened.empty())
+            json.Pairs("warnings", ArrayOf(json, profile.limits.loosened, [&](const Loosened& loosened) {
+                           json.Value(Sentence(loosened));
+                       }));
+    });
 }
 
 std::string SummaryJson(const Summary& summary)
 {
-    Json object{
-        {"patterns", summary.patterns}, {"within_limits", summary.within}, {"refused", summary.refused}};
-    Json& worst = object["worst"] = Json::array();
-    for (const LimitKind& kind : LimitKinds()) {
-        const Summary::Worst& found = summary.worst[static_cast<std::size_t>(kind.limit)];
-        if (!found.place.empty())
-            worst.push_back({{"limit", kind.name},
-                             {std::string("value") + kind.key, Figure(found.value)},
-                             {"place", found.place}});
-    }
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        json.Pairs("patterns", summary.patterns, "within_limits", summary.within, "refused", summary.refused);
+        json.Pairs("worst", [&] {
+            json.Open('[');
+            for (const LimitKind& kind : LimitKinds()) {
+                const Summary::Worst& found = summary.worst[static_cast<std::size_t>(kind.limit)];
+                if (!found.place.empty())
+                    json.Object("limit", kind.name, std::string("value") + kind.key, Figure{found.value},
+                                "place", found.place);
+            }
+            json.Close(']');
+        });
+    });
 }
 
 std::string ErrorJson(const std::vector<std::string>& errors, std::string_view place)
 {
-    Json object = AtPlace(place);
-    object["errors"] = errors;
-    return Line(object);
+    return ObjectOf([&](JsonWriter& json) {
+        PutPlace(json, place);
+        json.Pairs("errors", ArrayOf(json, errors));
+    });
 }
 
 }  // namespace preview
