@@ -1,6 +1,7 @@
 /* The gateway of MATLAB and Octave to the C interface: one function, whose first argument names what to do. The functions
  * of the package tarvutil call it and explain it; nobody else should. Patterns stay here: outside they are numbers, of
  * which no number is used twice. An error is raised last, after everything was freed: raising it does not return. */
+#include <float.h>
 #include <math.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -12,7 +13,8 @@
 
 enum
 {
-    TEXT_ROOM = 1000
+    TEXT_ROOM = 1000,
+    MOST_SAMPLES = 100000000
 };
 
 static char failure[TEXT_ROOM];
@@ -62,7 +64,7 @@ static char* text_of(const mxArray* array, const char* what)
         const mxChar* letters = mxGetChars(array);
         for (i = 0; i < mxGetNumberOfElements(array); ++i) {
             if (letters[i] != 0) continue;
-            snprintf(message, sizeof message, "%s: a NUL inside", what);
+            snprintf(message, sizeof message, "%s: it contains a NUL", what);
             fail("tarvutil:badArgument", message);
             return NULL;
         }
@@ -87,6 +89,17 @@ static double number_of(const mxArray* array, const char* what)
     snprintf(message, sizeof message, "%s: a real number is needed", what);
     fail("tarvutil:badArgument", message);
     return NAN;
+}
+
+/* A number that is finite in single precision and above 0. */
+static float above_zero_of(const mxArray* array, const char* what)
+{
+    char message[TEXT_ROOM];
+    const float value = (float)number_of(array, what);
+    if (value > 0 && value <= FLT_MAX) return value;
+    snprintf(message, sizeof message, "%s: a finite number above 0 is needed", what);
+    fail("tarvutil:badArgument", message);
+    return 1;
 }
 
 static int64_t whole_of(const mxArray* array, const char* what)
@@ -184,6 +197,12 @@ static int32_t put_pattern(void* pattern, void* more, char* text, int32_t capaci
     return tarvutil_pattern_text((tarvutil_pattern*)pattern, text, capacity);
 }
 
+static int32_t put_settings(void* stimulator, void* more, char* text, int32_t capacity)
+{
+    (void)more;
+    return tarvutil_stimulator_json((tarvutil_stimulator*)stimulator, text, capacity);
+}
+
 static mxArray* report_words(tarvutil_report* report)
 {
     mxArray* result;
@@ -197,13 +216,30 @@ static mxArray* report_words(tarvutil_report* report)
     return result;
 }
 
-/* --- Stimulators: four arguments, the text and name of a device file, keys, and their values --- */
+/* --- Stimulators: six arguments, text and name of a device file and of a pattern file, keys, and their values --- */
+
+typedef int32_t (*read_text)(tarvutil_stimulator* stimulator, const char* text, int32_t length,
+                             const char* name, int32_t name_length);
+
+/* Reads a file whose text and name are two arguments; there is none when the name is empty. */
+static void read_file(tarvutil_stimulator* stimulator, read_text read, int first, const char* what)
+{
+    char* text = text_of(argument(first), what);
+    char* name = text_of(argument(first + 1), what);
+    if (failure_id == NULL && name[0] != '\0' && read(stimulator, text, -1, name, -1) != TARVUTIL_OK) {
+        char reason[TEXT_ROOM] = "";
+        tarvutil_stimulator_error(stimulator, reason, TEXT_ROOM);
+        fail("tarvutil:badArgument", reason);
+    }
+    if (text != NULL) mxFree(text);
+    if (name != NULL) mxFree(name);
+}
 
 static void set_options(tarvutil_stimulator* stimulator, const mxArray* keys, const mxArray* values)
 {
     mwSize i;
-    if (keys == NULL || values == NULL || !mxIsCell(keys) || !mxIsDouble(values) ||
-        mxGetNumberOfElements(keys) != mxGetNumberOfElements(values)) {
+    if (keys == NULL || values == NULL || !mxIsCell(keys) || !mxIsDouble(values) || mxIsComplex(values) ||
+        mxIsSparse(values) || mxGetNumberOfElements(keys) != mxGetNumberOfElements(values)) {
         fail("tarvutil:badArgument", "options: names and values are needed");
         return;
     }
@@ -221,21 +257,14 @@ static void set_options(tarvutil_stimulator* stimulator, const mxArray* keys, co
 static tarvutil_stimulator* stimulator_of(int first)
 {
     char reason[TEXT_ROOM] = "";
-    char* device = text_of(argument(first), "device");
-    char* name = text_of(argument(first + 1), "name of the device file");
     tarvutil_stimulator* stimulator = tarvutil_stimulator_new(reason, TEXT_ROOM);
-    if (stimulator == NULL) fail("tarvutil:noMemory", reason);
-    if (failure_id == NULL && name[0] != '\0') {
-        const int32_t code = tarvutil_stimulator_read_profile(stimulator, device, -1, name, -1);
-        if (code != TARVUTIL_OK) {
-            char text[TEXT_ROOM] = "";
-            tarvutil_stimulator_error(stimulator, text, TEXT_ROOM);
-            fail("tarvutil:badArgument", text);
-        }
+    if (stimulator == NULL) {
+        fail("tarvutil:noMemory", reason);
+        return NULL;
     }
-    if (failure_id == NULL) set_options(stimulator, argument(first + 2), argument(first + 3));
-    if (device != NULL) mxFree(device);
-    if (name != NULL) mxFree(name);
+    read_file(stimulator, tarvutil_stimulator_read_profile, first, "device");
+    if (failure_id == NULL) read_file(stimulator, tarvutil_stimulator_read_patterns, first + 2, "patterns");
+    if (failure_id == NULL) set_options(stimulator, argument(first + 4), argument(first + 5));
     if (failure_id == NULL) return stimulator;
     tarvutil_stimulator_free(stimulator);
     return NULL;
@@ -293,7 +322,7 @@ static kept** entry_of(const mxArray* array)
     if (array != NULL && mxIsUint64(array) && mxGetNumberOfElements(array) == 1)
         for (entry = &patterns; *entry != NULL; entry = &(*entry)->next)
             if ((*entry)->number == *(const uint64_t*)mxGetData(array)) return entry;
-    fail("tarvutil:badHandle", "pattern: this is none, or it was cleared");
+    fail("tarvutil:badHandle", "pattern: there is no such pattern, or it was freed");
     return NULL;
 }
 
@@ -353,7 +382,7 @@ typedef struct
     mxArray** results;
 } results;
 
-/* The report on argument 1, a text or a pattern, read leniently or not by argument 2, with the options of 3 to 6. */
+/* The report on argument 1, a text or a pattern, read leniently or not by argument 2, with the options of 3 to 8. */
 static tarvutil_report* report_of(void)
 {
     char reason[TEXT_ROOM] = "";
@@ -390,17 +419,17 @@ static void check(results* out)
     tarvutil_report_free(report);
 }
 
-/* Argument 7: 0 one cycle, 1 the train. */
+/* Argument 9: 0 one cycle, 1 the train. */
 static void picture(results* out)
 {
     tarvutil_report* report = report_of();
-    int32_t drawn = report != NULL ? (int32_t)whole_of(argument(7), "drawn") : 0;
+    int32_t drawn = report != NULL && whole_of(argument(9), "drawn") != 0 ? TARVUTIL_TRAIN : TARVUTIL_CYCLE;
     if (report != NULL && failure_id == NULL)
         out->results[0] = text_result(put_picture, report_error, report, &drawn);
     tarvutil_report_free(report);
 }
 
-/* Argument 1: the parameters as JSON; 2 to 5 the options. */
+/* Argument 1: the parameters as JSON; 2 to 7 the options. */
 static void design(results* out)
 {
     char reason[TEXT_ROOM] = "";
@@ -418,10 +447,42 @@ static void design(results* out)
     if (json != NULL) mxFree(json);
 }
 
-static const char* words_failure(int32_t code)
+/* Options: the values in force, as JSON. */
+static void device(results* out)
 {
-    return code == TARVUTIL_REFUSED ? "words: they are no word array, or hold a word that is none"
-                                    : "words: a step, a rate or a count is outside its range";
+    tarvutil_stimulator* stimulator = stimulator_of(1);
+    if (stimulator == NULL) return;
+    out->results[0] = text_result(put_settings, stimulator_error, stimulator, NULL);
+    tarvutil_stimulator_free(stimulator);
+}
+
+static void fail_by_words(int32_t code)
+{
+    if (code == TARVUTIL_REFUSED)
+        fail("tarvutil:badArgument", "words: this is not a word array");
+    else
+        fail(id_of(code), "rate_hz: there would be more than 100000000 samples");
+}
+
+/* Words, time step, amplitude step: the JSON of what they play, for its warnings. */
+static void remarks(results* out)
+{
+    const uint32_t* words = NULL;
+    const int32_t count = words_of(argument(1), &words);
+    const float time_step = above_zero_of(argument(2), "time_step");
+    const float amp_step = above_zero_of(argument(3), "amp_step");
+    int32_t size;
+    char* text;
+    if (failure_id != NULL) return;
+    size = tarvutil_segments_json(words, count, time_step, amp_step, NULL, 0);
+    if (size < 0) {
+        fail_by_words(size);
+        return;
+    }
+    text = (char*)mxMalloc((size_t)size + 1);
+    tarvutil_segments_json(words, count, time_step, amp_step, text, size + 1);
+    out->results[0] = mxCreateString(text);
+    mxFree(text);
 }
 
 /* Words, time step, amplitude step: start, duration, current and word of each stretch, a column each. */
@@ -429,16 +490,15 @@ static void decode(results* out)
 {
     const uint32_t* words = NULL;
     const int32_t count = words_of(argument(1), &words);
-    const float time_step = (float)number_of(argument(2), "time_step");
-    const float amp_step = (float)number_of(argument(3), "amp_step");
+    const float time_step = above_zero_of(argument(2), "time_step");
+    const float amp_step = above_zero_of(argument(3), "amp_step");
     int32_t segments;
     mxArray* numbers;
     mxArray* indices;
     if (failure_id != NULL) return;
     segments = tarvutil_segments(words, count, time_step, amp_step, NULL, NULL, NULL, NULL, 0);
     if (segments < 0) {
-        fail(segments == TARVUTIL_REFUSED ? "tarvutil:badArgument" : id_of(segments),
-             words_failure(segments));
+        fail_by_words(segments);
         return;
     }
     numbers = mxCreateDoubleMatrix((mwSize)segments, 3, mxREAL);
@@ -454,35 +514,113 @@ static void samples(results* out)
 {
     const uint32_t* words = NULL;
     const int32_t count = words_of(argument(1), &words);
-    const float time_step = (float)number_of(argument(2), "time_step");
-    const float amp_step = (float)number_of(argument(3), "amp_step");
+    const float time_step = above_zero_of(argument(2), "time_step");
+    const float amp_step = above_zero_of(argument(3), "amp_step");
     const int64_t cycles = whole_of(argument(4), "cycles");
-    const double rate = number_of(argument(5), "rate");
+    const double rate = number_of(argument(5), "rate_hz");
     int32_t found;
+    if (!(rate > 0 && rate <= DBL_MAX))
+        fail("tarvutil:badArgument", "rate_hz: a finite number above 0 is needed");
+    if (cycles < 0) fail("tarvutil:badArgument", "cycles: a whole number of 0 or above is needed");
     if (failure_id != NULL) return;
     found = tarvutil_samples(words, count, time_step, amp_step, cycles, rate, NULL, 0);
-    if (found < 0) {
-        fail(found == TARVUTIL_REFUSED ? "tarvutil:badArgument" : id_of(found), words_failure(found));
+    if (found < 0 || found > MOST_SAMPLES) {
+        fail_by_words(found < 0 ? found : TARVUTIL_BAD_ARGUMENT);
         return;
     }
     out->results[0] = mxCreateDoubleMatrix((mwSize)found, 1, mxREAL);
     tarvutil_samples(words, count, time_step, amp_step, cycles, rate, mxGetPr(out->results[0]), found);
 }
 
-/* Options: a Lilly or plain pattern, as "pattern" says. */
+typedef struct
+{
+    int32_t poll_ms;
+    int64_t until_ms;
+} schedule_times;
+
+static int32_t put_schedule(void* made, void* times, char* text, int32_t capacity)
+{
+    const schedule_times* when = (const schedule_times*)times;
+    return tarvutil_schedule_json((tarvutil_schedule*)made, when->poll_ms, when->until_ms, text, capacity);
+}
+
+static int32_t schedule_error(const void* made, char* text, int32_t capacity)
+{
+    return tarvutil_schedule_error((const tarvutil_schedule*)made, text, capacity);
+}
+
+/* Adds train i of argument 1, channels, 2, starts, and 3, texts, read leniently or not by argument 4. */
+static void add_train(tarvutil_schedule* made, mwSize i)
+{
+    const double channel = mxGetPr(argument(1))[i];
+    const double start = mxGetPr(argument(2))[i];
+    char* text;
+    int32_t code;
+    if (!(channel >= 0 && channel <= INT32_MAX && channel == floor(channel))) {
+        fail("tarvutil:badArgument", "channels: whole numbers of 0 or above are needed");
+        return;
+    }
+    if (!(start >= 0 && start <= 9e15 && start == floor(start))) {
+        fail("tarvutil:badArgument", "starts_ms: whole numbers of 0 or above are needed");
+        return;
+    }
+    text = text_of(mxGetCell(argument(3), i), "texts");
+    if (text == NULL) return;
+    code = tarvutil_schedule_add(made, (int32_t)channel, (int64_t)start, text, -1,
+                                 number_of(argument(4), "lenient") != 0);
+    mxFree(text);
+    if (code < 0) fail_by(schedule_error, made, code);
+}
+
+/* Arguments 5 to 10: the options; 11 and 12: how often the host polls, and the end, milliseconds. */
+static void schedule(results* out)
+{
+    char reason[TEXT_ROOM] = "";
+    const mxArray* channels = argument(1);
+    const mxArray* starts = argument(2);
+    const mxArray* texts = argument(3);
+    const int64_t poll_ms = whole_of(argument(11), "poll_ms");
+    schedule_times times;
+    tarvutil_stimulator* stimulator;
+    tarvutil_schedule* made;
+    mwSize i;
+    times.poll_ms = poll_ms >= 1 && poll_ms <= INT32_MAX ? (int32_t)poll_ms : 0;
+    times.until_ms = whole_of(argument(12), "until_ms");
+    if (failure_id != NULL) return;
+    if (!mxIsDouble(channels) || !mxIsDouble(starts) || mxIsComplex(channels) || mxIsComplex(starts) ||
+        mxIsSparse(channels) || mxIsSparse(starts) || !mxIsCell(texts) ||
+        mxGetNumberOfElements(channels) != mxGetNumberOfElements(texts) ||
+        mxGetNumberOfElements(starts) != mxGetNumberOfElements(texts)) {
+        fail("tarvutil:badArgument", "texts: one channel and one start, doubles, are needed for each text");
+        return;
+    }
+    stimulator = stimulator_of(5);
+    if (stimulator == NULL) return;
+    made = tarvutil_schedule_new(stimulator, reason, TEXT_ROOM);
+    tarvutil_stimulator_free(stimulator);
+    if (made == NULL) {
+        fail("tarvutil:badArgument", reason);
+        return;
+    }
+    for (i = 0; i < mxGetNumberOfElements(texts) && failure_id == NULL; ++i) add_train(made, i);
+    if (failure_id == NULL) out->results[0] = text_result(put_schedule, schedule_error, made, &times);
+    tarvutil_schedule_free(made);
+}
+
+/* Options: a Lilly pattern, whatever kind a file gives. */
 static void pattern_new(results* out)
 {
     char reason[TEXT_ROOM] = "";
-    double value[5] = {0};
-    static const char* keys[5] = {"pattern", "time-step", "amp-step", "amp-max", "budget"};
+    double value[4] = {0};
+    static const char* keys[4] = {"time-step", "amp-step", "amp-max", "budget"};
     int i;
     tarvutil_pattern* pattern;
     tarvutil_stimulator* stimulator = stimulator_of(1);
     if (stimulator == NULL) return;
-    for (i = 0; i < 5; ++i) tarvutil_stimulator_get(stimulator, keys[i], -1, &value[i]);
+    for (i = 0; i < 4; ++i) tarvutil_stimulator_get(stimulator, keys[i], -1, &value[i]);
     tarvutil_stimulator_free(stimulator);
-    pattern = tarvutil_pattern_new((int32_t)value[0], (float)value[1], (float)value[2], (float)value[3],
-                                   (int32_t)value[4], reason, TEXT_ROOM);
+    pattern = tarvutil_pattern_new(TARVUTIL_LILLY, (float)value[0], (float)value[1], (float)value[2],
+                                   (int32_t)value[3], reason, TEXT_ROOM);
     if (pattern == NULL)
         fail("tarvutil:badArgument", reason);
     else
@@ -564,7 +702,10 @@ static const struct
     {"check", check},
     {"picture", picture},
     {"design", design},
+    {"device", device},
     {"decode", decode},
+    {"remarks", remarks},
+    {"schedule", schedule},
     {"samples", samples},
     {"pattern_new", pattern_new},
     {"pattern_clear", pattern_clear},
@@ -590,7 +731,7 @@ void mexFunction(int nlhs, mxArray* plhs[], int nrhs, const mxArray* prhs[])
         if (strcmp(commands[i].name, name) == 0) break;
     if (name != NULL) mxFree(name);
     if (failure_id == NULL && i == sizeof commands / sizeof *commands)
-        fail("tarvutil:badArgument", "command: this is none");
+        fail("tarvutil:badArgument", "command: there is no such command");
     if (failure_id == NULL) commands[i].run(&out);
     if (failure_id != NULL) mexErrMsgIdAndTxt(failure_id, "%s", failure);
 }

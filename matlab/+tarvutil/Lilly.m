@@ -17,8 +17,8 @@ classdef Lilly < handle
   methods
     function this = Lilly(varargin)
       [~, options] = tarvutil.internal.settings(varargin);
-      if any(strcmp(options{3}, 'pattern'))
-        error('tarvutil:badArgument', 'pattern: a Lilly pattern has no other kind');
+      if any(strcmp(options{5}, 'pattern'))
+        error('tarvutil:badArgument', 'pattern: tarvutil.Lilly does not accept this option');
       end
       this.number = tarvutil_mex('pattern_new', options{:});
     end

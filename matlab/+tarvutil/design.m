@@ -6,7 +6,7 @@ function designs = design(parameters, varargin)
 %   burst_rate (Hz), ramp_up, ramp_down (pulses), times, off (s), name. A sweep is a text, 'FROM:TO:STEP'.
 %
 %   Returns an array of structures, one per text: name, pattern ('lilly' or 'plain', for tarvutil.encode), text, adjusted,
-%   changes, remarks (what of it is played otherwise, as sentences), exceeded (limits). A design that nothing plays has no
+%   changes, remarks (the differences from the request, as sentences), exceeded (limits). A design that nothing plays has no
 %   text, but errors.
 %   designs = tarvutil.design(parameters, name, value, ...) sets options, see tarvutil.check.
 %
@@ -26,7 +26,7 @@ function designs = design(parameters, varargin)
     if ischar(value)
       continue
     elseif ~(isnumeric(value) && isreal(value) && isscalar(value)) || isnan(value)
-      error('tarvutil:badArgument', '%s: neither a number nor a text', names{i});
+      error('tarvutil:badArgument', '%s: a number or a text is needed', names{i});
     elseif value == Inf
       parameters.(names{i}) = 'inf';
     else

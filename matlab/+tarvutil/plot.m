@@ -9,10 +9,10 @@ function axes_handle = plot(subject, varargin)
   [lenient, options, values] = tarvutil.internal.settings(varargin, {'train'}, true);
   drawn = double(tarvutil.internal.valueOf(values, 'train', 0) ~= 0);
   picture = jsondecode(tarvutil_mex('picture', tarvutil.internal.subjectOf(subject), lenient, options{:}, drawn));
-  played = plot(picture.played(:, 1), picture.played(:, 2), 'color', [0 0.447 0.698], 'linewidth', 1.5);
+  played = plot(picture.played(:, 1), picture.played(:, 2), 'color', [0 0.447 0.698], 'linewidth', 2.5);
   ax = ancestor(played(1), 'axes');
   hold(ax, 'on');
-  plot(ax, picture.asked(:, 1), picture.asked(:, 2), '--', 'color', [0 0 0]);
+  plot(ax, picture.asked(:, 1), picture.asked(:, 2), '--', 'color', [0 0 0], 'linewidth', 1);
   hold(ax, 'off');
   xlim(ax, [0 picture.width]);
   ylim(ax, [picture.low_ua picture.high_ua]);

@@ -20,6 +20,15 @@ function test_tarvutil()
   assert(sum(current) * 50, 3 * charge, 1e-9 * sum(abs(cycle.duration_us .* cycle.current_ua)) + 1e-6);
   assert(time(2), 5e-5, 1e-15);
 
+  [~, remarks] = tarvutil.decode(words, 'amp_step', 1);
+  assert(isempty(remarks));
+  [~, remarks] = tarvutil.decode(bitor(words, uint32(127)), 'amp_step', 1);
+  assert(~isempty(strfind(remarks{1}, '100')));
+
+  planned = tarvutil.schedule([1 2], [0 10], {text, text}, 'amp_step', 1);
+  assert(planned.commands{2}.words, words);
+  assert([planned.commands{2}.channel planned.commands{2}.due_ms planned.total.largest_total_current_ua], [2 10 160]);
+
   designs = tarvutil.design(struct('amplitude', '20:60:20', 'phase1', 200, 'frequency', 100, 'train', Inf));
   assert(numel(designs), 3);
   report = tarvutil.check(designs(3).text);
@@ -38,13 +47,19 @@ function test_tarvutil()
   fputs(file, "[stimulator]\namp-step = 1\n");
   fclose(file);
   assert(tarvutil.encode(text, 'device', device), words);
+  file = fopen([device '.txt'], 'w');
+  fputs(file, "# --pattern plain --time-step 20\n");
+  fclose(file);
+  values = tarvutil.device('device', device, 'patterns', [device '.txt'], 'max_error', 2);
+  assert({values.place}, {[device '.txt:1'], [device '.txt:1'], [device ':2'], 'default', 'default', 'argument'});
+  assert({values([1 2 6]).value}, {'plain', 20, 2});
 
   bad = 'tarvutil:badArgument';
   refused = {
-    'tarvutil:badHandle', @() twin.words(), 'cleared'
-    'tarvutil:badHandle', @() tarvutil.check(pulse), 'cleared'
-    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', uint64(999)), 'cleared'
-    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', 1), 'cleared'
+    'tarvutil:badHandle', @() twin.words(), 'freed'
+    'tarvutil:badHandle', @() tarvutil.check(pulse), 'freed'
+    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', uint64(999)), 'freed'
+    'tarvutil:badHandle', @() tarvutil_mex('pattern_words', 1), 'freed'
     'tarvutil:notPlayable', @() tarvutil.encode({text, 'H:(1,2)'}), 'phase'
     'tarvutil:notPlayable', @() tarvutil.encode(text, 'budget', 3), 'budget'
     bad, @() tarvutil.encode(["A" 0 "B"]), 'NUL'
@@ -55,13 +70,24 @@ function test_tarvutil()
     bad, @() tarvutil.encode(text, 'time_step', [1 2]), 'time_step'
     bad, @() tarvutil.encode(text, 'colour', 1), 'colour'
     bad, @() tarvutil.encode(text, 'device', '/no/such'), '/no/such'
+    bad, @() tarvutil.encode(text, 'patterns', 5), 'patterns'
+    bad, @() tarvutil.encode(text, 'pattern', {}), 'pattern'
+    bad, @() tarvutil.encode(text, 'lenient', 2), 'lenient'
+    bad, @() tarvutil.check(text, 'max_error', NaN), 'max_error'
     bad, @() tarvutil.check(text, 'max_k', 1), 'area'
+    'tarvutil:notPlayable', @() tarvutil.schedule([1 1], [0 5], {text, text}, 'amp_step', 1), 'still plays'
+    'tarvutil:notPlayable', @() tarvutil.schedule([1 2], [0 10], {text, text}, 'amp_step', 1, 'max_total_current', 100), '160 uA'
+    bad, @() tarvutil.schedule([1 2], 0, {text, text}), 'texts'
+    bad, @() tarvutil.schedule(NaN, 0, {text}), 'channels'
+    bad, @() tarvutil.schedule(1, -1, {text}), 'starts_ms'
+    bad, @() tarvutil.schedule(1, 0, {text}, 'poll_ms', 2^40), 'poll_ms'
     bad, @() tarvutil.decode(double(words)), 'uint32'
     bad, @() tarvutil.decode(uint32([])), 'uint32'
     bad, @() tarvutil.decode([words; words]), 'uint32'
     bad, @() tarvutil.decode(words(2:end)), 'words'
-    bad, @() tarvutil.decode(words, 'time_step', Inf), 'words'
+    bad, @() tarvutil.decode(words, 'time_step', Inf), 'time_step'
     bad, @() tarvutil.waveform(words, NaN), 'rate'
+    bad, @() tarvutil.waveform(words, 2e8), '100000000 samples'
     bad, @() tarvutil.waveform(words, 100, 'cycles', 0.5), 'cycles'
     bad, @() tarvutil.design(struct('amplitude', NaN)), 'amplitude'
     bad, @() tarvutil.design(struct('amplitude', {})), 'parameters'

@@ -8,8 +8,7 @@ function [lenient, options, values] = settings(pairs, own, others)
     error('tarvutil:badArgument', 'options: pairs of name and value are needed');
   end
   lenient = false;
-  device = '';
-  path = '';
+  files = {'', '', '', ''};  % contents and path of the device file, and of the pattern file
   names = {};
   numbers = zeros(1, 0);
   values = struct();
@@ -17,19 +16,20 @@ function [lenient, options, values] = settings(pairs, own, others)
     name = pairs{i};
     value = pairs{i + 1};
     if ~ischar(name) || isempty(name) || size(name, 1) ~= 1
-      error('tarvutil:badArgument', 'options: a name is no row of characters');
+      error('tarvutil:badArgument', 'options: the name of an option is a row of characters');
     elseif others && strcmp(name, 'device')
-      path = tarvutil.internal.onlyText(value);
-      device = fileText(path);
+      files(1:2) = {fileText(name, value), value};
+    elseif others && strcmp(name, 'patterns')
+      files(3:4) = {fileText(name, value), value};
     elseif others && strcmp(name, 'lenient')
-      lenient = number(name, value) ~= 0;
+      lenient = truth(name, value);
     elseif any(strcmp(name, own))
       values.(name) = number(name, value);
     elseif ~others
       error('tarvutil:badArgument', 'options: there is no option %s', name);
     elseif strcmp(name, 'pattern')
-      if ~any(strcmp(value, {'lilly', 'plain'}))
-        error('tarvutil:badArgument', 'pattern: neither lilly nor plain');
+      if ~ischar(value) || ~any(strcmp(value, {'lilly', 'plain'}))
+        error('tarvutil:badArgument', 'pattern: "lilly" or "plain" is needed');
       end
       names{end + 1} = name; %#ok<AGROW>
       numbers(end + 1) = strcmp(value, 'plain'); %#ok<AGROW>
@@ -38,7 +38,7 @@ function [lenient, options, values] = settings(pairs, own, others)
       numbers(end + 1) = number(name, value); %#ok<AGROW>
     end
   end
-  options = {device, path, names, numbers};
+  options = {files{:}, names, numbers};
 end
 
 function value = number(name, given)
@@ -46,12 +46,25 @@ function value = number(name, given)
     error('tarvutil:badArgument', '%s: a real number is needed', name);
   end
   value = double(given);
+  if isnan(value)
+    error('tarvutil:badArgument', '%s: NaN is not a number', name);
+  end
 end
 
-function text = fileText(path)
+function value = truth(name, given)
+  value = number(name, given);
+  if value ~= 0 && value ~= 1
+    error('tarvutil:badArgument', '%s: true or false is needed', name);
+  end
+end
+
+function text = fileText(name, path)
+  if ~ischar(path) || isempty(path) || size(path, 1) ~= 1
+    error('tarvutil:badArgument', '%s: the path of a file is needed', name);
+  end
   [file, reason] = fopen(path, 'r');
   if file < 0
-    error('tarvutil:badArgument', 'device: %s: %s', path, reason);
+    error('tarvutil:badArgument', '%s: %s: %s', name, path, reason);
   end
   text = fread(file, Inf, 'uint8=>char')';
   fclose(file);
