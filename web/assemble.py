@@ -22,12 +22,12 @@ def constants():
 
 
 def protocols():
-    """The texts of patterns/, each with the options in the first line of its file."""
+    """The texts of patterns/, each with the options in the first line of its file. The rows of a schedule have tabs."""
     found = []
     for path in sorted(pathlib.Path("patterns").glob("*.txt"), reverse=True):
         first, *lines = read(path).splitlines()
         options = dict(re.findall(r"--([a-z-]+) (\S+)", first))
-        found += [{"text": line, "options": options} for line in lines if line and not line.startswith("#")]
+        found += [{"text": line, "options": options} for line in lines if line and line[0] != "#" and "\t" not in line]
     return found
 
 
@@ -50,6 +50,7 @@ def main():
         "default-src 'none'", "base-uri 'none'", "form-action 'none'", "img-src data: blob:",
         "script-src 'wasm-unsafe-eval' " + " ".join(map(allowed, scripts.values())), "style-src " + allowed(style)])
     parts = {"policy": policy, "style": style, **scripts, "constants": data(constants()), "protocols": data(protocols()),
+             "licence": read("LICENSE"), "plotlicence": read("web/uplot/LICENSE"),
              "wasm": base64.b64encode(pathlib.Path(wasm).read_bytes()).decode()}
     sys.stdout.write(re.sub("@([a-z]+)@", lambda part: parts[part[1]], read("web/page.html")))
 

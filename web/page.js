@@ -88,7 +88,7 @@ const hex = (word) => '0x' + word.toString(16).toUpperCase().padStart(8, '0');
 const stimulator = newHandle((reason, size) => lib._tarvutil_stimulator_new(reason, size));
 const Lilly = C.LILLY;
 const Plain = C.PLAIN;
-const state = { text: Protocols[0].text, design: null, drawn: 'cycle' };
+const state = { text: Protocols[0].text, design: null, drawn: 'cycle', view: null };  // view: the times to show next
 const set = new Set();  // the settings that the address keeps: those given by the user, or by what was opened
 
 function setting(name) {
@@ -141,6 +141,8 @@ function address() {
   }
   if (state.design !== null) values.set('design', JSON.stringify(state.design));
   if (state.drawn !== 'cycle') values.set('drawn', state.drawn);
+  if (curve.plot !== null && (curve.from > 0 || curve.to < wholeEnd())) values.set('view', `${curve.from},${curve.to}`);
+  if (Stimulator.unit.value !== Areas[0][0]) values.set('area-unit', Stimulator.unit.value);
   return '#' + values;
 }
 
@@ -157,11 +159,16 @@ const Defaults = new Map(['pattern', 'time-step', 'amp-step', 'budget'].map((nam
 
 function readAddress() {
   const values = new URLSearchParams(location.hash.slice(1));
-  const own = new Set(['text', 'design', 'drawn']);
+  const own = new Set(['text', 'design', 'drawn', 'view', 'area-unit']);
   for (const name of new Set([...set, ...Defaults.keys()])) unset(name);
   if (values.has('text')) state.text = values.get('text');
   else takeSettings(Object.entries(Protocols[0].options));
   state.drawn = values.get('drawn') === 'train' ? 'train' : 'cycle';
+  const [from, to] = (values.get('view') ?? '').split(',').map(Number);
+  state.view = from >= 0 && from < to ? [from, to] : null;
+  curve.hold = '';
+  Stimulator.unit.value = values.get('area-unit');
+  if (Stimulator.unit.value === '') Stimulator.unit.value = Areas[0][0];
   state.design = null;
   const faults = takeSettings([...values].filter(([name]) => !own.has(name)));
   try {
@@ -409,8 +416,9 @@ function drawBehind(plot) {
     ctx.fillStyle = styleOf('--faint');
     ctx.font = `${12 * devicePixelRatio}px system-ui, sans-serif`;
     ctx.textAlign = 'center';
+    ctx.textBaseline = 'top';
     if (ctx.measureText(text).width < place(to) - place(from))
-      ctx.fillText(text, (place(from) + place(to)) / 2, bbox.top + 14 * devicePixelRatio);
+      ctx.fillText(text, (place(from) + place(to)) / 2, bbox.top + 4 * devicePixelRatio);
   }
   const { starts, words, period } = shown.played;
   for (let i = 0; i < starts.length && !inTrain(); ++i)
@@ -466,7 +474,9 @@ function drawCurve() {
     box.replaceChildren();
     curve.plot = new uPlot(plotOptions(box.clientWidth, box.clientHeight), [[0], [0], [0]], box);
   }
-  redraw();
+  if (state.view === null) redraw();
+  else show(...state.view.map((time) => axis().at(time)));
+  state.view = null;
   box.setAttribute('aria-valuemax', rounded(wholeEnd()));
   showValue(curve.time !== null && curve.time <= wholeEnd() ? curve.time : null);
 }
@@ -475,6 +485,7 @@ function redraw() {
   const [times, asked, played] = columnsOf(curve.from, curve.to);
   curve.times = times;
   curve.plot.axes[0].label = `time, ${unitOf(curve.to)[0]}`;
+  curve.plot.scales.x.min = null;  // places are computed anew: the same times may be shortened elsewhere
   curve.plot.setData([times, played, asked], true);
 }
 
@@ -485,6 +496,7 @@ function show(from, to) {
   const start = Math.min(Math.max(from, 0), end - width);
   [curve.from, curve.to] = [axis().timeAt(start), axis().timeAt(start + width)];
   redraw();
+  keepAddress();
 }
 
 // Zooms by factor around a time, or moves by a share of what is shown.
@@ -897,8 +909,8 @@ function showFields(remarks = []) {
     const off = values === null || (field.unbalanced && Number(values.balance) !== 0) || (field.bursts && values.burst === 1)
       || (field.key === 'pulses' && values.endless === 'yes');
     field.input.disabled = off;
-    if (field.slider) field.slider.disabled = off;
     const value = values === null || (off && !field.unbalanced) || values[field.key] === Infinity ? '' : values[field.key] ?? '';
+    if (field.slider) field.slider.disabled = off || value === '';
     if (field.slider && value !== '') {
       field.slider.max = Math.max(field.unit === 'uA' ? setting('amp-max') : field.most, value);
       field.slider.step = field.unit === 'uA' ? shortFloat(setting('amp-step')) : field.by ?? 1;
@@ -982,7 +994,10 @@ function makeStimulator() {
     });
   const unit = element('select', { id: 'area-unit' }, ...Areas.map(([name]) => element('option', { value: name }, name)));
   unit.setAttribute('aria-label', 'Unit of the area');
-  unit.addEventListener('change', showStimulator);
+  unit.addEventListener('change', () => {
+    showStimulator();
+    keepAddress();
+  });
   Stimulator.area = numberRow(byId('stimulator'), 'area', 'Electrode area', unit, (value) =>
     changeSetting('area', value / new Map(Areas).get(unit.value)));
   Stimulator.unit = unit;
@@ -997,11 +1012,12 @@ function showStimulator() {
   byId('limit-exact').checked = setting('exact') === 1;
 }
 
-// One row for each limit of the library: the input, what is played, and whether the one is within the other.
+// One row for each limit of the library: the input, what is played, and whether the one is within the other. The first
+// report makes the rows; without a report they show what is set.
 function showLimits() {
-  if (report.handle === 0) return;
-  const limits = JSON.parse(reportText(lib._tarvutil_report_limits));
   const body = byId('limits').tBodies[0];
+  const limits = report.handle !== 0 ? JSON.parse(reportText(lib._tarvutil_report_limits))
+    : Array.from(body.rows, ({ id }) => ({ limit: id, value: null, most: set.has(id) ? setting(id) : null, exceeded: false }));
   for (const limit of limits) body.rows[limit.limit] ?? body.append(limitRow(limit));
   for (const { limit, unit, value, most, exceeded } of limits) {
     const { cells } = body.rows[limit];
@@ -1018,7 +1034,7 @@ function showLimits() {
 function limitRow({ limit, what, unit }) {
   const isSwitch = limit === 'whole-cycles';
   const input = element('input', { type: isSwitch ? 'checkbox' : 'number', step: 'any', min: 0, id: `limit-${limit}` });
-  input.setAttribute('aria-label', isSwitch ? 'only whole cycles' : `largest ${what}, ${unit}`);
+  input.setAttribute('aria-label', isSwitch ? 'only whole cycles' : `largest ${what}${unit === '(k)' ? '' : `, ${unit}`}`);
   input.addEventListener('change', () =>
     changeSetting(limit, isSwitch ? Number(input.checked) : input.value === '' ? NaN : Number(input.value)));
   return element('tr', { id: limit }, element('th', { scope: 'row' }, what), element('td', {}, input), element('td'), element('td'));
@@ -1338,5 +1354,7 @@ listenToCurve();
 listenToWords();
 listenToFiles();
 setText(byId('version'), `libTarvUtil ${textOf((text, size) => lib._tarvutil_version(text, size))}`);
+makeReport();
+showLimits();
 readAddress();
 update();
