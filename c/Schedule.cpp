@@ -79,7 +79,7 @@ int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int6
         ReportOn(line.text, s.limits, lenient != 0 ? preview::Reading::Lenient : preview::Reading::Strict,
                  report);
         NeedWords(report);
-        if (!report.WithinLimits()) throw Error{TARVUTIL_REFUSED, ExcessSentences(report).front()};
+        if (!report.WithinLimits()) throw Error{TARVUTIL_REFUSED, ExcessSentences(report.excesses).front()};
         const std::int32_t number = Count(s.trains);
         s.schedule.Add(s.trains, line, report);
         ++s.trains;

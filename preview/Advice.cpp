@@ -7,6 +7,7 @@
 
 #include "CommandWriter.h"
 #include "Sentences.h"
+#include "Units.h"
 #include "WordCounter.h"
 
 namespace preview {
@@ -143,6 +144,8 @@ bool Offer(const Report& refused, std::vector<phase> phases, Advice& advice)
         start += asked.phases[i].lenUsec;
     }
     advice.movedUsec.push_back(report.deviations.periodUsec.played - start);
+    advice.netChargeNc = report.deviations.playedNc.NetNc();
+    for (const AskedPhase& p : asked.phases) advice.netChargeNc -= p.lenUsec * p.ampUa * NcPerUaUsec;
     advice.text = std::move(text);
     advice.phases = std::move(phases);
     return true;

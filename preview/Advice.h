@@ -32,6 +32,7 @@ struct Advice
     std::vector<phase> phases;  // of text
     std::vector<double>
         movedUsec;               // how much later than asked each of them is played, and the end of the cycle
+    double netChargeNc = 0;      // how much more net charge than asked it has per cycle
     std::vector<StepRow> steps;  // of the list as asked; empty when no time step plays it
 };
 

@@ -94,8 +94,9 @@ std::string SetName(DesignParameters& parameters, const std::string& text)
 {
     Asked asked;
     ReadAsked(text + ":(1,0):DurationMsec=[1]", PatternKind::Plain, asked);
-    if (asked.irregular != 0)
-        return "'" + text + "' is not a name: a name is UTF-8 without colons, not empty";
+    // A line that begins with # is a comment.
+    if (asked.irregular != 0 || text[std::min(text.find_first_not_of(" \t"), text.size())] == '#')
+        return Not(text, "a name: valid UTF-8, not empty, without a colon, and no ( or # at its start");
     parameters.name = text;
     return {};
 }

@@ -187,7 +187,9 @@ class Comparison
         m_result.trainMsec = {m_encoding.asked.trainMsec,
                               continuous ? Infinite : cycles.played * period.played / UsecPerMsec};
         // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
-        const double usec = cycles.Error() * period.asked;
+        // A list that lasts no time has no number of cycles: its train ends or does not.
+        const double usec =
+            period.asked > 0 ? cycles.Error() * period.asked : m_result.trainMsec.Error() * UsecPerMsec;
         if (std::fabs(usec) >= NotableUsec &&
             std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec)
             m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec});

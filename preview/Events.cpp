@@ -60,7 +60,8 @@ std::string EventsDescription()
         {"onset", {{"Description", "When the train is scheduled to start"}, {"Units", "s"}}},
         {"duration",
          {{"Description",
-           "How long the scheduled train lasts, as its command words play it; n/a without end"},
+           "How long the train is scheduled to last: as its command words play it, or until the end of the "
+           "schedule; n/a without end"},
           {"Units", "s"}}},
         {"channel", {{"Description", "Stimulator channel; n/a where the schedule has none"}}},
         {"stimulus", {{"Description", "Name of the pattern that is scheduled"}}},

@@ -35,6 +35,8 @@ double ChargeError(const Deviations& d)
 double CyclesError(const Deviations& deviations)
 {
     constexpr double Noise = 1e-12;  // of the quotient of two doubles
+    // A train without end in place of one that ends: its list lasts no time.
+    if (std::isinf(deviations.trainMsec.Error())) return deviations.trainMsec.Error();
     const double error = ErrorOf(deviations.cycles);
     return std::fabs(error) <= Noise * deviations.cycles.asked ? 0 : error;
 }
@@ -147,12 +149,14 @@ void FindExcesses(const Stimulator& stimulator, const Limits& limits, const Devi
                   std::vector<Excess>& excesses)
 {
     constexpr double Noise = 1e-9;  // sums of doubles end in digits that nobody asked for
+    constexpr double SinglePrecision = 1.0 / (1 << 22);  // as does a time step of 33.333332 us
     excesses.clear();
     for (const LimitKind& kind : LimitKinds()) {
         const std::optional<double> most = MostOf(kind, stimulator, limits, deviations);
         if (!most) continue;
         const double value = kind.value(deviations);
-        if (!((kind.isSigned ? value : std::fabs(value)) <= *most + Noise))
+        if (!((kind.isSigned ? value : std::fabs(value)) <=
+              *most + Noise + SinglePrecision * std::fabs(*most)))
             excesses.push_back({kind.limit, value, *most});
     }
 }

@@ -79,7 +79,8 @@ std::string CyclesSentence(const Deviations& deviations)
 {
     const AskedPlayed& cycles = deviations.cycles;
     if (std::isinf(cycles.played))
-        return "the cycles are played without end, not " + Rounded(cycles.asked) + " of them";
+        return "the cycles are played without end" +
+               (std::isinf(cycles.asked) ? std::string() : ", not " + Rounded(cycles.asked) + " of them");
     const std::string played = Rounded(cycles.played);
     constexpr int Billionths = 9;
     std::string asked = Rounded(cycles.asked);
@@ -175,7 +176,7 @@ std::string FieldSentence(const Asked& asked, const Irregularity& irregularity)
     const std::string item = Quoted(asked.At(irregularity.item));
     switch (irregularity.kind) {
         case Irregular::FieldMissing:
-            return item + " has none: a text is Head:(length,amplitude)...:DurationMsec=[milliseconds]";
+            return "missing: a text is Head:(length,amplitude)...:DurationMsec=[milliseconds]";
         case Irregular::FieldEmpty:
             return "empty";
         case Irregular::FieldExtra:
@@ -205,8 +206,7 @@ std::vector<std::string> IrregularitySentences(const Asked& asked)
     for (const Irregularity& irregularity : asked.irregularities)
         sentences.push_back(Sentence(asked, irregularity));
     if (asked.irregular > asked.irregularities.size())
-        sentences.push_back("and " + std::to_string(asked.irregular - asked.irregularities.size()) +
-                            " more of that kind");
+        sentences.push_back("and " + std::to_string(asked.irregular - asked.irregularities.size()) + " more");
     return sentences;
 }
 
@@ -373,10 +373,12 @@ std::string Sentence(const Excess& excess)
            ", the limit is " + Rounded(excess.most, Decimals) + unit;
 }
 
-std::vector<std::string> ExcessSentences(const Report& report)
+std::vector<std::string> ExcessSentences(const std::vector<Excess>& excesses)
 {
     std::vector<std::string> sentences;
-    for (const Excess& excess : report.excesses) sentences.push_back(Sentence(excess));
+    for (const Excess& excess : excesses) sentences.push_back(Sentence(excess));
+    const auto isOfK = [](const Excess& excess) { return excess.limit == Limit::K; };
+    if (std::any_of(excesses.begin(), excesses.end(), isOfK)) sentences.emplace_back(KSentence());
     return sentences;
 }
 

@@ -32,8 +32,8 @@ const char* KSentence();
 // "max-error exceeded: 0.667 us, the limit is 0.5 us"
 std::string Sentence(const Excess& excess);
 
-// One for each limit that the report exceeds.
-std::vector<std::string> ExcessSentences(const Report& report);
+// One for each, and the caveat after one of k.
+std::vector<std::string> ExcessSentences(const std::vector<Excess>& excesses);
 
 // "max-total-current exceeded: 60 uA at 5 ms, the limit is 50 uA"
 std::string Sentence(const TotalCurrent& total, double mostUa);

@@ -76,17 +76,21 @@ std::string MoveSentence(std::size_t boundary, std::size_t phases, double usec)
     return what + Rounded(std::fabs(usec)) + " us " + (usec < 0 ? "earlier" : "later");
 }
 
+// How the list differs from the one that was asked.
 std::string MovesSentence(const Advice& advice)
 {
-    constexpr double LeastUsec = 0.0005;  // what is not 0 when it is printed
+    constexpr double LeastPrinted = 0.0005;  // what is not 0 when it is printed
     constexpr int MostPrinted = 6;
     std::string text;
     int moves = 0;
     for (std::size_t i = 0; i < advice.movedUsec.size(); ++i) {
-        if (std::fabs(advice.movedUsec[i]) < LeastUsec || ++moves > MostPrinted) continue;
+        if (std::fabs(advice.movedUsec[i]) < LeastPrinted || ++moves > MostPrinted) continue;
         text += (moves == 1 ? "" : ", ") + MoveSentence(i, advice.phases.size(), advice.movedUsec[i]);
     }
     if (moves > MostPrinted) text += ", and " + std::to_string(moves - MostPrinted) + " more";
+    if (std::fabs(advice.netChargeNc) >= LeastPrinted)
+        text += (moves == 0 ? "" : "; ") +
+                ("the net charge per cycle changes by " + Rounded(advice.netChargeNc) + " nC");
     return text;
 }
 
@@ -95,7 +99,7 @@ std::string StepsSentence(const std::vector<StepRow>& rows)
     std::string steps;
     for (const StepRow& row : rows)
         if (row.AsAsked()) steps += (steps.empty() ? "" : ", ") + Shortest(row.timeStepUsec);
-    if (steps.empty()) return "without a change it plays within 0.5 us with none of the usual time steps";
+    if (steps.empty()) return "none of the usual time steps plays it within 0.5 us without a change";
     return "without a change it plays within 0.5 us with a time step of " + steps + " us";
 }
 

@@ -20,8 +20,9 @@ double ValueOf(const Range& range, std::size_t i)
     return range.from + (range.to < range.from ? -1 : 1) * static_cast<double>(i) * range.step;
 }
 
-// Makes of each design one per value of the range.
-void Sweep(const std::optional<Range>& range, double DesignRequest::*value, const char* unit,
+// Makes of each design one per value of the range. In the name it stands in whole steps, as in the text, if there is a
+// step.
+void Sweep(const std::optional<Range>& range, double DesignRequest::*value, const char* unit, double step,
            std::vector<DesignRequest>& designs)
 {
     if (!range) return;
@@ -31,7 +32,8 @@ void Sweep(const std::optional<Range>& range, double DesignRequest::*value, cons
         for (std::size_t i = 0; i < count; ++i) {
             DesignRequest& one = swept.emplace_back(design);
             one.*value = ValueOf(*range, i);
-            one.name += "-" + Shortest(static_cast<float>(one.*value)) + unit;
+            const double named = step > 0 ? std::round(one.*value / step) * step : one.*value;
+            one.name += "-" + Shortest(static_cast<float>(named)) + unit;
         }
     designs = std::move(swept);
 }
@@ -123,9 +125,10 @@ std::optional<SequenceFault> MakeSequence(const SequenceRequest& request, const 
     if (!(count * static_cast<double>(request.times) <= static_cast<double>(MaxDesigns)))
         return SequenceFault::TooLong;
     std::vector<DesignRequest> trains{request.pulse};
-    Sweep(request.amplitudeUa, &DesignRequest::amplitudeUa, "uA", trains);
-    Sweep(request.frequencyHz, &DesignRequest::frequencyHz, "Hz", trains);
-    Sweep(request.phase1Usec, &DesignRequest::phase1Usec, "us", trains);
+    Sweep(request.amplitudeUa, &DesignRequest::amplitudeUa, "uA", static_cast<double>(stimulator.ampStepUa),
+          trains);
+    Sweep(request.frequencyHz, &DesignRequest::frequencyHz, "Hz", 0, trains);
+    Sweep(request.phase1Usec, &DesignRequest::phase1Usec, "us", 0, trains);
     for (const DesignRequest& train : trains)
         if (const auto fault = TrainWriter(request, stimulator, train, designs).Write()) return fault;
     return std::nullopt;

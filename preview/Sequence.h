@@ -20,7 +20,8 @@ struct Range
 struct SequenceRequest
 {
     DesignRequest pulse;
-    // Each makes a design of every value, and two of them of every pair of values. Names end in the value: "-20uA".
+    // Each makes a design of every value, and two of them of every pair of values. Names end in the value: "-20uA",
+    // amplitudes in whole steps.
     std::optional<Range> amplitudeUa;
     std::optional<Range> frequencyHz;
     std::optional<Range> phase1Usec;

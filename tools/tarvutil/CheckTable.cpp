@@ -80,8 +80,11 @@ void AppendCurrent(std::string& text, const Deviations& d)
     const CurrentFigures& current = d.current;
     if (!current.phases.empty()) CurrentTable(d).Print(text);
     text += "  current: " + Rounded(current.DutyPct()) + " % of the time, RMS " + Rounded(current.rmsUa) +
-            " uA, direct " + Rounded(current.DirectCurrentNa()) + " nA; nearest pulses " +
-            Rounded(current.nearestUsec) + " us apart (" + Rounded(current.NearestHz()) + " Hz)\n";
+            " uA, direct " + Rounded(current.DirectCurrentNa()) + " nA";
+    if (std::isfinite(current.nearestUsec))
+        text += "; nearest pulses " + Rounded(current.nearestUsec) + " us apart (" +
+                Rounded(current.NearestHz()) + " Hz)";
+    text += "\n";
     text += "  largest phase of current: " + Rounded(current.LargestChargeNc()) + " nC";
     if (d.areaCm2)
         text += ", " + Rounded(current.LargestDensityUcPerCm2(*d.areaCm2)) +

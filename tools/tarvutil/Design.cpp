@@ -43,7 +43,7 @@ bool MakeLine(const DesignRequest& request, const std::string& prefix, const pre
         return false;
     }
     for (const std::string& sentence : ChangeSentences(design)) PrintMessage(prefix + sentence);
-    for (const preview::Excess& excess : design.excesses) PrintMessage(prefix + Sentence(excess));
+    for (const std::string& sentence : ExcessSentences(design.excesses)) PrintMessage(prefix + sentence);
     return design.excesses.empty();
 }
 

@@ -1,7 +1,5 @@
 #include "PatternCommand.h"
 
-#include <algorithm>
-
 #include "Json.h"
 #include "Messages.h"
 #include "Sentences.h"
@@ -35,10 +33,7 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
 
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report)
 {
-    const std::vector<std::string> errors = ExcessSentences(report);
+    const std::vector<std::string> errors = ExcessSentences(report.excesses);
     if (json) output.Write(preview::ErrorJson(errors, place.Text()) + '\n');
     for (const std::string& error : errors) PrintMessage(output, place, error);
-    const auto isOfK = [](const preview::Excess& excess) { return excess.limit == preview::Limit::K; };
-    if (std::any_of(report.excesses.begin(), report.excesses.end(), isOfK))
-        PrintMessage(output, place, preview::KSentence());
 }

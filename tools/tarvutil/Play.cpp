@@ -17,7 +17,8 @@ namespace {
 std::string Totals(const Timeline& timeline)
 {
     std::string text = "  total: " + std::to_string(timeline.cyclesSent) + " cycles in " +
-                       std::to_string(timeline.blocks.size()) + " blocks, ";
+                       std::to_string(timeline.blocks.size()) +
+                       (timeline.blocks.size() == 1 ? " block, " : " blocks, ");
     if (timeline.continuous) return text + "continuous: stopped here";
     text += std::to_string(timeline.cyclesAsked) + " asked: ";
     return text + (timeline.Complete() ? "complete" : "NOT complete");

@@ -28,6 +28,7 @@ class SchedulePlayer
         if (m_schedule.Endless() && !m_options.untilMsec)
             throw Fault(m_options.schedule + " has a train without end: give --until MSEC");
         if (m_status != ExitDone || !WithinLimits()) return ExitFailed;
+        if (m_options.untilMsec) PrintCutTrains(*m_options.untilMsec);
         if (m_options.format == "events") {
             WriteEvents(m_options.output, EventsOf(m_schedule, m_options.untilMsec));
             return ExitDone;
@@ -80,6 +81,22 @@ class SchedulePlayer
         return false;
     }
 
+    // The words of a train that is cut play on: the host must stop it.
+    void PrintCutTrains(std::int64_t untilMsec)
+    {
+        const std::string until = std::to_string(untilMsec) + " ms";
+        for (const ScheduledTrain& train : m_schedule.Trains()) {
+            const Place place{m_options.schedule, train.number};
+            if (train.startMsec >= untilMsec)
+                PrintMessage(m_output, place,
+                             "left out: it starts at " + std::to_string(train.startMsec) + " ms");
+            else if (train.endUsec > static_cast<double>(untilMsec) * 1000)
+                PrintMessage(m_output, place,
+                             "cut: its words play longer; the host must stop channel " +
+                                 std::to_string(train.channel) + " at " + until);
+        }
+    }
+
     // Columns of a fixed width: the table is printed as it is made.
     void PrintRow(std::initializer_list<std::string> cells)
     {
@@ -109,7 +126,8 @@ class SchedulePlayer
         if (json)
             m_output.Write(TotalJson(commands, m_total) + "\n");
         else
-            m_output.Write("  total: " + std::to_string(commands) + " commands; largest current of all " +
+            m_output.Write("  total: " + std::to_string(commands) +
+                           (commands == 1 ? " command" : " commands") + "; largest current of all " +
                            "channels " + Rounded(m_total.magnitude.ua) + " uA at " +
                            Rounded(m_total.magnitude.atMsec) + " ms, net " + Rounded(m_total.net.ua) +
                            " uA at " + Rounded(m_total.net.atMsec) + " ms\n");
