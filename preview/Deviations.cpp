@@ -142,7 +142,7 @@ class Comparison
             // A phase without a length, or whose whole time is played with the next one, plays no current.
             if (p.played.lenUsec == 0) p.played.ampUa = 0;
         }
-        if (trace.foreign) AddFinding(Cause::ForeignWords, count, 0, 0);
+        if (trace.foreign) m_result.findings.push_back({Cause::ForeignWords});
         dropped.AddFinding(Cause::LeftoversDropped, m_result.findings);
         roundedUp.AddFinding(Cause::CountsRoundedUp, m_result.findings);
     }

@@ -122,11 +122,9 @@ std::string PhaseSentence(const Report& report, const Finding& finding)
             return "its current is also played for " + Usec(-finding.usec) + " of " +
                    NameOfPhase(Base(report.encoding.pattern).Phases(), finding.phase - 1) +
                    ", which shares a time step with it";
-        case Cause::TailWord:
+        default:  // Cause::TailWord
             return "ends within a time step; the rest of it makes the cycle " + Usec(finding.usec) +
                    " longer";
-        default:
-            return "its words are not those of its length and current";
     }
 }
 
@@ -317,6 +315,8 @@ std::string Sentence(const Report& report, const Finding& finding)
         case Cause::NotBalanced:
             return "balance mode " + Rounded(d.balanceMode.played) +
                    " is set, but phase 2 does not balance phase 1";
+        case Cause::ForeignWords:
+            return "the words are not those of the phases";
         default:
             return Name(finding.phase) + ": " + PhaseSentence(report, finding);
     }

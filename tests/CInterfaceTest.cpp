@@ -220,6 +220,18 @@ TEST(CInterfaceTest, AReportHasEveryFigureByItsPath)
               json["deviations"][0]["cause"]);
 }
 
+TEST(CInterfaceTest, WordsOfAnOverrideAreReportedForThePatternAsAWhole)
+{
+    const PatternHandle pattern(tarvutil_pattern_new(TARVUTIL_PLAIN, 20, 10, 1000, Budget, nullptr, 0));
+    EXPECT_EQ(tarvutil_pattern_append(pattern, 200, -60), 1);
+    EXPECT_EQ(tarvutil_pattern_set(pattern, TARVUTIL_CYCLES, 1, 0, nullptr), TARVUTIL_OK);
+    EXPECT_EQ(tarvutil_pattern_override(pattern, 1, 0x1234), TARVUTIL_OK);
+    const ReportHandle report(tarvutil_pattern_report_new(pattern, nullptr, nullptr, 0));
+    const auto json = nlohmann::json::parse(
+        TextOf([&](char* out, std::int32_t room) { return tarvutil_report_json(report, out, room); }));
+    EXPECT_EQ(json["deviations"].back()["text"], "the words are not those of the phases");
+}
+
 TEST(CInterfaceTest, ADesignReportsOnEachOfItsTexts)
 {
     const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
