@@ -166,12 +166,13 @@ std::string NameInPython(const char* option, const char* unit)
 
 std::string NameInPython(const LimitKind& kind)
 {
-    return NameInPython(kind.name, kind.limit == Limit::WholeCycles ? "" : kind.key);
+    const bool hasUnit = kind.limit != Limit::WholeCycles && kind.limit != Limit::K;
+    return NameInPython(kind.name, hasUnit ? kind.key : "");
 }
 
 std::string NameInPython(const SettingKind& kind)
 {
-    const char* unit = kind.form == SettingForm::Number ? kind.key : "";
+    const char* unit = kind.form == SettingForm::Number && kind.unit[0] != '\0' ? kind.key : "";
     return NameInPython(kind.name, kind.form == SettingForm::Area ? "_cm2" : unit);
 }
 

@@ -39,6 +39,8 @@ def design(
 
 def _text(name: str, value: Union[float, str]) -> str:
     if isinstance(value, str):
+        if any(letter == "\0" or "\ud800" <= letter <= "\udfff" for letter in value):
+            raise ValueError(f"{name}: it contains a NUL or a lone surrogate")
         return value
     number = any_number(name, value, "a number or a text")
     return "inf" if number == math.inf else repr(number)
