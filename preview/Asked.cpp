@@ -52,6 +52,105 @@ bool IsControl(char c)
     return (byte < ' ' && c != '\t') || byte == 0x7F;
 }
 
+// Reads texts of the usual form in one pass: whole numbers of few digits and no blanks, as in
+//
+//     Head:(200,-60)(100,0):DurationMsec=[1000]:ChargeBalanceIdx=[1]
+//
+// AskedReader reads the same of them, and all others.
+class PlainReader
+{
+ public:
+    PlainReader(PatternKind kind, Asked& asked)
+        : m_kind(kind), m_asked(asked), m_at(asked.text.data()), m_end(m_at + asked.text.size())
+    {}
+
+    // False if the text has another form; what was read until then is of no use.
+    bool Read()
+    {
+        if (!ReadHead() || !Take(':')) return false;
+        const char* begin = m_at;
+        while (Peek() == '(')
+            if (!ReadItem()) return false;
+        m_asked.phaseField = From(begin);
+        const std::size_t count = m_asked.phases.size();
+        if (m_kind == PatternKind::Lilly ? count != LillyPhaseCount : count == 0) return false;
+        if (!Take(':')) return false;
+        begin = m_at;
+        if (!Take("DurationMsec=[") || !ReadWhole(m_asked.trainMsec) || !Take(']')) return false;
+        m_asked.durationField = From(begin);
+        return m_at == m_end || (m_kind == PatternKind::Lilly && ReadBalance());
+    }
+
+ private:
+    char Peek() const { return m_at == m_end ? '\0' : *m_at; }
+    bool Take(char c)
+    {
+        if (Peek() != c) return false;
+        ++m_at;
+        return true;
+    }
+    bool Take(std::string_view text)
+    {
+        if (std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)).substr(0, text.size()) != text)
+            return false;
+        m_at += text.size();
+        return true;
+    }
+    Span From(const char* begin) const
+    {
+        return {static_cast<std::size_t>(begin - m_asked.text.data()),
+                static_cast<std::size_t>(m_at - begin)};
+    }
+
+    bool ReadHead()
+    {
+        const char* const begin = m_at;
+        if (Peek() == '(' || Peek() == ' ') return false;
+        while (m_at != m_end && *m_at != ':' && *m_at >= ' ' && *m_at < 0x7F) ++m_at;
+        m_asked.head = From(begin);
+        return m_at != begin;
+    }
+
+    bool ReadWhole(double& value)
+    {
+        constexpr std::ptrdiff_t MaxDigits = 9;
+        const char* const begin = m_at;
+        int whole = 0;
+        for (; IsDigit(Peek()) && m_at - begin < MaxDigits; ++m_at) whole = 10 * whole + (*m_at - '0');
+        value = static_cast<double>(whole);
+        return m_at != begin;
+    }
+
+    bool ReadItem()
+    {
+        AskedPhase p;
+        if (!Take('(') || !ReadWhole(p.lenUsec) || !Take(',')) return false;
+        const bool negative = Take('-');
+        if (!ReadWhole(p.ampUa) || !Take(')')) return false;
+        if (negative) p.ampUa = -p.ampUa;
+        m_asked.phases.push_back(p);
+        return true;
+    }
+
+    bool ReadBalance()
+    {
+        if (!Take(':')) return false;
+        const char* const begin = m_at;
+        if (!Take("ChargeBalanceIdx=[")) return false;
+        m_asked.balanceMode = Peek() - '0';
+        if (m_asked.balanceMode < 0 || m_asked.balanceMode > MaxBalanceMode) return false;
+        ++m_at;
+        if (!Take(']')) return false;
+        m_asked.balanceField = From(begin);
+        return m_at == m_end;
+    }
+
+    const PatternKind m_kind;
+    Asked& m_asked;
+    const char* m_at;
+    const char* const m_end;
+};
+
 class AskedReader
 {
  public:
@@ -145,35 +244,8 @@ class AskedReader
             Note({Irregular::PhaseCount, FieldOfPhases, -1, false, m_asked.phaseField});
     }
 
-    // A whole number of few digits, as most are; at moves after it. Reads as ReadNumber does.
-    static bool ReadShortWhole(const char*& at, const char* end, double& value)
-    {
-        constexpr std::ptrdiff_t MaxDigits = 9;
-        const bool negative = at != end && *at == '-';
-        if (negative) ++at;
-        const char* const first = at;
-        int whole = 0;
-        for (; at != end && IsDigit(*at) && at - first < MaxDigits; ++at) whole = 10 * whole + (*at - '0');
-        value = negative ? -static_cast<double>(whole) : static_cast<double>(whole);
-        return at != first;
-    }
-
-    // An item of two such numbers and no blank, read in one pass. False, and nothing read, for any other.
-    bool ReadPlainItem(std::string_view item)
-    {
-        const char* at = item.data();
-        const char* const end = at + item.size();
-        AskedPhase p;
-        if (at == end || *at++ != '(' || !ReadShortWhole(at, end, p.lenUsec) || at == end || *at++ != ',' ||
-            !ReadShortWhole(at, end, p.ampUa) || at != end)
-            return false;
-        m_asked.phases.push_back(p);
-        return true;
-    }
-
     void ReadItem(int index, std::string_view item, bool closed)
     {
-        if (closed && ReadPlainItem(item)) return;
         if (!closed && index > 0 && WithoutSpaces(item).empty())
             return Note({Irregular::BlankAfterPhases, FieldOfPhases, -1, false, Of(item)});
         // As the library cuts an item.
@@ -199,19 +271,9 @@ class AskedReader
             Note({Irregular::NotFinite, field, phase, isAmp, Of(number)});
     }
 
-    bool ReadPlainDuration(std::string_view field)
-    {
-        constexpr std::string_view Begin = "DurationMsec=[";
-        if (field.substr(0, Begin.size()) != Begin || field.back() != ']') return false;
-        const char* at = field.data() + Begin.size();
-        return *at != '-' && ReadShortWhole(at, field.data() + field.size() - 1, m_asked.trainMsec) &&
-               at == field.data() + field.size() - 1;
-    }
-
     void ReadDuration()
     {
         const std::string_view field = m_asked.At(m_asked.durationField);
-        if (ReadPlainDuration(field)) return;
         std::string_view value;
         if (BracketedValue(field, value)) {
             const bool endless =
@@ -278,15 +340,26 @@ bool IsDecimal(std::string_view text)
     return SkipDigits(text, exponent) == text.size() && exponent < text.size();
 }
 
-void ReadAsked(std::string_view text, PatternKind kind, Asked& asked)
+namespace {
+
+void Clear(Asked& asked)
 {
-    asked.text.assign(text);
     asked.head = asked.phaseField = asked.durationField = asked.balanceField = {};
     asked.phases.clear();
     asked.trainMsec = 0;
     asked.balanceMode = 0;
     asked.irregularities.clear();
     asked.irregular = 0;
+}
+
+}  // namespace
+
+void ReadAsked(std::string_view text, PatternKind kind, Asked& asked)
+{
+    asked.text.assign(text);
+    Clear(asked);
+    if (PlainReader(kind, asked).Read()) return;
+    Clear(asked);
     AskedReader(kind, asked).Read();
 }
 

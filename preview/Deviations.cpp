@@ -41,6 +41,23 @@ class Drift
     double m_largest = 0;
 };
 
+AskedPlayed CyclesOf(const Encoding& encoding, double periodAskedUsec)
+{
+    const StimPattern& pattern = Base(encoding.pattern);
+    return {encoding.asked.trainMsec * UsecPerMsec / periodAskedUsec,
+            pattern.IsContinuous() ? Infinite : pattern.CycleCount()};
+}
+
+// Whether the two phases of a Lilly pattern that balances them carry the same charge, except for the effect of roundings
+// and repairs.
+bool Balances(const LillyPattern& lilly)
+{
+    constexpr float Tolerance = 1e-3f;  // of the charge
+    const float first = lilly.PhaseAmp(LillyPattern::Phase1) * lilly.PhaseLen(LillyPattern::Phase1);
+    const float second = lilly.PhaseAmp(LillyPattern::Phase2) * lilly.PhaseLen(LillyPattern::Phase2);
+    return !lilly.BalanceEnabled() || std::fabs(first + second) <= Tolerance * std::fabs(first);
+}
+
 class Comparison
 {
  public:
@@ -180,12 +197,10 @@ class Comparison
         AskedPlayed& period = m_result.periodUsec;
         period.played = m_encoding.trace.periodUsec;
         m_result.frequencyHz = {UsecPerSecond / period.asked, UsecPerSecond / period.played};
-        const bool continuous = m_pattern.IsContinuous();
-        AskedPlayed& cycles = m_result.cycles;
-        cycles.asked = m_encoding.asked.trainMsec * UsecPerMsec / period.asked;
-        cycles.played = continuous ? Infinite : m_pattern.CycleCount();
-        m_result.trainMsec = {m_encoding.asked.trainMsec,
-                              continuous ? Infinite : cycles.played * period.played / UsecPerMsec};
+        const AskedPlayed& cycles = m_result.cycles = CyclesOf(m_encoding, period.asked);
+        m_result.trainMsec = {m_encoding.asked.trainMsec, std::isinf(cycles.played)
+                                                              ? Infinite
+                                                              : cycles.played * period.played / UsecPerMsec};
         // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
         // A list that lasts no time has no number of cycles: its train ends or does not.
         const double usec =
@@ -201,19 +216,7 @@ class Comparison
         m_result.balanceMode = {static_cast<double>(m_encoding.asked.balanceMode),
                                 lilly == nullptr ? 0.0 : lilly->BalanceMode()};
         if (m_result.balanceMode.Error() != 0) m_result.findings.push_back({Cause::BalanceMode});
-        if (lilly != nullptr && lilly->BalanceEnabled() && !Balances())
-            m_result.findings.push_back({Cause::NotBalanced});
-    }
-
-    // Whether the two phases carry the same charge, except for the effect of roundings and repairs.
-    bool Balances() const
-    {
-        constexpr float Tolerance = 1e-3f;  // of the charge
-        const float first =
-            m_pattern.PhaseAmp(LillyPattern::Phase1) * m_pattern.PhaseLen(LillyPattern::Phase1);
-        const float second =
-            m_pattern.PhaseAmp(LillyPattern::Phase2) * m_pattern.PhaseLen(LillyPattern::Phase2);
-        return std::fabs(first + second) <= Tolerance * std::fabs(first);
+        if (lilly != nullptr && !Balances(*lilly)) m_result.findings.push_back({Cause::NotBalanced});
     }
 
     const Stimulator& m_stimulator;
@@ -334,6 +337,7 @@ std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations&
     constexpr double Thousandth = 1e-3 * NearlyOne;
     constexpr double NoiseNc = 1e-6;  // where no charge is asked
     std::vector<Total> totals;
+    if (d.phases.empty()) return totals;
     const auto add = [&](Total::Item item, int phase, const AskedPlayed& value, double least) {
         if (std::fabs(value.Error()) >= least) totals.push_back({item, phase, value});
     };
@@ -353,6 +357,82 @@ std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations&
     add(Total::Amplitude, amplitude.phase, amplitude.value,
         NearlyOne * static_cast<double>(stimulator.ampStepUa));
     return totals;
+}
+
+namespace {
+
+// Plays back the words of a list, phase by phase.
+class PlainPlayer
+{
+ public:
+    PlainPlayer(const playback::Scale& scale, const std::vector<unsigned int>& words, std::size_t phases)
+        : m_scale(scale), m_words(words), m_mostUsec(0.1 / static_cast<double>(phases))
+    {}
+
+    // Whether the next words are whole steps at the current of the phase, and begin and end where it does.
+    bool Plays(const AskedPhase& p)
+    {
+        constexpr double Part = 1e-4;  // of a current's length: its charge is off by less than a thousandth
+        constexpr double LongUsec = 1e6;  // above it a float is too coarse to be sure
+        if (p.lenUsec == 0) return true;
+        const double before = m_errorUsec;
+        m_askedUsec += p.lenUsec;
+        do {
+            if (m_next == m_words.size()) return false;
+            const playback::Word word = playback::Unpack(m_words[m_next++]);
+            m_steps += word.timeSteps;
+            m_errorUsec = m_steps * m_scale.timeStepUsec - m_askedUsec;
+            if (word.splitUsec != 0 || word.ampAfterSplit != (word.ampSteps != 0) ||
+                word.ampSteps * m_scale.ampStepUa != p.ampUa)
+                return false;
+        } while (m_errorUsec < -m_mostUsec);
+        if (p.ampUa != 0) {
+            m_current = true;
+            if (std::fabs(before) + std::fabs(m_errorUsec) > Part * p.lenUsec) return false;
+        }
+        return p.lenUsec <= LongUsec && m_errorUsec <= m_mostUsec;
+    }
+
+    // Whether there is no further word, and the rate is that of the phases. Words of no current at all have no flags.
+    bool Ends() const
+    {
+        constexpr double Part = 1e-4;
+        return m_next == m_words.size() && m_current && std::fabs(m_errorUsec) <= Part * m_askedUsec;
+    }
+
+    double AskedUsec() const { return m_askedUsec; }
+
+ private:
+    const playback::Scale m_scale;
+    const std::vector<unsigned int>& m_words;
+    const double m_mostUsec;  // of a boundary, so that the errors of all phases together are not notable
+    std::size_t m_next = 1;
+    double m_steps = 0;
+    double m_askedUsec = 0;
+    double m_errorUsec = 0;
+    bool m_current = false;
+};
+
+}  // namespace
+
+bool PlaysAsAsked(const Stimulator& stimulator, const Encoding& encoding)
+{
+    const std::vector<AskedPhase>& asked = encoding.asked.phases;
+    const StimPattern& pattern = Base(encoding.pattern);
+    if (static_cast<std::size_t>(pattern.PhaseCount()) != asked.size()) return false;
+    PlainPlayer player(stimulator.Scale(), encoding.words, asked.size());
+    const phase* held = pattern.Phase(0);
+    for (const AskedPhase& p : asked) {
+        if (static_cast<double>(held->len) != p.lenUsec || static_cast<double>(held->amp) != p.ampUa ||
+            !player.Plays(p))
+            return false;
+        ++held;
+    }
+    const AskedPlayed cycles = CyclesOf(encoding, player.AskedUsec());
+    if (!player.Ends() || std::fabs(cycles.Error()) * player.AskedUsec() >= NotableUsec) return false;
+    const auto* lilly = std::get_if<LillyPattern>(&encoding.pattern);
+    return encoding.asked.balanceMode == (lilly == nullptr ? 0 : lilly->BalanceMode()) &&
+           (lilly == nullptr || Balances(*lilly));
 }
 
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations)

@@ -123,7 +123,12 @@ struct Total
 // the rate.
 std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& deviations);
 
-// Fills deviations, and uses its memory. REQUIRES: the encoding of a stimulator's encoder that has words.
+// Whether the words plainly play each phase as it is asked: then no finding and no total is notable. Most patterns are
+// played so, and this needs neither a trace nor the deviations. False for whatever needs a closer look. REQUIRES: as
+// FindDeviations.
+bool PlaysAsAsked(const Stimulator& stimulator, const Encoding& encoding);
+
+// Fills deviations, and uses its memory. REQUIRES: the encoding of a stimulator's encoder that has words, and its trace.
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations);
 
 }  // namespace preview

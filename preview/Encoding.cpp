@@ -74,13 +74,9 @@ void ReadPattern(const Stimulator& stimulator, Encoding& encoding)
 void EncodePattern(const Stimulator& stimulator, Encoding& encoding)
 {
     StimPattern& pattern = Base(encoding.pattern);
-    encoding.words.resize(static_cast<std::size_t>(stimulator.budget));
-    const int count = pattern.WordArray(encoding.words.data(), 0);
-    encoding.words.resize(static_cast<std::size_t>(std::max(count, 0)));
-    if (encoding.Encoded())
-        TraceWords(pattern, stimulator.Scale(), encoding.words, encoding.trace);
-    else
-        encoding.refusal = RefusalOf(stimulator, pattern.Phases());
+    unsigned int words[StimPattern::MaxWords];
+    encoding.words.assign(words, words + std::max(pattern.WordArray(words, 0), 0));
+    if (!encoding.Encoded()) encoding.refusal = RefusalOf(stimulator, pattern.Phases());
 }
 
 void Clear(Encoding& encoding)

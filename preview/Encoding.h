@@ -27,7 +27,7 @@ struct Encoding
     // What was encoded, after clamping and balancing; when it is refused, no phases or those that could not be written.
     AnyPattern pattern;
     std::vector<unsigned int> words;  // word 0 first; empty when refused
-    Trace trace;                      // of the words to the phases
+    Trace trace;                      // of the words to the phases; ReportOn fills it
     std::optional<Refusal> refusal;   // why there are no words
 
     bool Encoded() const { return !words.empty(); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -72,6 +73,12 @@ struct Limits
 
     std::optional<double>& operator[](Limit limit) { return most[static_cast<std::size_t>(limit)]; }
     const std::optional<double>& Most(Limit limit) const { return most[static_cast<std::size_t>(limit)]; }
+    // Whether a pattern can exceed one.
+    bool Any() const
+    {
+        return exact ||
+               std::any_of(most.begin(), most.end(), [](const auto& value) { return value.has_value(); });
+    }
 };
 
 // The first limit that is set and needs the area of the electrode, which is not; null when there is none.

@@ -2,6 +2,9 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
 
 #include "NumberText.h"
 
@@ -13,7 +16,6 @@
 #ifdef TARVUTIL_PRINTF
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #endif
 
@@ -109,9 +111,36 @@ std::string Shortest(float value)
     return text;
 }
 
+namespace {
+
+// Writes value to the nearest of these decimals, if a product of doubles is exact enough to be sure of it and not too
+// long. Otherwise returns null.
+char* WriteNearest(char* out, double value, int decimals)
+{
+    static constexpr int PowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    constexpr double Most = 1e12;
+    constexpr double SurelyNearest = 0.499;
+    if (decimals >= static_cast<int>(std::size(PowersOfTen))) return nullptr;
+    const int unit = PowersOfTen[decimals];
+    const double scaled = value * unit;
+    if (!(std::fabs(scaled) < Most)) return nullptr;
+    const auto whole = static_cast<std::int64_t>(scaled < 0 ? scaled - 0.5 : scaled + 0.5);
+    if (std::fabs(scaled - static_cast<double>(whole)) > SurelyNearest) return nullptr;
+    if (whole < 0) *out++ = '-';
+    const std::int64_t magnitude = std::abs(whole);
+    out = std::to_chars(out, out + Room, magnitude / unit).ptr;
+    std::int64_t rest = magnitude % unit;
+    if (rest != 0) *out++ = '.';
+    for (; rest != 0; rest = rest * 10 % unit) *out++ = static_cast<char>('0' + rest * 10 / unit);
+    return out;
+}
+
+}  // namespace
+
 std::string Rounded(double value, int decimals)
 {
     char digits[Room];
+    if (char* const end = WriteNearest(digits, value, decimals)) return std::string(digits, end);
     std::string text(digits, WriteFixed(digits, value, decimals));
     if (!std::isfinite(value) || decimals == 0) return text == "-0" ? "0" : text;
     text.erase(text.find_last_not_of('0') + 1);

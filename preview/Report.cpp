@@ -5,24 +5,33 @@
 namespace preview {
 namespace {
 
-void Compare(const Limits& limits, Report& report)
+void Compare(const Limits& limits, Report& report, Purpose purpose = Purpose::Everything)
 {
     report.excesses.clear();
     report.limits = limits;
-    if (!report.encoding.Encoded()) return;
-    FindDeviations(report.stimulator, report.encoding, report.deviations);
-    const bool repeats = !(report.deviations.cycles.played <= 1);
-    report.deviations.current = FiguresOf(report.encoding.words, report.stimulator.Scale(), repeats);
+    Encoding& encoding = report.encoding;
+    if (!encoding.Encoded()) return;
+    if (purpose == Purpose::Warnings && !limits.Any() && PlaysAsAsked(report.stimulator, encoding)) {
+        report.deviations.phases.clear();
+        report.deviations.findings.clear();
+        return;
+    }
+    TraceWords(Base(encoding.pattern), report.stimulator.Scale(), encoding.words, encoding.trace);
+    FindDeviations(report.stimulator, encoding, report.deviations);
+    if (purpose == Purpose::Everything || limits.Any()) {
+        const bool repeats = !(report.deviations.cycles.played <= 1);
+        report.deviations.current = FiguresOf(encoding.words, report.stimulator.Scale(), repeats);
+    }
     report.deviations.areaCm2 = limits.areaCm2;
     FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
 }
 
 }  // namespace
 
-void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report)
+void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report, Purpose purpose)
 {
     Encode(report.stimulator, text, reading, report.encoding);
-    Compare(limits, report);
+    Compare(limits, report, purpose);
 }
 
 void ReportOn(const AnyPattern& pattern, const Limits& limits, Report& report)

@@ -24,8 +24,18 @@ struct Report
     bool WithinLimits() const { return encoding.Encoded() && excesses.empty(); }
 };
 
+// What a report is made for.
+enum class Purpose
+{
+    Everything,
+    // Words and warnings. Without a limit, the figures of the current are missing, and if nothing is notable, the
+    // deviations may be, too: they have no phases.
+    Warnings,
+};
+
 // Reports on a text. Uses the memory of report.
-void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report);
+void ReportOn(std::string_view text, const Limits& limits, Reading reading, Report& report,
+              Purpose purpose = Purpose::Everything);
 // Reports on the present state of a pattern of the same stimulator.
 void ReportOn(const AnyPattern& pattern, const Limits& limits, Report& report);
 

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <nlohmann/json.hpp>
+
+#include "NumberText.h"
 
 namespace preview {
 namespace {
@@ -13,13 +16,28 @@ using Json = nlohmann::json;
 
 constexpr int HexDigits = 8;
 
+// The two digits of each byte.
+struct ByteTexts
+{
+    constexpr ByteTexts()
+    {
+        constexpr char Digits[] = "0123456789ABCDEF";
+        for (std::size_t byte = 0; byte < 256; ++byte) {
+            text[2 * byte] = Digits[byte / 16];
+            text[2 * byte + 1] = Digits[byte % 16];
+        }
+    }
+    char text[512] = {};
+};
+
 // Writes "0x" and eight digits.
 void PutWord(char* out, unsigned int word)
 {
-    static constexpr char Digits[] = "0123456789ABCDEF";
+    static constexpr ByteTexts Bytes;
     out[0] = '0';
     out[1] = 'x';
-    for (int i = 1 + HexDigits; i >= 2; --i, word >>= 4) out[i] = Digits[word & 15U];
+    for (int i = HexDigits; i >= 2; i -= 2, word >>= 8)
+        std::memcpy(out + i, &Bytes.text[2 * (word & 255U)], 2);
 }
 
 bool ReadWord(std::string_view text, unsigned int& word)
@@ -58,11 +76,14 @@ namespace {
 // Returns the text that is not a word, or nothing.
 std::string_view ReadWords(std::string_view line, std::vector<unsigned int>& words)
 {
-    constexpr const char* Blanks = " \t\v\f\r";
+    // A line feed ends the line.
+    const auto isBlank = [](char c) { return TarvUtil::Internal::IsBlank(c) && c != '\n'; };
     for (;;) {
-        line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));
+        while (!line.empty() && isBlank(line.front())) line.remove_prefix(1);
         if (line.empty()) return {};
-        const std::string_view text = line.substr(0, line.find_first_of(Blanks));
+        std::size_t size = 1;
+        while (size < line.size() && !isBlank(line[size])) ++size;
+        const std::string_view text = line.substr(0, size);
         unsigned int word = 0;
         if (!ReadWord(text, word)) return text;
         words.push_back(word);

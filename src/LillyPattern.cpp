@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include "LillyRepair.h"
 #include "Numbers.h"
+#include "SpecificationReader.h"
 #include "SpecificationText.h"
 #include "TimeSteps.h"
 
@@ -41,13 +43,15 @@ LillyPattern::~LillyPattern() = default;
 bool LillyPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                               std::vector<std::string>& warnings)
 {
-    if (!ReadSpecification(spec, ampStepSize, errors, warnings)) return false;
-    const Fields<4> fields(spec, ':');
-    if (fields.count < 4) return true;
+    Specification read;
+    if (!ReadText(spec, ampStepSize, errors, warnings, read)) return false;
+    SetPhases(std::move(read.phases));
+    SetTrainLength(read.durationMsec);
+    const Fields<1> last(read.rest, ':');
+    if (last.count == 0) return true;
     std::string_view mode;
-    if (!BracketedValue(fields.field[3], mode)) {
-        errors.push_back("invalid charge balance specification string [" + std::string(fields.field[3]) +
-                         "].");
+    if (!BracketedValue(last.field[0], mode)) {
+        errors.push_back("invalid charge balance specification string [" + std::string(last.field[0]) + "].");
         return false;
     }
     SetChargeBalanceMode(std::min(ReadInt(mode), MaxBalanceMode));

@@ -22,4 +22,16 @@ std::vector<phase> ReadPhases(std::string_view field, float ampStepUa, std::vect
 // Milliseconds, from a field "name[value]": see StimPattern::DurationFromStr. LargestFloat is a train without end.
 float ReadDuration(std::string_view field, std::vector<std::string>& errors);
 
+// What the three fields of every specification string give.
+struct Specification
+{
+    std::vector<phase> phases;
+    float durationMsec = 0;
+    std::string_view rest;  // of the text, after them
+};
+
+// False, with errors, for a text that no pattern can be set from.
+bool ReadText(std::string_view text, float ampStepUa, std::vector<std::string>& errors,
+              std::vector<std::string>& warnings, Specification& read);
+
 }  // namespace TarvUtil::Internal

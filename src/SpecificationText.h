@@ -63,6 +63,9 @@ class Pieces
         return true;
     }
 
+    // What is not cut yet.
+    std::string_view Rest() const { return m_rest; }
+
     bool NextNotEmpty(std::string_view& piece)
     {
         while (Next(piece))
@@ -83,10 +86,12 @@ struct Fields
     {
         Pieces pieces(text, delimiter);
         while (count < N && pieces.NextNotEmpty(field[count])) ++count;
+        rest = pieces.Rest();
     }
 
     std::string_view field[N];
     std::size_t count = 0;
+    std::string_view rest;  // what follows them
 };
 
 // The value of a field "name[value]" without the white space around it; the closing bracket is optional, and

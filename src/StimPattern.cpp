@@ -594,17 +594,10 @@ bool StimPattern::FromString(std::string spec, float ampStepSize, std::vector<st
 bool StimPattern::ReadSpecification(const std::string& spec, float ampStepSize,
                                     std::vector<std::string>& errors, std::vector<std::string>& warnings)
 {
-    const Fields<3> fields(spec, ':');
-    if (fields.count < 3) {
-        errors.push_back(Quoting("Invalid pattern specification string: [", spec, "]"));
-        return false;
-    }
-    const std::size_t errorsBefore = errors.size();
-    std::vector<phase> phases = ReadPhases(fields.field[1], ampStepSize, errors, warnings);
-    const float durationMsec = ReadDuration(fields.field[2], errors);
-    if (errors.size() != errorsBefore || phases.empty() || !(durationMsec > 0)) return false;
-    SetPhases(std::move(phases));
-    SetTrainLength(durationMsec);
+    Specification read;
+    if (!ReadText(spec, ampStepSize, errors, warnings, read)) return false;
+    SetPhases(std::move(read.phases));
+    SetTrainLength(read.durationMsec);
     return true;
 }
 

@@ -80,15 +80,15 @@ int Encode(const EncodeOptions& options)
     Output output(options.output);
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
-    return ForEachReport(options, options.profile.limits, output,
-                         [&](const Place& place, const Report& report) {
-                             if (report.encoding.Encoded()) PrintDeviations(output, place, report);
-                             if (report.excesses.empty())
-                                 Print(output, options.format, place, report);
-                             else
-                                 RefuseExcesses(output, options.format == "json", place, report);
-                             return report.WithinLimits();
-                         });
+    const auto print = [&](const Place& place, const Report& report) {
+        if (report.encoding.Encoded()) PrintDeviations(output, place, report);
+        if (report.excesses.empty())
+            Print(output, options.format, place, report);
+        else
+            RefuseExcesses(output, options.format == "json", place, report);
+        return report.WithinLimits();
+    };
+    return ForEachReport(options, options.profile.limits, output, print, Purpose::Warnings);
 }
 
 }  // namespace

@@ -16,9 +16,14 @@ std::string Shown(std::string_view text)
     constexpr std::size_t TailShown = 60;
     const auto append = [](std::string& shown, std::string_view part) {
         static constexpr char Digits[] = "0123456789ABCDEF";
+        const auto isShown = [](char c) { return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F; };
+        if (std::all_of(part.begin(), part.end(), isShown)) {
+            shown += part;
+            return;
+        }
         for (const char c : part) {
             const auto byte = static_cast<unsigned char>(c);
-            if (byte >= 0x20 && byte != 0x7F)
+            if (isShown(c))
                 shown += c;
             else
                 shown.append("\\x").append(1, Digits[byte >> 4]).append(1, Digits[byte & 15]);
@@ -50,6 +55,10 @@ void PrintMessage(std::string_view text)
 
 void PrintMessages(Output& output, const Place& place, const preview::Report& report)
 {
+    const preview::Encoding& encoding = report.encoding;
+    const bool none = encoding.Encoded() && encoding.warnings.empty() && encoding.asked.irregular == 0 &&
+                      report.limits.loosened.empty() && report.deviations.findings.empty();
+    if (none) return;
     PrintMessages(output, place, report, AdviceOn(report));
 }
 

@@ -5,7 +5,7 @@
 #include "Sentences.h"
 
 int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                 const Handle& handle)
+                 const Handle& handle, preview::Purpose purpose)
 {
     preview::Report report(options.profile.stimulator);
     const preview::Reading reading = options.lenient ? preview::Reading::Lenient : preview::Reading::Strict;
@@ -13,20 +13,20 @@ int VisitReports(const PatternOptions& options, const preview::Limits& limits, O
     ForEachText(
         options.input, [&output] { output.Flush(); },
         [&](const Place& place, std::string_view text) {
-            ReportOn(text, limits, reading, report);
+            ReportOn(text, limits, reading, report, purpose);
             if (!handle(place, report)) status = ExitFailed;
         });
     return status;
 }
 
 int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                  const Handle& handle)
+                  const Handle& handle, preview::Purpose purpose)
 {
-    const int status =
-        VisitReports(options, limits, output, [&](const Place& place, const preview::Report& report) {
-            PrintMessages(output, place, report);
-            return handle(place, report);
-        });
+    const auto print = [&](const Place& place, const preview::Report& report) {
+        PrintMessages(output, place, report);
+        return handle(place, report);
+    };
+    const int status = VisitReports(options, limits, output, print, purpose);
     output.Finish();
     return status;
 }

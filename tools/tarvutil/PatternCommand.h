@@ -51,11 +51,11 @@ using Handle = std::function<bool(const Place&, const preview::Report&)>;
 // Reports on each specification string and passes the report to handle, which returns whether the pattern is good.
 // Returns the exit status: whether all patterns are good.
 int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                 const Handle& handle);
+                 const Handle& handle, preview::Purpose purpose = preview::Purpose::Everything);
 
 // Likewise, prints the messages of each report before it is handled, and finishes the output.
 int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                  const Handle& handle);
+                  const Handle& handle, preview::Purpose purpose = preview::Purpose::Everything);
 
 // Refuses a pattern for the limits that it exceeds: messages, and with json an object of errors.
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report);

@@ -1,36 +1,57 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <initializer_list>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 // Rows of text in aligned columns.
 class Table
 {
  public:
-    explicit Table(std::vector<std::string> header) : m_rows{std::move(header)} {}
+    explicit Table(std::initializer_list<std::string_view> header) { Add(header); }
+    explicit Table(const std::vector<std::string>& header) { Add(header); }
 
-    void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
+    void Add(std::initializer_list<std::string_view> row) { AddRow(row); }
+    void Add(const std::vector<std::string>& row) { AddRow(row); }
 
-    std::size_t Size() const { return m_rows.size() - 1; }  // without the header
+    std::size_t Size() const { return m_rowEnds.size() - 1; }  // without the header
 
     // Appends the rows to text, each after two blanks.
     void Print(std::string& text) const
     {
-        std::vector<std::size_t> widths;
-        for (const auto& row : m_rows) {
-            if (row.size() > widths.size()) widths.resize(row.size());
-            for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-        }
-        for (const auto& row : m_rows) {
-            for (std::size_t i = 0; i < row.size(); ++i)
-                text.append("  ").append(row[i]).append(widths[i] - row[i].size(), ' ');
+        std::size_t cell = 0;
+        std::size_t begin = 0;
+        for (const std::size_t rowEnd : m_rowEnds) {
+            for (std::size_t column = 0; cell < rowEnd; ++cell, ++column) {
+                const std::size_t size = m_ends[cell] - begin;
+                text.append("  ").append(m_text, begin, size).append(m_widths[column] - size, ' ');
+                begin = m_ends[cell];
+            }
             text.erase(text.find_last_not_of(' ') + 1);
             text += '\n';
         }
     }
 
  private:
-    std::vector<std::vector<std::string>> m_rows;
+    template <typename Row>
+    void AddRow(const Row& row)
+    {
+        if (row.size() > m_widths.size()) m_widths.resize(row.size());
+        std::size_t column = 0;
+        for (const auto& cell : row) {
+            m_widths[column] = std::max(m_widths[column], cell.size());
+            ++column;
+            m_text += cell;
+            m_ends.push_back(m_text.size());
+        }
+        m_rowEnds.push_back(m_ends.size());
+    }
+
+    std::string m_text;                  // of all cells
+    std::vector<std::size_t> m_ends;     // of the cells in it
+    std::vector<std::size_t> m_rowEnds;  // of the rows among the cells
+    std::vector<std::size_t> m_widths;   // of the columns
 };
