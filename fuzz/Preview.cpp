@@ -36,6 +36,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Report strict(stimulator);
     ReportOn(text, {}, Reading::Lenient, lenient);
     ReportOn(text, {}, Reading::Strict, strict);
+    Report brief(stimulator);
+    ReportOn(text, {}, Reading::Lenient, brief, Purpose::Warnings);
+    if (lenient.encoding.Encoded())
+        Require(DeviationSentences(brief) == DeviationSentences(lenient) &&
+                    WarningSentences(brief) == WarningSentences(lenient),
+                "warnings are those of all deviations");
     for (const Report* report : {&lenient, &strict}) {
         Require(nlohmann::json::accept(ReportJson(*report, "-:1")), "a report is JSON");
         Require(report->encoding.Encoded() != report->encoding.refusal.has_value(), "words or a refusal");

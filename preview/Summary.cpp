@@ -4,11 +4,13 @@
 
 namespace preview {
 
-void Summary::Count(const Report& report)
+Summary::Pattern Summary::PatternOf(const Report& report)
 {
-    ++patterns;
-    if (report.WithinLimits()) ++within;
-    if (!report.encoding.Encoded()) ++refused;
+    Pattern pattern{report.WithinLimits(), !report.encoding.Encoded(), {}};
+    if (!pattern.refused)
+        for (const LimitKind& kind : LimitKinds())
+            pattern.values[static_cast<std::size_t>(kind.limit)] = kind.value(report.deviations);
+    return pattern;
 }
 
 bool Summary::IsWorse(double value, double than)

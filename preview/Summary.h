@@ -23,20 +23,27 @@ struct Summary
     std::size_t refused = 0;  // they have no words
     std::array<Worst, LimitCount> worst;
 
+    // What a summary needs of one pattern.
+    struct Pattern
+    {
+        bool within;
+        bool refused;
+        std::array<double, LimitCount> values;  // when it is not refused
+    };
+    static Pattern PatternOf(const Report& report);
+
     // place is called only when its text, the place of the pattern, is needed.
     template <typename Place>
-    void Add(const Report& report, const Place& place)
+    void Add(const Pattern& pattern, const Place& place)
     {
-        Count(report);
-        if (!report.encoding.Encoded()) return;
-        for (const LimitKind& kind : LimitKinds())
-            if (Worst& most = worst[static_cast<std::size_t>(kind.limit)];
-                IsWorse(kind.value(report.deviations), most.value))
-                most = {kind.value(report.deviations), place()};
+        ++patterns;
+        if (pattern.within) ++within;
+        if (pattern.refused) ++refused;
+        for (std::size_t i = 0; i < LimitCount && !pattern.refused; ++i)
+            if (IsWorse(pattern.values[i], worst[i].value)) worst[i] = {pattern.values[i], place()};
     }
 
  private:
-    void Count(const Report& report);
     static bool IsWorse(double value, double than);
 };
 

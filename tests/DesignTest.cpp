@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <random>
 
 #include "Advice.h"
+#include "Sentences.h"
 #include "Sequence.h"
 #include "TestPatterns.h"
 
@@ -105,6 +108,46 @@ TEST(AdviceTest, PlaysWhereTheListIsRefused)
                 << text << " -> " << advice.text;
     }
     EXPECT_GT(offered, 500);
+}
+
+// Lists on the time steps and near them, currents of whole steps and others: all that a short look at the words could
+// take for what is asked.
+TEST(ReportTest, WarnsTheSameWithoutALookAtEveryDeviation)
+{
+    std::mt19937 random(5);
+    const auto below = [&](int count) { return std::uniform_int_distribution<>(0, count - 1)(random); };
+    int plain = 0;
+    int notable = 0;
+    for (int i = 0; i < 20000; ++i) {
+        Stimulator stimulator;
+        stimulator.pattern = PatternKind::Plain;
+        stimulator.timeStepUsec =
+            std::array<float, 5>{1, 10, 20, 33.333332f, 100}[static_cast<std::size_t>(below(5))];
+        std::string text = "R:";
+        double period = 0;
+        for (int count = 1 + below(5); count > 0; --count) {
+            const int most = below(4) == 0 ? 3000000 : 20;
+            const double usec =
+                std::round(below(most) * stimulator.Scale().timeStepUsec) + (below(6) == 0 ? below(3) : 0);
+            period += usec;
+            text += "(" + std::to_string(std::lround(usec)) + "," +
+                    std::to_string(below(2) * (10 * (below(203) - 101) + (below(20) == 0 ? 4 : 0))) + ")";
+        }
+        const long msec = std::max(1L, std::lround(period * (1 + below(3)) / 1000));
+        text += ":DurationMsec=[" + (below(2) == 0 ? "inf" : std::to_string(msec)) + "]";
+        Report whole(stimulator);
+        Report brief(stimulator);
+        ReportOn(text, {}, Reading::Strict, whole);
+        ReportOn(text, {}, Reading::Strict, brief, Purpose::Warnings);
+        if (!whole.encoding.Encoded()) continue;
+        plain += brief.deviations.phases.empty() ? 1 : 0;
+        notable += DeviationSentences(whole).empty() ? 0 : 1;
+        ASSERT_EQ(DeviationSentences(brief), DeviationSentences(whole))
+            << text << " " << stimulator.timeStepUsec;
+        ASSERT_EQ(WarningSentences(brief), WarningSentences(whole)) << text;
+    }
+    EXPECT_GT(plain, 1000);
+    EXPECT_GT(notable, 1000);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ namespace {
 
 struct CheckOptions : PatternOptions
 {
+    Jobs jobs;
     std::string format = "table";
     bool steps = false;
 };
@@ -40,12 +41,18 @@ int Check(const CheckOptions& options)
     preview::Summary summary;
     int status = ExitFailed;
     try {
-        status = VisitReports(options, options.profile.limits, output,
-                              [&](const Place& place, const preview::Report& report) {
-                                  PrintReport(options, output, place, report);
-                                  summary.Add(report, [&] { return place.Text(); });
-                                  return report.WithinLimits();
-                              });
+        int visited = ExitDone;
+        VisitReports<preview::Summary::Pattern>(
+            options, options.profile.limits, preview::Purpose::Everything, options.jobs, output,
+            [&options](Output& printed, const Place& place, const preview::Report& report) {
+                PrintReport(options, printed, place, report);
+                return preview::Summary::PatternOf(report);
+            },
+            [&](const Place& place, const preview::Summary::Pattern& pattern) {
+                if (!pattern.within) visited = ExitFailed;
+                summary.Add(pattern, [&] { return place.Text(); });
+            });
+        status = visited;
         if (summary.patterns == 0) {
             status = ExitFailed;
             PrintMessage(options.input.file + ": no specification string to check");
@@ -69,6 +76,7 @@ void AddCheck(CLI::App& program, int& exitStatus)
     AddLimitOptions(command, options->profile.limits);
     command.add_flag("--steps", options->steps, "Also print how each usual time step plays the pattern");
     AddFormatOption(command, options->format, {"table", "json"});
+    AddJobsOption(command, options->jobs);
     command.footer(
         "Exit status: 0 as asked within the limits, 1 a limit is exceeded, a pattern is refused, nothing "
         "was\n"

@@ -28,6 +28,7 @@ struct DecodeOptions
     preview::Profile profile;  // what is in force
     std::string device;
     Input input;
+    Jobs jobs;
     std::string format = "table";
     bool train = false;
     std::optional<double> sampleRateHz;
@@ -137,8 +138,22 @@ class Decoder
         // Word 0 leaves two of its four bytes at 0, which no text holds.
         if (file.Peek(sizeof(unsigned int)).find('\0') != std::string_view::npos)
             DecodeBinary(file);
-        else
+        else if (m_options.format == "csv")  // takes one pattern
             ForEachLine(file, [this](const Place& place, std::string_view line) { DecodeLine(place, line); });
+        else
+            DecodeInJobs(file);
+    }
+
+    void DecodeInJobs(FileReader& file)
+    {
+        const auto decode = [this](Output& printed, const Place& place, std::string_view line) {
+            Decoder decoder(m_options, printed);
+            decoder.DecodeLine(place, line);
+            return decoder.m_status;
+        };
+        ForEachLineInJobs<int>(
+            file, m_options.jobs, m_output, [&decode] { return decode; },
+            [this](const Place&, int status) { m_status = std::max(m_status, status); });
     }
 
     void DecodeLine(const Place& place, std::string_view text)
@@ -259,6 +274,7 @@ void AddDecode(CLI::App& program, int& exitStatus)
     AddScaleOptions(command, options->profile.stimulator);
     AddDeviceOption(command, options->device);
     AddFormatOption(command, options->format, {"table", "json", "csv"});
+    AddJobsOption(command, options->jobs);
     command.add_flag("--train", options->train, "With csv: every cycle of the train, not one");
     command
         .add_option("--sample-rate", options->sampleRateHz,

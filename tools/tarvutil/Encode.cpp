@@ -15,6 +15,7 @@ namespace {
 
 struct EncodeOptions : PatternOptions
 {
+    Jobs jobs;
     std::string format = "table";
     std::string output;
 };
@@ -80,15 +81,15 @@ int Encode(const EncodeOptions& options)
     Output output(options.output);
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
-    const auto print = [&](const Place& place, const Report& report) {
-        if (report.encoding.Encoded()) PrintDeviations(output, place, report);
+    const auto print = [&options](Output& printed, const Place& place, const Report& report) {
+        if (report.encoding.Encoded()) PrintDeviations(printed, place, report);
         if (report.excesses.empty())
-            Print(output, options.format, place, report);
+            Print(printed, options.format, place, report);
         else
-            RefuseExcesses(output, options.format == "json", place, report);
+            RefuseExcesses(printed, options.format == "json", place, report);
         return report.WithinLimits();
     };
-    return ForEachReport(options, options.profile.limits, output, print, Purpose::Warnings);
+    return ForEachReport(options, options.profile.limits, Purpose::Warnings, options.jobs, output, print);
 }
 
 }  // namespace
@@ -100,6 +101,7 @@ void AddEncode(CLI::App& program, int& exitStatus)
         program, "encode", "Print the command words of specification strings", options, Encode, exitStatus);
     AddLimitOptions(command, options->profile.limits);
     AddFormatOption(command, options->format, {"table", "hex", "json", "binary"});
+    AddJobsOption(command, options->jobs);
     AddOutputOption(command, options->output, "PATH",
                     "Write to a file, which appears when it is complete; - is standard output");
 }

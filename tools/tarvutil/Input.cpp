@@ -97,7 +97,7 @@ bool FileReader::Fill()
     m_end -= m_start;
     m_start = 0;
     if (m_buffer.size() < m_end + ReadSize) m_buffer.resize(std::max(m_end + ReadSize, 2 * m_end));
-    m_beforeReading();
+    if (MayWait(m_fd)) m_beforeReading();
     const std::ptrdiff_t count = ReadSome(m_fd, m_buffer.data() + m_end, m_buffer.size() - m_end);
     if (count < 0) CannotRead(m_path, errno);
     m_end += static_cast<std::size_t>(count);
@@ -140,13 +140,4 @@ void ForEachLine(FileReader& file, const VisitText& visit)
 std::string_view PeekFirstLine(FileReader& file)
 {
     return preview::WithoutMarks(file.PeekLine(), true);
-}
-
-void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit)
-{
-    NeedInput(input);
-    for (std::size_t i = 0; i < input.arguments.size(); ++i) visit({{}, i + 1}, input.arguments[i]);
-    if (input.file.empty()) return;
-    input.reader->BeforeReading(beforeReading);
-    ForEachLine(*input.reader, visit);
 }

@@ -75,7 +75,3 @@ using VisitText = std::function<void(const Place&, std::string_view)>;
 void ForEachLine(FileReader& file, const VisitText& visit);
 // The first line, without a byte order mark; it is read again later.
 std::string_view PeekFirstLine(FileReader& file);
-
-// Calls visit with each argument, and with each line of the file as ForEachLine does. Throws Fault when there
-// is nothing to read. REQUIRES: the file is open.
-void ForEachText(const Input& input, const std::function<void()>& beforeReading, const VisitText& visit);

@@ -214,6 +214,16 @@ void AddOutputOption(CLI::App& command, std::string& path, const std::string& na
     command.add_option("-o,--output", path, what)->option_text(name)->check(NotEmpty);
 }
 
+void AddJobsOption(CLI::App& command, Jobs& jobs)
+{
+    constexpr int Most = 1024;
+    command
+        .add_option("--jobs", jobs.count,
+                    "Threads for the lines of a file, 1 to 1024; the output is the same [one per processor]")
+        ->option_text("N")
+        ->check(CLI::Range(1, Most));
+}
+
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats)
 {
     command

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Input.h"
+#include "Jobs.h"
 #include "Profile.h"
 
 // The options that several commands have. The variables that they are read into must live until the command has run.
@@ -38,6 +39,9 @@ void AddInputOptions(CLI::App& command, Input& input, const std::string& name);
 
 // Adds --output, for a path called name in the help.
 void AddOutputOption(CLI::App& command, std::string& path, const std::string& name, const std::string& what);
+
+// Adds --jobs.
+void AddJobsOption(CLI::App& command, Jobs& jobs);
 
 // Adds --format; format holds the default.
 void AddFormatOption(CLI::App& command, std::string& format, const std::vector<std::string>& formats);

@@ -29,8 +29,13 @@ Output::Output(const std::string& path)
     if (m_fd < 0) CannotWrite(m_path, errno);
 }
 
+Output::Output(const Output& whole, Part /*part*/)
+    : m_fd(whole.m_fd), m_oneStream(whole.m_oneStream), m_isPart(true)
+{}
+
 Output::~Output()
 {
+    if (m_isPart) return;
     FlushMessages();
     if (m_path.empty() && m_fd == StandardOutput) WriteAll(m_fd, m_buffer);
     if (m_fd > StandardError) CloseFile(m_fd);
@@ -47,14 +52,23 @@ bool Output::IsMessageTerminal() const
     return IsTerminal() && ::IsTerminal(StandardError);
 }
 
+void Output::Append(const Output& part)
+{
+    m_messages += part.m_messages;
+    if (m_messages.size() >= FlushSize) FlushMessages();
+    Write(part.m_buffer);
+}
+
 void Output::FlushMessages()
 {
+    if (m_isPart) return;
     WriteAll(StandardError, m_messages);
     m_messages.clear();
 }
 
 void Output::Flush()
 {
+    if (m_isPart) return;
     FlushMessages();
     if (!WriteAll(m_fd, m_buffer)) {
         if (errno == EPIPE) throw ReaderGone();

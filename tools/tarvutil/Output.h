@@ -11,6 +11,11 @@ class Output
     // file is written under another name beside it and renamed by Finish, so that its name never has a part of a file;
     // devices and pipes are written directly. Throws Fault, as the operations do, when it cannot be written.
     explicit Output(const std::string& path = {});
+    // Collects what Append adds to the whole later, and writes nothing.
+    struct Part
+    {
+    };
+    Output(const Output& whole, Part /*part*/);
     // Removes a file that Finish has not renamed. Writes collected results to standard output.
     ~Output();
     Output(const Output&) = delete;
@@ -40,6 +45,8 @@ class Output
         if (m_messages.size() >= FlushSize) FlushMessages();
         Written();
     }
+    // Adds what a part has collected.
+    void Append(const Output& part);
     void Flush();
     void Finish();
 
@@ -54,6 +61,7 @@ class Output
     std::string m_buffer;
     std::string m_messages;
     bool m_oneStream;  // standard error ends where the results do
+    bool m_isPart = false;
 };
 
 // Thrown when the reader of standard output has closed it. This is not a fault: the rest is not needed.

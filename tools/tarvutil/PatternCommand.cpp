@@ -4,29 +4,19 @@
 #include "Messages.h"
 #include "Sentences.h"
 
-int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                 const Handle& handle, preview::Purpose purpose)
+int ForEachReport(const PatternOptions& options, const preview::Limits& limits, preview::Purpose purpose,
+                  const Jobs& jobs, Output& output, const Handle& handle)
 {
-    preview::Report report(options.profile.stimulator);
-    const preview::Reading reading = options.lenient ? preview::Reading::Lenient : preview::Reading::Strict;
     int status = ExitDone;
-    ForEachText(
-        options.input, [&output] { output.Flush(); },
-        [&](const Place& place, std::string_view text) {
-            ReportOn(text, limits, reading, report, purpose);
-            if (!handle(place, report)) status = ExitFailed;
+    VisitReports<bool>(
+        options, limits, purpose, jobs, output,
+        [&handle](Output& printed, const Place& place, const preview::Report& report) {
+            PrintMessages(printed, place, report);
+            return handle(printed, place, report);
+        },
+        [&status](const Place&, bool good) {
+            if (!good) status = ExitFailed;
         });
-    return status;
-}
-
-int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                  const Handle& handle, preview::Purpose purpose)
-{
-    const auto print = [&](const Place& place, const preview::Report& report) {
-        PrintMessages(output, place, report);
-        return handle(place, report);
-    };
-    const int status = VisitReports(options, limits, output, print, purpose);
     output.Finish();
     return status;
 }

@@ -7,6 +7,7 @@
 
 #include "ExitStatus.h"
 #include "Input.h"
+#include "Jobs.h"
 #include "Options.h"
 #include "Output.h"
 #include "Report.h"
@@ -46,16 +47,38 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
     return command;
 }
 
-using Handle = std::function<bool(const Place&, const preview::Report&)>;
+// Reports on each specification string: handle(Output&, Place, Report) returns the Result of one, perhaps in another
+// thread, and take(Place, Result) is called for all in their order.
+template <typename Result, typename HandleReport, typename Take>
+void VisitReports(const PatternOptions& options, const preview::Limits& limits, preview::Purpose purpose,
+                  const Jobs& jobs, Output& output, const HandleReport& handle, const Take& take)
+{
+    NeedInput(options.input);
+    const auto makeVisit = [&options, &limits, purpose, &handle] {
+        return [&options, &limits, purpose, &handle,
+                report = std::make_shared<preview::Report>(options.profile.stimulator)](
+                   Output& printed, const Place& place, std::string_view text) -> Result {
+            ReportOn(text, limits, options.lenient ? preview::Reading::Lenient : preview::Reading::Strict,
+                     *report, purpose);
+            return handle(printed, place, *report);
+        };
+    };
+    const std::vector<std::string>& arguments = options.input.arguments;
+    if (!arguments.empty()) {
+        const auto visit = makeVisit();
+        for (std::size_t i = 0; i < arguments.size(); ++i)
+            take(Place{{}, i + 1}, visit(output, Place{{}, i + 1}, arguments[i]));
+    }
+    if (options.input.reader) ForEachLineInJobs<Result>(*options.input.reader, jobs, output, makeVisit, take);
+}
 
-// Reports on each specification string and passes the report to handle, which returns whether the pattern is good.
-// Returns the exit status: whether all patterns are good.
-int VisitReports(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                 const Handle& handle, preview::Purpose purpose = preview::Purpose::Everything);
+// Prints into the output and returns whether the pattern is good.
+using Handle = std::function<bool(Output&, const Place&, const preview::Report&)>;
 
-// Likewise, prints the messages of each report before it is handled, and finishes the output.
-int ForEachReport(const PatternOptions& options, const preview::Limits& limits, Output& output,
-                  const Handle& handle, preview::Purpose purpose = preview::Purpose::Everything);
+// Prints the messages of each report, passes it to handle, and finishes the output. Returns the exit status: whether all
+// patterns are good.
+int ForEachReport(const PatternOptions& options, const preview::Limits& limits, preview::Purpose purpose,
+                  const Jobs& jobs, Output& output, const Handle& handle);
 
 // Refuses a pattern for the limits that it exceeds: messages, and with json an object of errors.
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report);

@@ -45,9 +45,11 @@ class Channel
 
     int Run()
     {
-        const int status = ForEachReport(
-            m_options, m_options.profile.limits, m_output,
-            [this](const Place& place, const preview::Report& report) { return Play(place, report); });
+        const int status =
+            ForEachReport(m_options, m_options.profile.limits, preview::Purpose::Everything, Jobs{1},
+                          m_output, [this](Output&, const Place& place, const preview::Report& report) {
+                              return Play(place, report);
+                          });
         if (m_options.format == "events" && status == ExitDone) WriteEvents(m_options.output, m_events);
         return status;
     }

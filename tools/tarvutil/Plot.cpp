@@ -73,9 +73,10 @@ class Plotter
     int Run()
     {
         NeedFormat(m_options.output);
-        const int status = ForEachReport(
-            m_options, {}, m_messages,
-            [this](const Place& place, const preview::Report& report) { return Plot(place, report); });
+        const int status = ForEachReport(m_options, {}, preview::Purpose::Everything, Jobs{1}, m_messages,
+                                         [this](Output&, const Place& place, const preview::Report& report) {
+                                             return Plot(place, report);
+                                         });
         if (!m_drawing.empty()) Save(m_options.output, m_drawing);
         return status;
     }

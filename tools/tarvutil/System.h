@@ -28,6 +28,8 @@ bool CloseFile(int file);
 int OpenToRead(const std::string& path);
 // The number of bytes that were read, 0 at the end, -1 for a failure.
 std::ptrdiff_t ReadSome(int file, char* buffer, std::size_t size);
+// Reading may have to wait for what another program, or a user, has not written yet. Never so for a file on disk.
+bool MayWait(int file);
 // Writes all of text.
 bool WriteAll(int file, std::string_view text);
 

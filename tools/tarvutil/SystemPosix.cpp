@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -62,6 +63,12 @@ std::ptrdiff_t ReadSome(int file, char* buffer, std::size_t size)
     do count = read(file, buffer, size);
     while (count < 0 && errno == EINTR);
     return count;
+}
+
+bool MayWait(int file)
+{
+    pollfd entry{file, POLLIN, 0};
+    return poll(&entry, 1, 0) < 1;
 }
 
 bool WriteAll(int file, std::string_view text)

@@ -134,6 +134,11 @@ std::ptrdiff_t ReadSome(int file, char* buffer, std::size_t size)
     return count < 0 && errno == EPIPE ? 0 : count;  // the writer has gone: the end
 }
 
+bool MayWait(int file)
+{
+    return GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(file))) != FILE_TYPE_DISK;
+}
+
 bool WriteAll(int file, std::string_view text)
 {
     constexpr std::size_t MaxWrite = 1U << 15U;  // a console refuses much more at once

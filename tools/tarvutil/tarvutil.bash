@@ -7,9 +7,9 @@ _tarvutil() {
     local limits='--max-error --max-period-error --max-amplitude-error --max-charge-error --max-net-charge
         --whole-cycles --exact --area --max-phase-charge --max-density --max-k --max-duty --max-rate --max-dc'
     local -A options=(
-        [encode]="--file --lenient $stimulator $limits --format --output"
-        [decode]='--file --time-step --amp-step --device --format --train --sample-rate'
-        [check]="--file --lenient $stimulator $limits --steps --format"
+        [encode]="--file --lenient $stimulator $limits --format --jobs --output"
+        [decode]='--file --time-step --amp-step --device --format --jobs --train --sample-rate'
+        [check]="--file --lenient $stimulator $limits --steps --format --jobs"
         [plot]="--file --lenient $stimulator --output --train"
         [play]="--file --lenient $stimulator $limits --poll --blocks --schedule --until --max-total-current
             --format --output"
