@@ -392,15 +392,20 @@ std::string_view FirstLine(std::string_view file)
     return WithoutMarks(file.substr(0, file.find('\n')), true);
 }
 
-std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile)
+bool IsOptionLine(std::string_view line)
 {
     line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));
-    if (line.empty() || line[0] != '#') return std::nullopt;
+    if (line.empty() || line[0] != '#') return false;
     line.remove_prefix(1);
-    std::string_view word = NextWord(line);
-    if (!BeginsOption(word)) return std::nullopt;
+    return BeginsOption(NextWord(line));
+}
+
+std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile)
+{
+    if (!IsOptionLine(line)) return std::nullopt;
+    line.remove_prefix(line.find('#') + 1);
     Profile read = profile;
-    for (; !word.empty(); word = NextWord(line)) {
+    for (std::string_view word = NextWord(line); !word.empty(); word = NextWord(line)) {
         const std::size_t equals = std::min(word.find('='), word.size());
         const std::string option(word.substr(0, equals));
         const std::optional<std::size_t> setting =

@@ -90,6 +90,9 @@ inline std::string_view WithoutMarks(std::string_view line, bool first)
 }
 std::string_view FirstLine(std::string_view file);
 
+// A comment that begins with an option.
+bool IsOptionLine(std::string_view line);
+
 // Reads the first line of a pattern file. A comment that begins with an option gives values of the stimulator, any other
 // line gives none. Whatever is not such an option with its value is a fault, and profile is not changed.
 //

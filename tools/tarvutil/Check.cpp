@@ -55,7 +55,7 @@ int Check(const CheckOptions& options)
         status = visited;
         if (summary.patterns == 0) {
             status = ExitFailed;
-            PrintMessage(options.input.file + ": no specification string to check");
+            PrintNothingRead(options.input);
         }
         PrintSummary(summary, options.format, output);
         output.Finish();

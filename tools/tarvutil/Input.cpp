@@ -133,7 +133,10 @@ void ForEachLine(FileReader& file, const VisitText& visit)
         throw Fault(std::string(file.Where().path) + " is a binary file, not lines of text");
     for (std::string_view line; file.NextLine(line);) {
         line = preview::WithoutMarks(line, file.Where().number == 1);
-        if (!SaysNothing(line)) visit(file.Where(), line);
+        if (!SaysNothing(line))
+            visit(file.Where(), line);
+        else if (file.HasOptionLine() && file.Where().number > 1 && preview::IsOptionLine(line))
+            throw Fault(file.Where().Text() + ": stimulator options are read in the first line only");
     }
 }
 

@@ -39,6 +39,10 @@ class FileReader
     std::string_view Peek(std::size_t count);
     // The same as NextLine, but the line is read again by the next call; empty at the end.
     std::string_view PeekLine();
+    // Stimulator options may stand in the first line, and nowhere else: two files in one, or a title before the
+    // options, are written for another stimulator.
+    void OptionsInFirstLine() { m_hasOptionLine = true; }
+    bool HasOptionLine() const { return m_hasOptionLine; }
     // The line that was read last.
     Place Where() const { return {m_path, m_line}; }
 
@@ -55,6 +59,7 @@ class FileReader
     std::size_t m_end = 0;
     std::size_t m_line = 0;
     bool m_atEnd = false;
+    bool m_hasOptionLine = false;
 };
 
 // The input that the user chose.
@@ -71,7 +76,8 @@ void NeedInput(const Input& input);
 using VisitText = std::function<void(const Place&, std::string_view)>;
 
 // Calls visit with each line that is neither blank nor a comment (# after any blanks), without a byte order mark and
-// without the carriage return of a line that ends with CRLF. Throws Fault when the file is not text.
+// without the carriage return of a line that ends with CRLF. Throws Fault when the file is not text,
+// and for stimulator options in a line that must have none.
 void ForEachLine(FileReader& file, const VisitText& visit);
 // The first line, without a byte order mark; it is read again later.
 std::string_view PeekFirstLine(FileReader& file);

@@ -185,6 +185,7 @@ void Settle(const CLI::App& command, const std::string& device, FileReader* patt
         const std::string place = Place{patternFile->Where().path, 1}.Text();
         if (const auto fault = ReadOptionLine(PeekFirstLine(*patternFile), place, inPatterns))
             throw Fault(fault->place + ": " + fault->text);
+        patternFile->OptionsInFirstLine();
     }
     profile = Merge(profile, inPatterns, device.empty() ? preview::Profile() : ReadDevice(device));
     if (const auto unusable = profile.stimulator.Unusable())

@@ -8,17 +8,28 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
                   const Jobs& jobs, Output& output, const Handle& handle)
 {
     int status = ExitDone;
+    std::size_t patterns = 0;
     VisitReports<bool>(
         options, limits, purpose, jobs, output,
         [&handle](Output& printed, const Place& place, const preview::Report& report) {
             PrintMessages(printed, place, report);
             return handle(printed, place, report);
         },
-        [&status](const Place&, bool good) {
+        [&](const Place&, bool good) {
+            ++patterns;
             if (!good) status = ExitFailed;
         });
+    if (patterns == 0) {
+        PrintNothingRead(options.input);
+        return ExitFailed;
+    }
     output.Finish();
     return status;
+}
+
+void PrintNothingRead(const Input& input)
+{
+    PrintMessage(input.file + ": no specification string");
 }
 
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report)

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ExitStatus.h"
+#include "Fault.h"
 #include "Input.h"
 #include "Jobs.h"
 #include "Options.h"
@@ -42,6 +43,8 @@ CLI::App& AddPatternCommand(CLI::App& program, const std::string& name, const st
         if (!options->PatternFile().empty())
             options->input.reader = std::make_shared<FileReader>(options->PatternFile());
         Settle(command, options->device, options->input.reader.get(), options->profile);
+        if (options->lenient && options->profile.limits.exact)
+            throw Fault("--exact compares with what a text plainly asks for: give it without --lenient");
         exitStatus = run(*options);
     });
     return command;
@@ -79,6 +82,9 @@ using Handle = std::function<bool(Output&, const Place&, const preview::Report&)
 // patterns are good.
 int ForEachReport(const PatternOptions& options, const preview::Limits& limits, preview::Purpose purpose,
                   const Jobs& jobs, Output& output, const Handle& handle);
+
+// A file without a pattern is a failure: it is hardly the one that was meant.
+void PrintNothingRead(const Input& input);
 
 // Refuses a pattern for the limits that it exceeds: messages, and with json an object of errors.
 void RefuseExcesses(Output& output, bool json, const Place& place, const preview::Report& report);
