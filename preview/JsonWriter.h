@@ -85,7 +85,7 @@ class JsonWriter
     template <typename Items>
     void Array(const Items& items)
     {
-        Array(items, [this](const auto& item) { Value(item); });
+        Array(items, [this](const auto& item) { this->Value(item); });
     }
 
  private:

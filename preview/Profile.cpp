@@ -392,26 +392,42 @@ std::string_view FirstLine(std::string_view file)
     return WithoutMarks(file.substr(0, file.find('\n')), true);
 }
 
-bool IsOptionLine(std::string_view line)
+namespace {
+
+// The first word of a comment; empty in other lines. Leaves the rest in line.
+std::string_view FirstOfComment(std::string_view& line)
 {
     line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));
-    if (line.empty() || line[0] != '#') return false;
+    if (line.empty() || line[0] != '#') return {};
     line.remove_prefix(1);
-    return BeginsOption(NextWord(line));
+    return NextWord(line);
+}
+
+// The setting of "--time-step" or "--time-step=20", if it is one of the stimulator.
+std::optional<std::size_t> StimulatorSetting(std::string_view word)
+{
+    if (!BeginsOption(word)) return std::nullopt;
+    const std::optional<std::size_t> setting = SettingNamed(word.substr(2, word.find('=') - 2));
+    return setting && !SettingKinds()[*setting].isLimit ? setting : std::nullopt;
+}
+
+}  // namespace
+
+bool IsOptionLine(std::string_view line)
+{
+    return StimulatorSetting(FirstOfComment(line)).has_value();
 }
 
 std::optional<ProfileFault> ReadOptionLine(std::string_view line, const std::string& place, Profile& profile)
 {
-    if (!IsOptionLine(line)) return std::nullopt;
-    line.remove_prefix(line.find('#') + 1);
+    std::string_view word = FirstOfComment(line);
+    if (!BeginsOption(word)) return std::nullopt;
     Profile read = profile;
-    for (std::string_view word = NextWord(line); !word.empty(); word = NextWord(line)) {
+    for (; !word.empty(); word = NextWord(line)) {
         const std::size_t equals = std::min(word.find('='), word.size());
         const std::string option(word.substr(0, equals));
-        const std::optional<std::size_t> setting =
-            BeginsOption(option) ? SettingNamed(std::string_view(option).substr(2)) : std::nullopt;
-        if (!setting || SettingKinds()[*setting].isLimit)
-            return ProfileFault{place, option + " is not a stimulator option"};
+        const std::optional<std::size_t> setting = StimulatorSetting(word);
+        if (!setting) return ProfileFault{place, option + " is not a stimulator option"};
         const std::string_view text = equals == word.size() ? NextWord(line) : word.substr(equals + 1);
         const std::optional<double> value = ValueOf(SettingKinds()[*setting].form, text);
         if (!value || !IsInRange(*setting, *value))

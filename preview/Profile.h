@@ -90,7 +90,7 @@ inline std::string_view WithoutMarks(std::string_view line, bool first)
 }
 std::string_view FirstLine(std::string_view file);
 
-// A comment that begins with an option.
+// A comment that begins with a stimulator option.
 bool IsOptionLine(std::string_view line);
 
 // Reads the first line of a pattern file. A comment that begins with an option gives values of the stimulator, any other

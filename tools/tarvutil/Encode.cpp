@@ -75,6 +75,18 @@ void Print(Output& output, const std::string& format, const Place& place, const 
     }
 }
 
+// The words play the first of several commands.
+void PrintRest(Output& output, const Place& place, const preview::Encoding& encoding)
+{
+    const StimPattern& pattern = Base(encoding.pattern);
+    const int counted = playback::CyclesOf(encoding.words[0]);
+    if (pattern.IsContinuous() || counted >= pattern.CycleCount()) return;
+    PrintMessage(output, place,
+                 "warning: word 0 counts " + std::to_string(counted) + " of " +
+                     std::to_string(pattern.CycleCount()) +
+                     " cycles; play prints the commands for the others");
+}
+
 int Encode(const EncodeOptions& options)
 {
     NeedInput(options.input);
@@ -82,7 +94,10 @@ int Encode(const EncodeOptions& options)
     if (options.format == "binary" && output.IsTerminal())
         throw Fault("binary words go to a file or a pipe, not to a terminal: give --output PATH");
     const auto print = [&options](Output& printed, const Place& place, const Report& report) {
-        if (report.encoding.Encoded()) PrintDeviations(printed, place, report);
+        if (report.encoding.Encoded()) {
+            PrintDeviations(printed, place, report);
+            PrintRest(printed, place, report.encoding);
+        }
         if (report.excesses.empty())
             Print(printed, options.format, place, report);
         else
