@@ -76,9 +76,12 @@ int Refuse(int error)
     return -1;
 }
 
-// After a write to a pipe: the run-time library has EINVAL for some of these.
-bool ReaderHasGone(DWORD error)
+// After a write to a pipe: the run-time library has EINVAL for some of these. Wine sometimes reports the handle as
+// invalid; a handle that is really closed has no type.
+bool ReaderHasGone(int file, DWORD error)
 {
+    if (error == ERROR_INVALID_HANDLE)
+        return GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(file))) == FILE_TYPE_PIPE;
     return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED;
 }
 
@@ -146,7 +149,7 @@ bool WriteAll(int file, std::string_view text)
         const int count =
             _write(file, text.data(), static_cast<unsigned int>(std::min(text.size(), MaxWrite)));
         if (count < 0) {
-            if (ReaderHasGone(_doserrno)) errno = EPIPE;
+            if (ReaderHasGone(file, _doserrno)) errno = EPIPE;
             return false;
         }
         text.remove_prefix(static_cast<std::size_t>(count));
