@@ -73,7 +73,11 @@ class Form
         while (m_at < m_text.size() && m_text[m_at] >= '0' && m_text[m_at] <= '9') ++m_at;
         return m_at - from;
     }
-    bool Sign() { return Take('-') || Take('+') || true; }
+    bool Sign()
+    {
+        if (!Take('-')) Take('+');
+        return true;
+    }
     bool Number(double& value)
     {
         const std::size_t from = m_at;

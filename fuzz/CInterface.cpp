@@ -88,8 +88,8 @@ struct Calls
     {
         stimulator.Renew(tarvutil_stimulator_new);
         pattern.Renew([&](char* reason, std::int32_t capacity) {
-            return tarvutil_pattern_new(in.ConsumeBool(), in.ConsumeBool() ? AnyFloat(in) : 20, 10, 1000,
-                                        Small(), reason, capacity);
+            return tarvutil_pattern_new(in.ConsumeBool() ? 1 : 0, in.ConsumeBool() ? AnyFloat(in) : 20, 10,
+                                        1000, Small(), reason, capacity);
         });
         schedule.Renew([&](char* reason, std::int32_t capacity) {
             return tarvutil_schedule_new(stimulator.handle, reason, capacity);
@@ -168,7 +168,7 @@ void Calls::Patterns()
     const std::string text = Piece();
     pattern.Try(in.ConsumeBool() ? tarvutil_pattern_set_label(pattern.handle, text.c_str(), LengthOf(text))
                                  : tarvutil_pattern_read(pattern.handle, text.c_str(), LengthOf(text)));
-    const std::int32_t warnings = in.ConsumeBool(), index = Small();
+    const std::int32_t warnings = in.ConsumeBool() ? 1 : 0, index = Small();
     const std::int32_t count = Checked(tarvutil_pattern_message_count(pattern.handle, warnings));
     const auto message = [&](char* to, std::int32_t capacity) {
         return tarvutil_pattern_message(pattern.handle, warnings, index, to, capacity);
@@ -189,20 +189,22 @@ void Calls::Edits()
     const float x = AnyFloat(in), y = AnyFloat(in);
     const float lengths[] = {x, 200, 100}, amplitudes[] = {y, -60, 0};
     double inEffect = 0, read = 0;
-    if (pattern.Try(tarvutil_pattern_set(p, index, static_cast<double>(x), in.ConsumeBool(), &inEffect)) == 0)
+    if (pattern.Try(
+            tarvutil_pattern_set(p, index, static_cast<double>(x), in.ConsumeBool() ? 1 : 0, &inEffect)) == 0)
         Require(tarvutil_pattern_get(p, index, &read) == 0 &&
                     (read == inEffect || (std::isnan(read) && std::isnan(inEffect))),
                 "the value in effect is the one that is read");
     const auto edits = in.ConsumeIntegral<std::uint16_t>();
-    if (edits & 1) pattern.Try(tarvutil_pattern_rescale(p, x));
-    if (edits & 2) pattern.Try(tarvutil_pattern_set_phases(p, lengths, amplitudes, std::min(index, 3)));
-    if (edits & 4) pattern.Try(tarvutil_pattern_set_phase(p, index, x, y));
-    if (edits & 8) pattern.Try(tarvutil_pattern_set_length(p, index, x));
-    if (edits & 16) pattern.Try(tarvutil_pattern_set_amplitude(p, index, y));
-    if (edits & 32) pattern.Try(tarvutil_pattern_append(p, x, y));
-    if (edits & 64) pattern.Try(tarvutil_pattern_insert(p, index, x, y));
-    if (edits & 128) pattern.Try(tarvutil_pattern_remove(p, index));
-    if (edits & 256) pattern.Try(tarvutil_pattern_override(p, edits & 512, index * 0x1000));
+    if ((edits & 1) != 0) pattern.Try(tarvutil_pattern_rescale(p, x));
+    if ((edits & 2) != 0)
+        pattern.Try(tarvutil_pattern_set_phases(p, lengths, amplitudes, std::min(index, 3)));
+    if ((edits & 4) != 0) pattern.Try(tarvutil_pattern_set_phase(p, index, x, y));
+    if ((edits & 8) != 0) pattern.Try(tarvutil_pattern_set_length(p, index, x));
+    if ((edits & 16) != 0) pattern.Try(tarvutil_pattern_set_amplitude(p, index, y));
+    if ((edits & 32) != 0) pattern.Try(tarvutil_pattern_append(p, x, y));
+    if ((edits & 64) != 0) pattern.Try(tarvutil_pattern_insert(p, index, x, y));
+    if ((edits & 128) != 0) pattern.Try(tarvutil_pattern_remove(p, index));
+    if ((edits & 256) != 0) pattern.Try(tarvutil_pattern_override(p, edits & 512, index * 0x1000));
     pattern.Try(tarvutil_pattern_fits(p, lengths, amplitudes, std::min(index, 3), index));
     if ((edits & 0x3000) == 0) pattern.Try(tarvutil_pattern_clear(p));
     if ((edits & 0xC000) != 0) return;
@@ -262,8 +264,8 @@ void Calls::Reports()
     report.Renew([&](char* reason, std::int32_t capacity) {
         return in.ConsumeBool()
                    ? tarvutil_pattern_report_new(pattern.handle, stimulator.handle, reason, capacity)
-                   : tarvutil_report_new(stimulator.handle, text.data(), LengthOf(text), in.ConsumeBool(),
-                                         reason, capacity);
+                   : tarvutil_report_new(stimulator.handle, text.data(), LengthOf(text),
+                                         in.ConsumeBool() ? 1 : 0, reason, capacity);
     });
     const auto f = [&](auto call) {
         return [&, call](auto... to) { return report.Try(call(report.handle, to...)); };
@@ -332,7 +334,7 @@ void Calls::Schedules()
 {
     const std::string text = Piece();
     schedule.Try(tarvutil_schedule_add(schedule.handle, Small(), in.ConsumeIntegralInRange(-1, 1000),
-                                       text.data(), LengthOf(text), in.ConsumeBool()));
+                                       text.data(), LengthOf(text), in.ConsumeBool() ? 1 : 0));
     const std::int32_t poll = Small();
     const std::int64_t until = in.ConsumeIntegralInRange(0, 2000);
     RequireJson([&](char* to, std::int32_t room) {

@@ -104,8 +104,9 @@ Profile AnyProfile(FuzzedDataProvider& in, const char* place)
     Profile profile;
     for (std::size_t i = 0; i < SettingCount; ++i) {
         if (!in.ConsumeBool()) continue;
-        const double value =
-            std::fabs(static_cast<double>(in.ConsumeBool() ? AnyFloat(in) : in.ConsumeBool()));
+        const double value = std::fabs(static_cast<double>(in.ConsumeBool()   ? AnyFloat(in)
+                                                           : in.ConsumeBool() ? 1.0f
+                                                                              : 0.0f));
         if (FaultOf(i, value).empty()) profile.Set(i, value, place);
     }
     return profile;

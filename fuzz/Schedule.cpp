@@ -18,8 +18,8 @@ void CheckLine(const std::string& text)
     // A number of digits alone that fit; from_chars reads a minus, too, and refuses what it makes negative.
     const auto isWhole = [](std::string_view digits, double most) {
         if (digits.substr(0, 1) == "-")
-            return digits.find_first_not_of('0', 1) == digits.npos && digits.size() > 1;
-        return !digits.empty() && digits.find_first_not_of("0123456789") == digits.npos &&
+            return digits.find_first_not_of('0', 1) == std::string_view::npos && digits.size() > 1;
+        return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos &&
                std::strtod(std::string(digits).c_str(), nullptr) <= most;
     };
     const std::string_view line = text;
@@ -104,6 +104,7 @@ void CheckPlay(const std::vector<Added>& trains, const Host& host, std::optional
                Schedule& schedule)
 {
     std::vector<int> left;
+    left.reserve(trains.size());
     for (const Added& train : trains) left.push_back(train.Pattern().CycleCount());
     std::vector<std::int64_t> last(trains.size(), -1);
     std::int64_t before = 0;

@@ -1,6 +1,8 @@
 #include "DesignParameters.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "NumberText.h"
@@ -156,7 +158,8 @@ std::string DesignParameters::Inconsistent(const std::string& dashes) const
     const bool off = balance == 0;
     if (phase2Usec.has_value() != off || amplitude2Ua.has_value() != off)
         return d + "balance 0 needs " + d + "phase2 and " + d + "amplitude2, another mode takes neither";
-    if (int{trainMsec.has_value()} + int{pulses.has_value()} + int{onSec.has_value()} != 1)
+    const bool given[] = {trainMsec.has_value(), pulses.has_value(), onSec.has_value()};
+    if (std::count(std::begin(given), std::end(given), true) != 1)
         return "one of " + d + "train, " + d + "pulses and " + d + "on is needed";
     if (offSec.has_value() != (times.value_or(1) > 1))
         return d + "off needs " + d + "times of 2 or more, and " + d + "times needs " + d + "off";

@@ -67,8 +67,8 @@ void JsonWriter::PutValue(Figure figure)
             *out++ = '.';
             digit(millionths % unit);
         }
-        std::memcpy(out, unit == 1 ? "e-06" : "e-05", 4);
-        return EndAt(out + 4);
+        const std::string_view exponent = unit == 1 ? "e-06" : "e-05";
+        return EndAt(std::copy(exponent.begin(), exponent.end(), out));
     }
     out = std::to_chars(out, out + 10, millionths / Million).ptr;
     *out++ = '.';

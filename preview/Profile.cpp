@@ -136,7 +136,7 @@ const std::array<SettingKind, SettingCount>& SettingKinds()
 std::optional<std::size_t> SettingNamed(std::string_view name)
 {
     const auto& kinds = SettingKinds();
-    const auto found =
+    const auto* const found =
         std::find_if(kinds.begin(), kinds.end(), [&](const SettingKind& kind) { return kind.name == name; });
     if (found == kinds.end()) return std::nullopt;
     return static_cast<std::size_t>(found - kinds.begin());
@@ -183,7 +183,8 @@ const std::string& Profile::PlaceOf(std::string_view name) const
 {
     static const std::string none;
     const std::optional<std::size_t> setting = SettingNamed(name);
-    return setting ? places[*setting] : none;
+    if (!setting) return none;
+    return places[*setting];
 }
 
 void Profile::Set(std::size_t setting, double value, const std::string& place)

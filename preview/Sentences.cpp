@@ -376,6 +376,7 @@ std::string Sentence(const Excess& excess)
 std::vector<std::string> ExcessSentences(const std::vector<Excess>& excesses)
 {
     std::vector<std::string> sentences;
+    sentences.reserve(excesses.size() + 1);
     for (const Excess& excess : excesses) sentences.push_back(Sentence(excess));
     const auto isOfK = [](const Excess& excess) { return excess.limit == Limit::K; };
     if (std::any_of(excesses.begin(), excesses.end(), isOfK)) sentences.emplace_back(KSentence());

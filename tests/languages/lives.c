@@ -22,7 +22,7 @@ static void print_words(const uint32_t* words, int32_t count)
 
 static void text(const char* step, const char* amp, const char* plain, const char* spec)
 {
-    uint32_t words[BUDGET];
+    uint32_t words[BUDGET] = {0};
     tarvutil_stimulator* stimulator = tarvutil_stimulator_new(NULL, 0);
     tarvutil_report* report;
     tarvutil_stimulator_set(stimulator, "time-step", -1, atof(step));
@@ -47,7 +47,7 @@ static int32_t parameter(const char* name)
 
 static void life(const char* step, const char* amp, char* edits)
 {
-    uint32_t words[BUDGET];
+    uint32_t words[BUDGET] = {0};
     const float amp_step = (float)atof(amp);
     tarvutil_pattern* pattern =
         tarvutil_pattern_new(TARVUTIL_LILLY, (float)atof(step), amp_step, 100 * amp_step, BUDGET, NULL, 0);

@@ -70,7 +70,7 @@ Table CurrentTable(const Deviations& d)
                                        Rounded(p.durationUsec), Rounded(p.chargeNc)};
         if (d.areaCm2)
             cells.insert(cells.end(), {Rounded(p.DensityUcPerCm2(*d.areaCm2)), Rounded(p.K(*d.areaCm2))});
-        table.Add(std::move(cells));
+        table.Add(cells);
     }
     return table;
 }

@@ -46,7 +46,7 @@ std::string WordTable(const Report& report, std::string_view place)
             cells.insert(cells.end(),
                          {std::to_string(row.word.timeSteps), Rounded(row.durationUsec),
                           Rounded(row.currentUa), std::to_string(row.word.splitUsec), Flags(row.word)});
-        table.Add(std::move(cells));
+        table.Add(cells);
     }
     std::string text = std::string(place) + ": " + std::to_string(report.encoding.words.size()) + " of " +
                        std::to_string(report.stimulator.budget) + " words, " +

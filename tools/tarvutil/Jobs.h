@@ -140,7 +140,7 @@ class LineJobs
         m_printing = false;
     }
 
-    void Visits(Visit& visit, Block& block) const
+    void Visits(const Visit& visit, Block& block) const
     {
         try {
             for (const Line& line : block.lines)
