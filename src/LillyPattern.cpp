@@ -43,7 +43,7 @@ LillyPattern::~LillyPattern() = default;
 bool LillyPattern::FromString(std::string spec, float ampStepSize, std::vector<std::string>& errors,
                               std::vector<std::string>& warnings)
 {
-    Specification read;
+    PatternText read;
     if (!ReadText(spec, ampStepSize, errors, warnings, read)) return false;
     SetPhases(std::move(read.phases));
     SetTrainLength(read.durationMsec);

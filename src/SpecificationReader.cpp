@@ -156,19 +156,4 @@ float ReadDuration(std::string_view field, std::vector<std::string>& errors)
     return rounded;
 }
 
-bool ReadText(std::string_view text, float ampStepUa, std::vector<std::string>& errors,
-              std::vector<std::string>& warnings, Specification& read)
-{
-    const Fields<3> fields(text, ':');
-    if (fields.count < 3) {
-        errors.push_back(Quoting("Invalid pattern specification string: [", text, "]"));
-        return false;
-    }
-    const std::size_t errorsBefore = errors.size();
-    read.phases = ReadPhases(fields.field[1], ampStepUa, errors, warnings);
-    read.durationMsec = ReadDuration(fields.field[2], errors);
-    read.rest = fields.rest;
-    return errors.size() == errorsBefore && !read.phases.empty() && read.durationMsec > 0;
-}
-
 }  // namespace TarvUtil::Internal

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "SpecificationText.h"
 #include "StimPattern.h"
 
 // From the text of a specification string to phases and a duration. The text is read once, without a copy. Numbers that
@@ -22,8 +23,8 @@ std::vector<phase> ReadPhases(std::string_view field, float ampStepUa, std::vect
 // Milliseconds, from a field "name[value]": see StimPattern::DurationFromStr. LargestFloat is a train without end.
 float ReadDuration(std::string_view field, std::vector<std::string>& errors);
 
-// What the three fields of every specification string give.
-struct Specification
+// What the three fields of every text give.
+struct PatternText
 {
     std::vector<phase> phases;
     float durationMsec = 0;
@@ -31,7 +32,19 @@ struct Specification
 };
 
 // False, with errors, for a text that no pattern can be set from.
-bool ReadText(std::string_view text, float ampStepUa, std::vector<std::string>& errors,
-              std::vector<std::string>& warnings, Specification& read);
+inline bool ReadText(std::string_view text, float ampStepUa, std::vector<std::string>& errors,
+                     std::vector<std::string>& warnings, PatternText& read)
+{
+    const Fields<3> fields(text, ':');
+    if (fields.count < 3) {
+        errors.push_back(Quoting("Invalid pattern specification string: [", text, "]"));
+        return false;
+    }
+    const std::size_t errorsBefore = errors.size();
+    read.phases = ReadPhases(fields.field[1], ampStepUa, errors, warnings);
+    read.durationMsec = ReadDuration(fields.field[2], errors);
+    read.rest = fields.rest;
+    return errors.size() == errorsBefore && !read.phases.empty() && read.durationMsec > 0;
+}
 
 }  // namespace TarvUtil::Internal

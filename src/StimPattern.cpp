@@ -495,9 +495,11 @@ int StimPattern::CopyWords(void* out)
 
 bool StimPattern::Update()
 {
-    const bool valid = ListValid(m_phases, MaxCmds());
-    const bool usable = valid || AdjustPhases(m_phases, m_phases, MaxCmds());
-    if (usable && !ArrayIsCurrent()) BuildWordArray(valid);
+    if (ListValid(m_phases, MaxCmds())) {
+        if (!ArrayIsCurrent()) BuildWordArray(true);
+    } else if (AdjustPhases(m_phases, m_phases, MaxCmds()) && !ArrayIsCurrent()) {
+        BuildWordArray(false);
+    }
     return ArrayIsCurrent();
 }
 
@@ -594,7 +596,7 @@ bool StimPattern::FromString(std::string spec, float ampStepSize, std::vector<st
 bool StimPattern::ReadSpecification(const std::string& spec, float ampStepSize,
                                     std::vector<std::string>& errors, std::vector<std::string>& warnings)
 {
-    Specification read;
+    PatternText read;
     if (!ReadText(spec, ampStepSize, errors, warnings, read)) return false;
     SetPhases(std::move(read.phases));
     SetTrainLength(read.durationMsec);
