@@ -44,7 +44,7 @@ preview::SequenceRequest RequestOf(std::string_view text)
         std::replace(name.begin(), name.end(), '_', '-');
         const preview::DesignParameter* parameter = preview::FindDesignParameter(name);
         if (parameter == nullptr)
-            throw Error{TARVUTIL_BAD_ARGUMENT, "parameters: there is no parameter " + key};
+            throw Error{TARVUTIL_BAD_ARGUMENT, "parameters: " + key + " is not a parameter"};
         const std::string fault = parameter->set(parameters, ValueText(key, value));
         if (!fault.empty()) throw Error{TARVUTIL_BAD_ARGUMENT, key + ": " + fault};
     }
@@ -76,7 +76,7 @@ void MakeAll(const preview::SequenceRequest& sequence, tarvutil_design& handle)
 const tarvutil_design::Item& ItemOf(const tarvutil_design& handle, int32_t index)
 {
     Check(index >= 0 && static_cast<std::size_t>(index) < handle.items.size(),
-          "index: there is no such design");
+          "index: not the index of a design");
     return handle.items[static_cast<std::size_t>(index)];
 }
 

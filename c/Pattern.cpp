@@ -107,7 +107,7 @@ double Value(const tarvutil_pattern& p, std::int32_t parameter)
             return p.Lilly().BalanceMode();
         default:
             throw Error{TARVUTIL_BAD_ARGUMENT,
-                        "parameter: there is no parameter " + std::to_string(parameter)};
+                        "parameter: " + std::to_string(parameter) + " is not a parameter"};
     }
 }
 
@@ -167,7 +167,7 @@ void Set(const tarvutil_pattern& p, std::int32_t parameter, double value, bool e
             return p.Lilly().SetChargeBalanceMode(Whole(value, 0, 4));
         default:
             throw Error{TARVUTIL_BAD_ARGUMENT,
-                        "parameter: there is no parameter " + std::to_string(parameter) + " that can be set"};
+                        "parameter: " + std::to_string(parameter) + " is not a parameter that can be set"};
     }
 }
 
@@ -409,7 +409,7 @@ int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnin
     return On(pattern, [&](const tarvutil_pattern& p) {
         const std::vector<std::string>& messages = warnings != 0 ? p.warnings : p.errors;
         if (index < 0 || static_cast<std::size_t>(index) >= messages.size())
-            throw Error{TARVUTIL_NOT_FOUND, "index: there is no such message"};
+            throw Error{TARVUTIL_NOT_FOUND, "index: not the index of a message"};
         return Put(messages[static_cast<std::size_t>(index)], text, capacity);
     });
 }

@@ -12,7 +12,7 @@ namespace {
 std::size_t Setting(std::string_view key)
 {
     const std::optional<std::size_t> setting = preview::SettingNamed(key);
-    if (!setting) throw Error{TARVUTIL_NOT_FOUND, "key: there is no option " + std::string(key)};
+    if (!setting) throw Error{TARVUTIL_NOT_FOUND, "key: " + std::string(key) + " is not an option"};
     return *setting;
 }
 

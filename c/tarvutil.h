@@ -56,7 +56,7 @@ enum tarvutil_status
     TARVUTIL_REFUSED = -5,      /* the pattern refuses or cannot encode it, and does not change */
     TARVUTIL_NOT_LILLY = -6,    /* only a Lilly pattern has this */
     TARVUTIL_NOT_DUE = -7,      /* no block is due, or none is left */
-    TARVUTIL_NOT_FOUND = -8,    /* no such key or figure */
+    TARVUTIL_NOT_FOUND = -8,    /* a key or figure that does not exist */
     TARVUTIL_NO_MEMORY = -9,
     TARVUTIL_FAILED = -10 /* any other failure; the text describes it */
 };

@@ -322,7 +322,7 @@ static kept** entry_of(const mxArray* array)
     if (array != NULL && mxIsUint64(array) && mxGetNumberOfElements(array) == 1)
         for (entry = &patterns; *entry != NULL; entry = &(*entry)->next)
             if ((*entry)->number == *(const uint64_t*)mxGetData(array)) return entry;
-    fail("tarvutil:badHandle", "pattern: there is no such pattern, or it was freed");
+    fail("tarvutil:badHandle", "pattern: not a pattern, or it was freed");
     return NULL;
 }
 
@@ -368,7 +368,7 @@ static int32_t parameter_of(const mxArray* array)
     if (name == NULL) return -1;
     for (i = 0; i < sizeof parameters / sizeof *parameters; ++i)
         if (strcmp(parameters[i].name, name) == 0) found = parameters[i].parameter;
-    snprintf(message, sizeof message, "parameter: there is no parameter %.100s", name);
+    snprintf(message, sizeof message, "parameter: %.100s is not a parameter", name);
     mxFree(name);
     if (found < 0) fail("tarvutil:badArgument", message);
     return found;
@@ -731,7 +731,7 @@ void mexFunction(int nlhs, mxArray* plhs[], int nrhs, const mxArray* prhs[])
         if (strcmp(commands[i].name, name) == 0) break;
     if (name != NULL) mxFree(name);
     if (failure_id == NULL && i == sizeof commands / sizeof *commands)
-        fail("tarvutil:badArgument", "command: there is no such command");
+        fail("tarvutil:badArgument", "command: not a command");
     if (failure_id == NULL) commands[i].run(&out);
     if (failure_id != NULL) mexErrMsgIdAndTxt(failure_id, "%s", failure);
 }

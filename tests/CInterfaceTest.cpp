@@ -174,7 +174,7 @@ TEST(CInterfaceTest, WhatMakesNoSenseIsACodeAndAText)
     row(tarvutil_pattern_set(handle, TARVUTIL_IPI_US, 5, 0, nullptr), TARVUTIL_NOT_LILLY, "Lilly");
     row(tarvutil_pattern_set(handle, TARVUTIL_FREQUENCY_HZ, std::nan(""), 0, nullptr), TARVUTIL_BAD_ARGUMENT,
         "value");
-    row(tarvutil_pattern_set(handle, 99, 1, 0, nullptr), TARVUTIL_BAD_ARGUMENT, "parameter 99");
+    row(tarvutil_pattern_set(handle, 99, 1, 0, nullptr), TARVUTIL_BAD_ARGUMENT, "parameter: 99");
     row(tarvutil_pattern_set_phases(handle, lengths, lengths, 2), TARVUTIL_BAD_ARGUMENT, "finite");
     row(tarvutil_pattern_read(handle, nullptr, -1), TARVUTIL_NULL_BUFFER, "text");
 }

@@ -132,7 +132,7 @@ std::string Designs(const preview::Stimulator& given, const std::map<std::string
     DesignParameters parameters;
     for (const auto& [name, text] : texts) {
         const DesignParameter* parameter = FindDesignParameter(name);
-        if (parameter == nullptr) throw py::type_error(name + ": there is no such parameter");
+        if (parameter == nullptr) throw py::type_error(name + ": not a parameter");
         const std::string fault = parameter->set(parameters, text);
         if (!fault.empty()) throw py::value_error(name + ": " + fault);
     }

@@ -130,7 +130,7 @@ class BasePattern:
     def _change(self, parameters: Dict[str, float], exact: bool) -> Dict[str, float]:
         for name in parameters:
             if name not in self._parameters:
-                raise TypeError(f"{name}: there is no such parameter; the parameters are {', '.join(self._parameters)}")
+                raise TypeError(f"{name}: not a parameter; the parameters are {', '.join(self._parameters)}")
         trial = self._core.copy()
         extend = "period_ms" in parameters or "frequency_hz" in parameters
         for name in self._parameters:

@@ -248,7 +248,7 @@ def _limits(limits: Dict[str, Optional[float]], names: Tuple[str, ...]) -> Dict[
     given = {}
     for name, most in limits.items():
         if name not in names:
-            raise TypeError(f"{name}: there is no such limit; the limits are {', '.join(names)}")
+            raise TypeError(f"{name}: not a limit; the limits are {', '.join(names)}")
         if name == "whole_cycles":
             if not (most is None or isinstance(most, (bool, np.bool_))):
                 raise TypeError(f"{name}: True or False is needed, not {most!r}")

@@ -26,7 +26,7 @@ function [lenient, options, values] = settings(pairs, own, others)
     elseif any(strcmp(name, own))
       values.(name) = number(name, value);
     elseif ~others
-      error('tarvutil:badArgument', 'options: there is no option %s', name);
+      error('tarvutil:badArgument', 'options: %s is not an option', name);
     elseif strcmp(name, 'pattern')
       if ~ischar(value) || ~any(strcmp(value, {'lilly', 'plain'}))
         error('tarvutil:badArgument', 'pattern: "lilly" or "plain" is needed');
