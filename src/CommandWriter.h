@@ -75,7 +75,7 @@ class CommandWriter
         if (m_state.carriedUsec > 0 && time < m_timeStepFloor) return false;
         if (JunctionDue(amp, time)) {
             if (!PutJunction(amp)) return false;
-            time = TakeJunction(p, amp);
+            time = FinishJunction(p, amp);
         } else if (p.len > 0) {
             m_state.lastSteps = amp.steps;
         }
@@ -109,7 +109,7 @@ class CommandWriter
     }
 
     // Returns the time of the phase that is left after the junction.
-    float TakeJunction(const phase& p, const Amplitude& amp)
+    float FinishJunction(const phase& p, const Amplitude& amp)
     {
         const float rest = RestAfterJunction(p.len, m_state.carriedUsec, m_timeStep);
         if (rest < StimPattern::IgnoreUsec) {

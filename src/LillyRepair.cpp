@@ -48,13 +48,13 @@ class LillyRepair
                 m_phases.resize(i);
                 return true;
             }
-            if (!Take(i)) return false;
+            if (!RepairPhase(i)) return false;
         }
         return true;
     }
 
  private:
-    bool Take(std::size_t index)
+    bool RepairPhase(std::size_t index)
     {
         const phase& p = m_phases[index];
         const float len = p.len;  // as it was before this phase's repairs

@@ -42,7 +42,7 @@ char At(std::string_view text, std::size_t i)
     return i < text.size() ? text[i] : '\0';
 }
 
-bool TakeSign(std::string_view& text)
+bool ReadSign(std::string_view& text)
 {
     const char sign = At(text, 0);
     if (sign == '-' || sign == '+') text.remove_prefix(1);
@@ -51,7 +51,7 @@ bool TakeSign(std::string_view& text)
 
 // Whether the first digit after "0x", perhaps after a point, is there: without one strtod reads the 0
 // alone.
-bool TakeHexPrefix(std::string_view& text)
+bool SkipHexPrefix(std::string_view& text)
 {
     if (At(text, 0) != '0' || (At(text, 1) != 'x' && At(text, 1) != 'X')) return false;
     if (HexDigit(At(text, At(text, 2) == '.' ? 3 : 2)) < 0) return false;
@@ -153,7 +153,7 @@ bool ReadShortDecimal(std::string_view text, double& value)
 #endif
 }
 
-// False when there is no number.
+// False without a number.
 bool ReadDecimal(std::string_view text, double& value)
 {
     // Both readers stop to count at an exponent of five digits. A longer text can have zeros that outweigh it.
@@ -227,10 +227,10 @@ bool ReadPlain(std::string_view text, double& value)
 
 double ReadNumber(std::string_view text)
 {
-    const bool negative = TakeSign(text);
+    const bool negative = ReadSign(text);
     double value = 0;
     if (!ReadPlain(text, value)) {
-        if (TakeHexPrefix(text))
+        if (SkipHexPrefix(text))
             value = ReadHex(text);
         else if (!ReadDecimal(text, value))
             return 0;
@@ -240,7 +240,7 @@ double ReadNumber(std::string_view text)
 
 int ReadInt(std::string_view text)
 {
-    const bool negative = TakeSign(text);
+    const bool negative = ReadSign(text);
     if (At(text, 0) == '-') return 0;
     long long value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -14,7 +14,7 @@ inline bool IsBlank(char c)
 }
 
 // The number at the start of text, as strtod reads it where no white space is in front: a sign, decimal or
-// hexadecimal, "inf" and "nan" in any case; infinity on overflow, 0 when there is no number.
+// hexadecimal, "inf" and "nan" in any case; infinity on overflow, 0 without a number.
 //
 //     "1.5ms" -> 1.5    "0x10" -> 16    "1e999" -> inf    "abc" -> 0
 double ReadNumber(std::string_view text);

@@ -13,7 +13,7 @@ namespace TarvUtil::Internal {
 namespace {
 
 // Reads a whole number of up to seven digits at the start of text, and removes it. Such numbers are exact in a float.
-bool TakeWhole(std::string_view& text, float& value)
+bool ReadWhole(std::string_view& text, float& value)
 {
     int whole = 0;
     std::size_t digits = 0;
@@ -26,7 +26,7 @@ bool TakeWhole(std::string_view& text, float& value)
     return digits > 0;
 }
 
-bool Take(std::string_view& text, char c)
+bool Skip(std::string_view& text, char c)
 {
     if (text.empty() || text.front() != c) return false;
     text.remove_prefix(1);
@@ -34,12 +34,12 @@ bool Take(std::string_view& text, char c)
 }
 
 // Reads an item of whole numbers, "(200,-30)", as most are, at the start of text, and removes it. ReadItem reads others.
-bool TakeWholeItem(std::string_view& text, phase& p)
+bool ReadWholeItem(std::string_view& text, phase& p)
 {
     std::string_view rest = text;
-    if (!Take(rest, '(') || !TakeWhole(rest, p.len) || !Take(rest, ',')) return false;
-    const bool negative = Take(rest, '-');
-    if (!TakeWhole(rest, p.amp) || (!rest.empty() && !Take(rest, ')'))) return false;
+    if (!Skip(rest, '(') || !ReadWhole(rest, p.len) || !Skip(rest, ',')) return false;
+    const bool negative = Skip(rest, '-');
+    if (!ReadWhole(rest, p.amp) || (!rest.empty() && !Skip(rest, ')'))) return false;
     if (negative) p.amp = -p.amp;
     text = rest;
     return true;
@@ -60,9 +60,9 @@ class PhaseReader
         phases.reserve(static_cast<std::size_t>(std::count(m_field.begin(), m_field.end(), ')')) + 1);
         for (std::string_view rest = m_field; !rest.empty();) {
             phase p{};
-            bool read = TakeWholeItem(rest, p);
+            bool read = ReadWholeItem(rest, p);
             if (!read) {
-                const std::string_view item = TakePiece(rest, ')');
+                const std::string_view item = CutPiece(rest, ')');
                 if (item.empty()) continue;
                 read = ReadItem(item, p);
             }

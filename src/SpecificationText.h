@@ -38,7 +38,7 @@ inline std::string_view Stripped(std::string_view text, char alsoBlank)
 }
 
 // Returns the piece before the first delimiter, or all of text. Removes the piece and the delimiter from text.
-inline std::string_view TakePiece(std::string_view& text, char delimiter)
+inline std::string_view CutPiece(std::string_view& text, char delimiter)
 {
     // Most pieces are a few characters long, where a loop beats a search by the library.
     const std::size_t near = std::min(text.size(), std::size_t{8});
@@ -50,7 +50,7 @@ inline std::string_view TakePiece(std::string_view& text, char delimiter)
     return piece;
 }
 
-// Cuts text at a delimiter, piece by piece, empty pieces included; after a delimiter at the end there is no piece.
+// Cuts text at a delimiter, piece by piece, empty pieces included; a delimiter at the end is followed by no piece.
 class Pieces
 {
  public:
@@ -59,7 +59,7 @@ class Pieces
     bool Next(std::string_view& piece)
     {
         if (m_rest.empty()) return false;
-        piece = TakePiece(m_rest, m_delimiter);
+        piece = CutPiece(m_rest, m_delimiter);
         return true;
     }
 

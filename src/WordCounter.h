@@ -59,7 +59,7 @@ class WordCounter
             if (m_state.active) return Meeting::MeetsActive;
             if (m_state.carriedUsec > 0 && EndsInsideStep(time, m_timeStep)) return Meeting::TooShort;
         }
-        if (time >= m_timeStep) time = TakeJunction(p, active);
+        if (time >= m_timeStep) time = CountJunction(p, active);
         CountSteps(time, p, last);
         return Meeting::Fits;
     }
@@ -70,7 +70,7 @@ class WordCounter
  private:
     // Returns the time of the phase that is left after its first step. A rest so short that it is dropped at the end of a
     // phase is dropped here, too.
-    float TakeJunction(const phase& p, bool active)
+    float CountJunction(const phase& p, bool active)
     {
         ++m_words;
         const float rest = RestAfterJunction(p.len, m_state.carriedUsec, m_timeStep);
