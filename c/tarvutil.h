@@ -104,8 +104,9 @@ enum tarvutil_parameter
     TARVUTIL_BALANCE_MODE = 33 /* 0 off, 1 to 4 for a phase 2 that is 1, 2, 4 or 8 times weaker and longer */
 };
 
-/* A pattern for a stimulator with that time step and amplitude step (finite, above 0) and budget (1 to 1024 words, word 0
- * included). A Lilly pattern has its default phases, a plain one none. amp_max_ua: the largest amplitude, 0 or above. */
+/* A pattern for a stimulator with that time step and amplitude step (finite, above 0) and budget (1 to 1024 words, word
+ * 0 included). A Lilly pattern has its default phases, a plain one none. amp_max_ua: the largest amplitude, 0 or
+ * above. */
 TARVUTIL_API tarvutil_pattern* tarvutil_pattern_new(int32_t kind, float time_step_us, float amp_step_ua,
                                                     float amp_max_ua, int32_t budget, char* reason,
                                                     int32_t capacity);
@@ -115,8 +116,8 @@ TARVUTIL_API int32_t tarvutil_pattern_free(tarvutil_pattern* pattern);
 TARVUTIL_API int32_t tarvutil_pattern_error(const tarvutil_pattern* pattern, char* text, int32_t capacity);
 
 TARVUTIL_API int32_t tarvutil_pattern_get(tarvutil_pattern* pattern, int32_t parameter, double* value);
-/* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets the value in effect: it
- * differs from value when the pattern rounds, repairs or refuses. If extend_period is not 0, a length may make the
+/* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets the value in effect:
+ * it differs from value when the pattern rounds, repairs or refuses. If extend_period is not 0, a length may make the
  * period longer. */
 TARVUTIL_API int32_t tarvutil_pattern_set(tarvutil_pattern* pattern, int32_t parameter, double value,
                                           int32_t extend_period, double* in_effect);
@@ -196,23 +197,24 @@ TARVUTIL_API int32_t tarvutil_stimulator_free(tarvutil_stimulator* stimulator);
 TARVUTIL_API int32_t tarvutil_stimulator_error(const tarvutil_stimulator* stimulator, char* text,
                                                int32_t capacity);
 /* Sets an option by the name that it has in the program, without the dashes: "pattern" (enum tarvutil_kind),
- * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", "max-total-current" (schedules), the switches "exact" and "whole-cycles" (1
- * or 0), or "area" (of the electrode, cm2, above 0). NaN removes a limit, the area, or the largest amplitude. A value
- * outside its range is TARVUTIL_BAD_ARGUMENT and changes nothing. */
+ * "time-step", "amp-step", "amp-max", "budget", a limit such as "max-error", "max-total-current" (of schedules), the
+ * switches "exact" and "whole-cycles" (1 or 0), or "area" (of the electrode, cm2, above 0). NaN removes a limit, the
+ * area, or the largest amplitude. A value outside its range is TARVUTIL_BAD_ARGUMENT and changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_set(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double value);
 /* NaN for a limit or an area that is not set. The largest amplitude is 100 steps when it is not set. */
 TARVUTIL_API int32_t tarvutil_stimulator_get(tarvutil_stimulator* stimulator, const char* key, int32_t length,
                                              double* value);
 
-/* Sets the values of a device file: TOML with the tables [stimulator] and [limits], whose keys are the names above. text:
- * its contents; name: of the file, for messages, which have it and the line of the fault ("lab.toml:7: ..."), and for the
- * places of tarvutil_stimulator_json. TARVUTIL_REFUSED for a file with a fault, which then changes nothing. */
+/* Sets the values of a device file: TOML with the tables [stimulator] and [limits], whose keys are the names above.
+ * text: its contents; name: of the file, for messages, which have it and the line of the fault ("lab.toml:7: ..."), and
+ * for the places of tarvutil_stimulator_json. TARVUTIL_REFUSED for a file with a fault, which then changes nothing. */
 TARVUTIL_API int32_t tarvutil_stimulator_read_profile(tarvutil_stimulator* stimulator, const char* text,
                                                       int32_t length, const char* name, int32_t name_length);
-/* Sets the values of the first line of a pattern file, "# --pattern plain --time-step 20"; a file without such a line sets
- * nothing. text: its contents, or the first line. They replace earlier values, but a smaller largest amplitude remains.
- * So read the device file first, then the pattern file, and set options last. TARVUTIL_REFUSED as for a device file. */
+/* Sets the values of the first line of a pattern file, "# --pattern plain --time-step 20"; a file without such a line
+ * sets nothing. text: its contents, or the first line. They replace earlier values, but a smaller largest amplitude
+ * remains. So read the device file first, then the pattern file, and set options last. TARVUTIL_REFUSED as for a device
+ * file. */
 TARVUTIL_API int32_t tarvutil_stimulator_read_patterns(tarvutil_stimulator* stimulator, const char* text,
                                                        int32_t length, const char* name, int32_t name_length);
 /* The values in force, and the limits that are set: the JSON object that "tarvutil device --format json" prints. The
@@ -239,22 +241,24 @@ TARVUTIL_API int32_t tarvutil_report_within_limits(tarvutil_report* report);
 TARVUTIL_API int32_t tarvutil_report_words(tarvutil_report* report, uint32_t* words, int32_t capacity);
 /* The report as the JSON object that "tarvutil check --format json" prints, without a place. */
 TARVUTIL_API int32_t tarvutil_report_json(tarvutil_report* report, char* text, int32_t capacity);
-/* One number of that object, by its path: "/period_error_us", "/phases/2/start_error_us". True is 1, false 0, null NaN. */
+/* One number of that object, by its path: "/period_error_us", "/phases/2/start_error_us". True is 1, false 0, null
+ * NaN. */
 TARVUTIL_API int32_t tarvutil_report_figure(tarvutil_report* report, const char* path, int32_t length,
                                             double* value);
 /* One text of that object, by its path: "/refusal/text", "/deviations/0/cause". */
 TARVUTIL_API int32_t tarvutil_report_text(tarvutil_report* report, const char* path, int32_t length,
                                           char* text, int32_t capacity);
-/* Each limit, set or not: a JSON array of objects with "limit" (its name), "what" (it limits), "unit", "value", "most" and
- * "exceeded". "value" is null without words, "most" where there is no limit. */
+/* Each limit, set or not: a JSON array of objects with "limit" (its name), "what" (it limits), "unit", "value", "most"
+ * and "exceeded". "value" is null without words, "most" without a limit. */
 TARVUTIL_API int32_t tarvutil_report_limits(tarvutil_report* report, char* text, int32_t capacity);
-/* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes the time
- * of eleven reports. */
+/* How each of the usual time steps plays the text: the JSON array that "check --steps" prints as "steps". Takes the
+ * time of eleven reports. */
 TARVUTIL_API int32_t tarvutil_report_steps(tarvutil_report* report, char* text, int32_t capacity);
 /* The words and their fields: the JSON object that "tarvutil encode --format json" prints. */
 TARVUTIL_API int32_t tarvutil_report_word_rows(tarvutil_report* report, char* text, int32_t capacity);
 /* The phases that each word belongs to, by their indices from 0: two arrays of that capacity. A word of a shared step
- * belongs to several phases, first to last. Word 0 belongs to none: -1. */
+ * belongs to several phases, first to last. Word 0 belongs to none: -1. Nor do the words after
+ * the first one that was not written from the phases, as under an override. */
 TARVUTIL_API int32_t tarvutil_report_word_phases(tarvutil_report* report, int32_t* first, int32_t* last,
                                                  int32_t capacity);
 
@@ -275,8 +279,8 @@ TARVUTIL_API int32_t tarvutil_report_svg(tarvutil_report* report, int32_t drawn,
  * "breaks_text". */
 TARVUTIL_API int32_t tarvutil_report_picture(tarvutil_report* report, int32_t drawn, char* text,
                                              int32_t capacity);
-/* The time axis of that picture of a cycle: times and their places on it, microseconds, from 0 to the end, linear between
- * two of them; two arrays of that capacity. */
+/* The time axis of that picture of a cycle: times and their places on it, microseconds, from 0 to the end, linear
+ * between two of them; two arrays of that capacity. */
 TARVUTIL_API int32_t tarvutil_report_time_axis(tarvutil_report* report, double* times_us, double* places_us,
                                                int32_t capacity);
 
@@ -303,19 +307,20 @@ TARVUTIL_API int32_t tarvutil_design_count(tarvutil_design* design);
 TARVUTIL_API int32_t tarvutil_design_text(tarvutil_design* design, int32_t index, char* text,
                                           int32_t capacity);
 /* All of them as a JSON array of objects: "name", "pattern" ("lilly" or "plain"), "text", "adjusted" (a list similar to
- * the requested one is used), "changes" (differences from the request: "item", "asked", "got" and "text"), "remarks" (the
- * same and the totals, as sentences), and "exceeded": limits of the stimulator, applied to played minus requested. Without
- * a text there are "errors", which are sentences, with "advice" or, for a request out of reach, the "reachable" value. */
+ * the requested one is used), "changes" (differences from the request: "item", "asked", "got" and "text"), "remarks"
+ * (the same and the totals, as sentences), and "exceeded": limits of the stimulator, applied to played minus requested.
+ * Without a text there are "errors", which are sentences, with "advice" or, for a request out of reach, the "reachable"
+ * value. */
 TARVUTIL_API int32_t tarvutil_design_json(tarvutil_design* design, char* text, int32_t capacity);
-/* The report on one of them, with the limits of the stimulator. Without a text it is on the refused list; it is null for
- * a request out of reach. */
+/* The report on one of them, with the limits of the stimulator. Without a text it is on the refused list; it is null
+ * for a request out of reach. */
 TARVUTIL_API tarvutil_report* tarvutil_design_report_new(const tarvutil_design* design, int32_t index,
                                                          char* reason, int32_t capacity);
 
 /* --- Schedules --- */
 
-/* Trains on several channels, each from its own start, for a stimulator. The limits of the stimulator apply. Null when one
- * of them needs the area of the electrode, and the area is not set. */
+/* Trains on several channels, each from its own start, for a stimulator. The limits of the stimulator apply. Null when
+ * one of them needs the area of the electrode, and the area is not set. */
 TARVUTIL_API tarvutil_schedule* tarvutil_schedule_new(const tarvutil_stimulator* stimulator, char* reason,
                                                       int32_t capacity);
 TARVUTIL_API int32_t tarvutil_schedule_free(tarvutil_schedule* schedule);
@@ -341,13 +346,13 @@ TARVUTIL_API int32_t tarvutil_schedule_events(tarvutil_schedule* schedule, int64
 TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_us,
                                        float amp_step_ua, double* starts_us, double* durations_us,
                                        double* currents_ua, int32_t* word_indices, int32_t capacity);
-/* The same as the JSON object that "tarvutil decode --format json" prints, without a place. "warnings" lists words that no
- * pattern of that stimulator has, such as an amplitude above 100 steps. */
+/* The same as the JSON object that "tarvutil decode --format json" prints, without a place. "warnings" lists words that
+ * no pattern of that stimulator has, such as an amplitude above 100 steps. */
 TARVUTIL_API int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_step_us,
                                             float amp_step_ua, char* text, int32_t capacity);
-/* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the same.
- * cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample counts as
- * 0 uA. Sample i begins at i/rate_hz seconds. */
+/* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the
+ * same. cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample
+ * counts as 0 uA. Sample i begins at i/rate_hz seconds. */
 TARVUTIL_API int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us,
                                       float amp_step_ua, int64_t cycles, double rate_hz, double* currents_ua,
                                       int32_t capacity);

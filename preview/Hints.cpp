@@ -124,7 +124,8 @@ double SizeOf(std::string_view name, const Unit (&units)[N])
 // A number with a unit after it.
 std::string UnitHint(std::string_view item, const Irregularity& irregularity)
 {
-    const std::size_t end = item.find_last_of("0123456789.") + 1;
+    const std::size_t last = item.find_last_of("0123456789.");
+    const std::size_t end = last == std::string_view::npos ? 0 : last + 1;
     const std::string_view unit = item.substr(std::min(item.find_first_not_of(" \t", end), item.size()));
     const std::string_view number = item.substr(0, end);
     if (!IsDecimal(number) || unit.empty()) return {};

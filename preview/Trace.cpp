@@ -30,6 +30,7 @@ class Tracer
         const int count = m_pattern.PhaseCount();
         for (int i = 0; i < count && !m_trace.foreign; ++i) TracePhase(i, i + 1 == count);
         if (m_next != m_words.size()) m_trace.foreign = true;
+        m_trace.words.resize(m_words.size() - 1, {-1, -1});
         m_trace.periodUsec = PlayedUsec();
         PlaceLost();
     }

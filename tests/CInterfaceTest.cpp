@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -224,12 +225,17 @@ TEST(CInterfaceTest, WordsOfAnOverrideAreReportedForThePatternAsAWhole)
 {
     const PatternHandle pattern(tarvutil_pattern_new(TARVUTIL_PLAIN, 20, 10, 1000, Budget, nullptr, 0));
     EXPECT_EQ(tarvutil_pattern_append(pattern, 200, -60), 1);
+    EXPECT_EQ(tarvutil_pattern_append(pattern, 100, 60), 2);
     EXPECT_EQ(tarvutil_pattern_set(pattern, TARVUTIL_CYCLES, 1, 0, nullptr), TARVUTIL_OK);
     EXPECT_EQ(tarvutil_pattern_override(pattern, 1, 0x1234), TARVUTIL_OK);
     const ReportHandle report(tarvutil_pattern_report_new(pattern, nullptr, nullptr, 0));
     const auto json = nlohmann::json::parse(
         TextOf([&](char* out, std::int32_t room) { return tarvutil_report_json(report, out, room); }));
     EXPECT_EQ(json["deviations"].back()["text"], "the words are not those of the phases");
+    std::array<std::int32_t, 3> first{}, last{};
+    ASSERT_EQ(tarvutil_report_word_phases(report, first.data(), last.data(), 3), 3);
+    EXPECT_EQ(first, (std::array{-1, 0, -1}));
+    EXPECT_EQ(last, (std::array{-1, 0, -1}));
 }
 
 TEST(CInterfaceTest, ADesignReportsOnEachOfItsTexts)
