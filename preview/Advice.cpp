@@ -167,8 +167,8 @@ bool IsOfBudget(const Refusal& refusal)
 
 bool StepRow::AsAsked() const
 {
-    constexpr double MostUsec = 0.5 + 1e-3;  // times are sums that end in digits of their own
-    return words != 0 && std::fabs(largestErrorUsec) <= MostUsec && std::fabs(periodErrorUsec) <= MostUsec;
+    return words != 0 && std::fabs(largestErrorUsec) < NotableUsec &&
+           std::fabs(periodErrorUsec) < NotableUsec;
 }
 
 std::vector<StepRow> StepRows(const Report& report)

@@ -17,7 +17,7 @@ struct StepRow
     double periodErrorUsec = 0;
     double netChargeNc = 0;
 
-    // The text is played, and no phase start and no period has an error above half a microsecond.
+    // The text is played, and no phase start and no period has a notable error.
     bool AsAsked() const;
 };
 

@@ -321,7 +321,6 @@ class Designer
 
     void CompareTrain(const AskedPlayed& msec)
     {
-        constexpr double NotablePart = 1e-3;
         if (std::fabs(msec.Error()) >= NotablePart * msec.asked)
             m_design.changes.push_back({DesignItem::Train, msec.asked, msec.played});
     }

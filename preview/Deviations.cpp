@@ -334,7 +334,6 @@ Total LargestAmplitudeError(const Deviations& deviations)
 
 std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& d)
 {
-    constexpr double Thousandth = 1e-3 * NearlyOne;
     constexpr double NoiseNc = 1e-6;  // where no charge is asked
     std::vector<Total> totals;
     if (d.phases.empty()) return totals;
@@ -345,10 +344,10 @@ std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations&
         add(Total::Start, phase, d.phases[static_cast<std::size_t>(phase)].startUsec, NotableUsec);
     add(Total::Period, -1, d.periodUsec, NotableUsec);
     if (std::isfinite(d.frequencyHz.Error()))
-        add(Total::Frequency, -1, d.frequencyHz, Thousandth * d.frequencyHz.asked);
+        add(Total::Frequency, -1, d.frequencyHz, NotablePart * d.frequencyHz.asked);
     const AskedPlayed positive{d.askedNc.positiveNc, d.playedNc.positiveNc};
     const AskedPlayed negative{d.askedNc.negativeNc, d.playedNc.negativeNc};
-    const auto least = [&](double nc) { return std::max(Thousandth * std::fabs(nc), NoiseNc); };
+    const auto least = [&](double nc) { return std::max(NotablePart * std::fabs(nc), NoiseNc); };
     add(Total::PositiveCharge, -1, positive, least(positive.asked));
     add(Total::NegativeCharge, -1, negative, least(negative.asked));
     add(Total::NetCharge, -1, {d.askedNc.NetNc(), d.playedNc.NetNc()},
@@ -393,7 +392,7 @@ class PlainPlayer
         return p.lenUsec <= LongUsec && m_errorUsec <= m_mostUsec;
     }
 
-    // Whether there is no further word, and the rate is that of the phases. Words of no current at all have no flags.
+    // Whether this was the last word, and the rate is that of the phases. Words of no current at all have no flags.
     bool Ends() const
     {
         constexpr double Part = 1e-4;

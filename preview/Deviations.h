@@ -13,6 +13,9 @@ namespace preview {
 
 // A difference is notable from this many microseconds on: half a microsecond, less the rounding of floats.
 constexpr double NotableUsec = 0.4999;
+// A difference of a charge, a rate or a train is notable from this part of what is asked on: a thousandth, less such
+// roundings.
+constexpr double NotablePart = 0.999999e-3;
 
 // Why something is not played as the text asks.
 enum class Cause
