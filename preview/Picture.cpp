@@ -399,10 +399,30 @@ std::string Subtitle(const Deviations& d, Drawn drawn)
     return text;
 }
 
+// Breaks the note at blanks into lines that fit under the plot.
+void AppendWrapped(std::string_view note, std::vector<std::string>& lines)
+{
+    constexpr std::size_t MostColumns = 125;
+    constexpr std::size_t MostLines = 3;
+    const std::string shown = ShownText(note, MostLines * MostColumns);
+    std::string line;
+    for (std::string_view rest = shown; !rest.empty();) {
+        const std::string_view word = rest.substr(0, rest.find(' '));
+        rest.remove_prefix(std::min(word.size() + 1, rest.size()));
+        if (!line.empty() && ShownWidth(line) + 1 + ShownWidth(word) > MostColumns) {
+            lines.push_back(line);
+            line = "   ";
+        } else if (!line.empty()) {
+            line += ' ';
+        }
+        line += ShownText(word, MostColumns);
+    }
+    lines.push_back(line);
+}
+
 std::vector<std::string> Notes(const Report& report)
 {
     constexpr std::size_t MostNotes = 4;
-    constexpr std::size_t MostChars = 130;
     std::vector<std::string> notes = report.encoding.warnings;
     for (const auto& sentences : {WarningSentences(report), DeviationSentences(report)})
         notes.insert(notes.end(), sentences.begin(), sentences.end());
@@ -412,8 +432,9 @@ std::vector<std::string> Notes(const Report& report)
         notes.erase(notes.begin() + MostNotes - 2, notes.end() - 1);
         notes.push_back("and " + std::to_string(found - notes.size()) + " more");
     }
-    for (std::string& note : notes) note = ShownText(note, MostChars);
-    return notes;
+    std::vector<std::string> lines;
+    for (const std::string& note : notes) AppendWrapped(note, lines);
+    return lines;
 }
 
 // --- Axes ---

@@ -26,7 +26,7 @@ struct PictureBreak
 {
     double from;
     double to;
-    std::string label;  // how long the pause really is; empty where there is no room for it
+    std::string label;  // how long the pause really is; empty where it would not fit
 };
 
 // Colours as "#rrggbb". Played and asked also differ in lightness and line, for colour-blind readers and prints in grey.
