@@ -47,6 +47,19 @@ std::string ReadScheduleLine(std::string_view line, ScheduleLine& read)
     return {};
 }
 
+TotalCurrent LargestCurrent(const Report& report)
+{
+    TotalCurrent total;
+    for (const PhaseDeviation& p : report.deviations.phases) {
+        const double ua = std::fabs(p.played.ampUa);
+        if (p.played.lenUsec > 0 && ua > total.magnitude.ua) {
+            const double atMsec = p.startUsec.played / UsecPerMsec;
+            total = {{ua, atMsec}, {p.played.ampUa, atMsec}};
+        }
+    }
+    return total;
+}
+
 void Schedule::Add(std::size_t number, const ScheduleLine& line, const Report& report)
 {
     const Encoding& encoding = report.encoding;

@@ -88,6 +88,9 @@ struct TotalCurrent
     Peak net;        // the sum of the largest magnitude, which returns through a common electrode
 };
 
+// Of one train of the pattern of the report, which has words, on a channel of its own. Times are from its start on.
+TotalCurrent LargestCurrent(const Report& report);
+
 class Schedule
 {
  public:

@@ -152,7 +152,8 @@ void AddTotalCurrentOption(CLI::App& command, preview::Limits& limits)
     command
         .add_option("--max-total-current", limits.maxTotalUa,
                     "Exit with 1, without commands, when the sum of the magnitudes of the currents of all "
-                    "channels is larger at any time, microamperes [no limit]")
+                    "channels is larger at any time, microamperes; without --schedule there is one channel "
+                    "[no limit]")
         ->option_text("UA")
         ->check(FloatAbove(true));
 }

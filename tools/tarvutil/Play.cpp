@@ -7,6 +7,7 @@
 #include "Json.h"
 #include "Messages.h"
 #include "NumberFormat.h"
+#include "Sentences.h"
 #include "Table.h"
 
 using preview::Block;
@@ -65,6 +66,7 @@ class Channel
             RefuseExcesses(m_output, m_options.format == "json", place, report);
             return false;
         }
+        if (!WithinTotal(place, report)) return false;
         if (m_endless) {
             PrintMessage(m_output, place, "is never played: the train before it has no end");
             return false;
@@ -75,6 +77,17 @@ class Channel
         m_endless = std::isinf(trainMsec);
         if (!m_endless) m_startMsec = preview::NextMsec(m_startMsec, trainMsec);
         return played;
+    }
+
+    bool WithinTotal(const Place& place, const preview::Report& report)
+    {
+        const std::optional<double>& mostUa = m_options.profile.limits.maxTotalUa;
+        const preview::TotalCurrent total = LargestCurrent(report);
+        if (!mostUa || total.magnitude.ua <= *mostUa) return true;
+        const std::string error = Sentence(total, *mostUa);
+        if (m_options.format == "json") m_output.Write(preview::ErrorJson({error}, place.Text()) + '\n');
+        PrintMessage(m_output, place, error);
+        return false;
     }
 
     bool PrintTimeline(const Place& place, const preview::Report& report)
@@ -120,8 +133,7 @@ int Play(const PlayOptions& options)
     if ((options.format == "events") != NamesEvents(options.output))
         throw Fault("--format events needs --output NAME_events.tsv, another format takes no --output");
     const bool scheduled = !options.schedule.empty();
-    if (!scheduled && (options.untilMsec || IsOfOption(options.profile, "max-total-current")))
-        throw Fault("--until and --max-total-current need --schedule");
+    if (!scheduled && options.untilMsec) throw Fault("--until needs --schedule");
     if (scheduled && !(options.input.file.empty() && options.input.arguments.empty()))
         throw Fault("--schedule has its texts in its file: give no --file and no arguments");
     return scheduled ? PlaySchedule(options) : Channel(options).Run();
