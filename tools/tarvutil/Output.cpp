@@ -77,6 +77,13 @@ void Output::Flush()
     m_buffer.clear();
 }
 
+void Output::FinishIncomplete()
+{
+    if (m_temporary.empty()) return Finish();
+    Message("tarvutil: " + m_path + ": not written, as results are missing\n");
+    Flush();
+}
+
 void Output::Finish()
 {
     Flush();

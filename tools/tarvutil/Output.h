@@ -49,6 +49,8 @@ class Output
     void Append(const Output& part);
     void Flush();
     void Finish();
+    // Finish where results are missing: a new file does not take its name, with a message. What had that name stays.
+    void FinishIncomplete();
 
  private:
     void FlushMessages();

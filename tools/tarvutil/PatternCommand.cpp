@@ -23,7 +23,10 @@ int ForEachReport(const PatternOptions& options, const preview::Limits& limits, 
         PrintNothingRead(options.input);
         return ExitFailed;
     }
-    output.Finish();
+    if (status == ExitDone)
+        output.Finish();
+    else
+        output.FinishIncomplete();
     return status;
 }
 
