@@ -303,7 +303,7 @@ const Life::Operation Life::Operations[All] = {
         l.play = {{3, &l.slot}, l.in.ConsumeIntegral<int>(), l.in.ConsumeIntegral<long>()};
     },
     [](Life& l) { l.Look(); },
-    // Of a Lilly pattern.
+    // Operations of Lilly patterns.
     [](Life& l) { l.lilly->SetPeriod(l.x); },
     [](Life& l) {
         static constexpr decltype(&Lilly::SetIPI) Setters[] = {&Lilly::SetOffset, &Lilly::SetIPI,

@@ -40,7 +40,7 @@ class TARVUTIL_EXPORT ContinuedItemPlay
  public:
     // A play of the item's pattern. It started at nowMsec, and cyclesStarted cycles are already commanded. The
     // cycles left are CycleCount() - cyclesStarted (limited to the range of int), the largest int for a
-    // continuous pattern, and 0 when there is no pattern.
+    // continuous pattern, and 0 without a pattern.
     ContinuedItemPlay(StimItem item, int cyclesStarted, long nowMsec);
     ContinuedItemPlay(const ContinuedItemPlay& other);             // all five members
     ContinuedItemPlay& operator=(const ContinuedItemPlay& other);  // all five members
@@ -60,14 +60,14 @@ class TARVUTIL_EXPORT ContinuedItemPlay
 
     // True from 3 ms after the due time on: false at due + 2, true at due + 3.
     bool ReadyToContinue(long nowMsec) const;
-    // The duration of a block of 4095 cycles in milliseconds; 0 when there is no pattern.
+    // The duration of a block of 4095 cycles in milliseconds; 0 without a pattern.
     float ContinuePeriodMsec() const;
 
     // Writes the words of the next block to buf, word 0 with its cycles first. Moves the due time by one block
     // (cut to whole milliseconds, limited to the range of 64 bits) and subtracts the cycles of the block from
     // those left; the cycles of a continuous pattern stay the same.
     // Returns the number of 32-bit words written, in host byte order. Returns -1 and changes neither record nor
-    // buffer when buf is null, nothing is left, the block is not yet due, there is no pattern, or the pattern's
+    // buffer when buf is null, nothing is left, the block is not yet due, the pattern is missing, or the pattern's
     // word array cannot be brought up to date. REQUIRES: room for the whole word array (at most the pattern's
     // command budget, and StimPattern::MaxWords); buf may have any alignment. Allocates nothing, unless the
     // AdjustPhases of a host's pattern does.

@@ -145,14 +145,14 @@ class TARVUTIL_EXPORT StimPattern
     std::string Label() const;  // empty until it is set
 
     int PhaseCount() const;       // phases in the list
-    float PhaseLen(int i) const;  // length of phase i, microseconds; 0 when there is no phase i
-    float PhaseAmp(int i) const;  // amplitude of phase i, microamperes; 0 when there is no phase i
-    // Phase i inside the list, valid until the list changes; null when there is no phase i.
+    float PhaseLen(int i) const;  // length of phase i, microseconds; 0 for an i without a phase
+    float PhaseAmp(int i) const;  // amplitude of phase i, microamperes; 0 for an i without a phase
+    // Phase i inside the list, valid until the list changes; null for an i without a phase.
     const phase* Phase(int i) const;
     // A copy of the list, in playing order.
     std::vector<phase> Phases() const;
 
-    // Words in the word array, word 0 included; 0 while there is no valid array.
+    // Words in the word array, word 0 included; 0 while the array is not valid.
     int WordCount() const;
     // How often a build of the word array was started; after the largest int it starts again at 0.
     int UpdateCount() const;
@@ -367,7 +367,7 @@ class TARVUTIL_EXPORT StimPattern
     // The train duration in milliseconds from a field "name[value]": infinite trains ("inf" or "INF" in the
     // value) give the largest finite float. Appends "invalid train duration specification string [%s]" to
     // errors for a field that is not of this form (0 is returned) and for a value that is not above 0 (it is
-    // returned as read: 0 when there is no number). "Inf" and overflow give infinity.
+    // returned as read: 0 without a number). "Inf" and overflow give infinity.
     float DurationFromStr(std::string field, std::vector<std::string>& errors) const;
 
     // The phases of a field "(length,amplitude)(length,amplitude)...". Lengths, microseconds, are rounded to

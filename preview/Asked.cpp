@@ -67,29 +67,29 @@ class PlainReader
     // False if the text has another form; what was read until then is of no use.
     bool Read()
     {
-        if (!ReadHead() || !Take(':')) return false;
+        if (!ReadHead() || !Skip(':')) return false;
         const char* begin = m_at;
         while (Peek() == '(')
             if (!ReadItem()) return false;
         m_asked.phaseField = From(begin);
         const std::size_t count = m_asked.phases.size();
         if (m_kind == PatternKind::Lilly ? count != LillyPhaseCount : count == 0) return false;
-        if (!Take(':')) return false;
+        if (!Skip(':')) return false;
         begin = m_at;
-        if (!Take("DurationMsec=[") || !ReadWhole(m_asked.trainMsec) || !Take(']')) return false;
+        if (!Skip("DurationMsec=[") || !ReadWhole(m_asked.trainMsec) || !Skip(']')) return false;
         m_asked.durationField = From(begin);
         return m_at == m_end || (m_kind == PatternKind::Lilly && ReadBalance());
     }
 
  private:
     char Peek() const { return m_at == m_end ? '\0' : *m_at; }
-    bool Take(char c)
+    bool Skip(char c)
     {
         if (Peek() != c) return false;
         ++m_at;
         return true;
     }
-    bool Take(std::string_view text)
+    bool Skip(std::string_view text)
     {
         if (std::string_view(m_at, static_cast<std::size_t>(m_end - m_at)).substr(0, text.size()) != text)
             return false;
@@ -124,9 +124,9 @@ class PlainReader
     bool ReadItem()
     {
         AskedPhase p;
-        if (!Take('(') || !ReadWhole(p.lenUsec) || !Take(',')) return false;
-        const bool negative = Take('-');
-        if (!ReadWhole(p.ampUa) || !Take(')')) return false;
+        if (!Skip('(') || !ReadWhole(p.lenUsec) || !Skip(',')) return false;
+        const bool negative = Skip('-');
+        if (!ReadWhole(p.ampUa) || !Skip(')')) return false;
         if (negative) p.ampUa = -p.ampUa;
         m_asked.phases.push_back(p);
         return true;
@@ -134,13 +134,13 @@ class PlainReader
 
     bool ReadBalance()
     {
-        if (!Take(':')) return false;
+        if (!Skip(':')) return false;
         const char* const begin = m_at;
-        if (!Take("ChargeBalanceIdx=[")) return false;
+        if (!Skip("ChargeBalanceIdx=[")) return false;
         m_asked.balanceMode = Peek() - '0';
         if (m_asked.balanceMode < 0 || m_asked.balanceMode > MaxBalanceMode) return false;
         ++m_at;
-        if (!Take(']')) return false;
+        if (!Skip(']')) return false;
         m_asked.balanceField = From(begin);
         return m_at == m_end;
     }

@@ -28,8 +28,8 @@ struct CurrentPhase
 struct CurrentFigures
 {
     std::vector<CurrentPhase> phases;
-    bool endless =
-        false;  // the current never pauses or changes its sign: there is no phase, and its charge has no bound
+    // The current never pauses or changes its sign: it has no phases, and its charge has no bound.
+    bool endless = false;
 
     double periodUsec = 0;
     double currentUsec = 0;  // time with current per cycle

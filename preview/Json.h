@@ -24,7 +24,7 @@ std::string ReportJson(const Report& report, std::string_view place, const Advic
 std::string ReportJson(const Report& report, std::string_view place);
 
 // Each limit, whether it is set or not: the value that it limits, the most that is let pass, and whether it is exceeded.
-// The values are null without words, the most also where there is no limit. REQUIRES: report was made with these limits.
+// The values are null without words, the most also without a limit. REQUIRES: report was made with these limits.
 std::string LimitsJson(const Report& report, const Limits& limits);
 
 // The words and their fields; only the errors when there are no words.
@@ -39,7 +39,7 @@ std::string TotalJson(std::size_t commands, const TotalCurrent& total);
 // A schedule as one object: its trains, the commands that play them and their totals. REQUIRES: as Schedule::Play.
 std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std::int64_t> untilMsec);
 
-// A design by its name: its text and its differences from the request; or the reason why there is no text.
+// A design by its name: its text and its differences from the request; or the reason for having none.
 std::string DesignJson(const Design& design, const std::string& name);
 
 // How usual time steps play a text: what "steps" is in ReportJson.

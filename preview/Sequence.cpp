@@ -77,7 +77,7 @@ class TrainWriter
         return design;
     }
 
-    // Of a ramp of n pulses, pulse k from its lower end has k / (n + 1) of the amplitude, in whole steps and at least
+    // Pulse k of n, counted from the lower end of a ramp, has k / (n + 1) of the amplitude, in whole steps and at least
     // one; the pulses of a burst count as one.
     void Ramp(std::int64_t pulses, const char* suffix, bool up)
     {

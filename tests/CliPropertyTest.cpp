@@ -35,7 +35,7 @@ std::string RandomSpecs(Random& random, double timeStep, int lines)
     return specs.str();
 }
 
-// The objects that a command prints, one a line.
+// The objects that a command prints, one on each line.
 std::vector<json> Objects(const Shell& shell, const std::string& command)
 {
     std::vector<json> objects;

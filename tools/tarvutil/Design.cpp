@@ -33,7 +33,7 @@ void PrintRefusal(const std::string& prefix, const preview::Design& design)
         PrintMessage(prefix + sentence);
 }
 
-// False when there is no text, or a difference from the request exceeds a limit.
+// False without a text, or when a difference from the request exceeds a limit.
 bool MakeLine(const DesignRequest& request, const std::string& prefix, const preview::Limits& limits,
               preview::Design& design)
 {

@@ -33,7 +33,7 @@ bool MayWait(int file);
 // Writes all of text.
 bool WriteAll(int file, std::string_view text);
 
-// The target of a link, so that the file is replaced and not the link; path itself if there is no file.
+// The target of a link, so that the file is replaced and not the link; path itself if nothing has that name.
 std::string Resolved(const std::string& path);
 // A file to write, or -1. A device or a pipe is opened as it is, and temporary stays empty. Else it is a new file beside
 // path, with the rights of the one that it will replace; its name goes to temporary. It is removed when a signal ends the
