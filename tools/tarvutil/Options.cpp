@@ -28,11 +28,26 @@ std::function<std::string(const std::string&)> FloatAbove(bool zeroToo)
     };
 }
 
+namespace {
+
+// Whether the text is a number at all: the stimulator checks its range.
+template <typename T>
+CLI::Option* AddNumber(CLI::App& command, const char* name, T& value, const char* what)
+{
+    return command.add_option(name, value, what)->check([](const std::string& text) {
+        std::conditional_t<std::is_integral_v<T>, T, float> read{};
+        const char* const kind = std::is_integral_v<T> ? "' is not a whole number" : "' is not a number";
+        return CLI::detail::lexical_cast(text, read) ? std::string() : "'" + text + kind;
+    });
+}
+
+}  // namespace
+
 void AddScaleOptions(CLI::App& command, preview::Stimulator& stimulator)
 {
-    command.add_option("--time-step", stimulator.timeStepUsec, "Time step, microseconds [33.333332]")
+    AddNumber(command, "--time-step", stimulator.timeStepUsec, "Time step, microseconds [33.333332]")
         ->option_text("USEC");
-    command.add_option("--amp-step", stimulator.ampStepUa, "Amplitude step, microamperes [10]")
+    AddNumber(command, "--amp-step", stimulator.ampStepUa, "Amplitude step, microamperes [10]")
         ->option_text("UA");
 }
 
@@ -54,12 +69,11 @@ void AddStimulatorOptions(CLI::App& command, preview::Stimulator& stimulator)
 void AddStimulatorValues(CLI::App& command, preview::Stimulator& stimulator)
 {
     AddScaleOptions(command, stimulator);
-    command
-        .add_option("--amp-max", stimulator.ampMaxUa, "Largest amplitude, microamperes [100 amplitude steps]")
+    AddNumber(command, "--amp-max", stimulator.ampMaxUa,
+              "Largest amplitude, microamperes [100 amplitude steps]")
         ->option_text("UA");
-    command
-        .add_option("--budget", stimulator.budget,
-                    "Most words of a pattern, word 0 included, 1 to 1024 [101]")
+    AddNumber(command, "--budget", stimulator.budget,
+              "Most words of a pattern, word 0 included, 1 to 1024 [101]")
         ->option_text("WORDS");
 }
 
