@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "LillyBalance.h"
+#include "LillyRepair.h"
 #include "NumberText.h"
 #include "Numbers.h"
 #include "SpecificationText.h"
@@ -14,9 +16,6 @@ namespace preview {
 namespace {
 
 using namespace TarvUtil::Internal;
-
-constexpr std::size_t LillyPhaseCount = 5;
-constexpr int MaxBalanceMode = 4;
 
 bool IsSpace(char c)
 {

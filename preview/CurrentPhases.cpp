@@ -7,7 +7,6 @@
 
 #include "Asked.h"
 #include "NumberText.h"
-#include "Units.h"
 
 namespace preview {
 namespace {
@@ -118,16 +117,16 @@ std::optional<double> ReadAreaCm2(std::string_view text)
     struct Unit
     {
         std::string_view name;
-        double cm2;
+        double perCm2;
     };
-    static constexpr Unit Units[] = {{"um2", 1e-8}, {"mm2", 1e-2}, {"cm2", 1}};
+    static constexpr Unit Units[] = {{"um2", Um2PerCm2}, {"mm2", Mm2PerCm2}, {"cm2", 1}};
     for (const Unit& unit : Units) {
         if (text.size() <= unit.name.size() || text.substr(text.size() - unit.name.size()) != unit.name)
             continue;
         std::string_view number = text.substr(0, text.size() - unit.name.size());
         while (!number.empty() && number.back() == ' ') number.remove_suffix(1);
         if (!IsDecimal(number)) return std::nullopt;
-        const double cm2 = TarvUtil::Internal::ReadNumber(number) * unit.cm2;
+        const double cm2 = TarvUtil::Internal::ReadNumber(number) / unit.perCm2;
         return cm2 > 0 && std::isfinite(cm2) ? std::optional<double>(cm2) : std::nullopt;
     }
     return std::nullopt;

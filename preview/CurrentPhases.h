@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Playback.h"
+#include "Units.h"
 
 // The figures by which stimulation is judged, computed from what words play: charge, charge density and k for each phase
 // of current, and duty cycle, rates, RMS and direct current for the whole pattern. docs/limits.md derives each.
@@ -43,7 +44,7 @@ struct CurrentFigures
     double LargestChargeNc() const;
     double LargestDensityUcPerCm2(double areaCm2) const;
     double LargestK(double areaCm2) const;  // minus infinity without current
-    double DirectCurrentNa() const { return 1000 * meanUa; }
+    double DirectCurrentNa() const { return NaPerUa * meanUa; }
 
     double DutyPct() const { return periodUsec > 0 ? 100 * currentUsec / periodUsec : 0; }
     double CyclesPerSec() const { return 1e6 / periodUsec; }

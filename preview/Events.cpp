@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "NumberFormat.h"
+#include "Units.h"
 #include "Utf8.h"
 
 namespace preview {
@@ -44,12 +45,12 @@ std::string EventsOf(Schedule& schedule, std::optional<std::int64_t> untilMsec)
     std::string table = EventsHeader();
     for (const ScheduledTrain& train : schedule.Trains()) {
         const auto startMsec = static_cast<double>(train.startMsec);
-        double endMsec = train.endUsec / 1000;
+        double endMsec = train.endUsec / UsecPerMsec;
         if (untilMsec) endMsec = std::min(endMsec, static_cast<double>(*untilMsec));
         if (endMsec <= startMsec) continue;
         const ScheduledPattern& pattern = schedule.PatternOf(train);
-        AppendEvent(table, {startMsec / 1000, (endMsec - startMsec) / 1000, train.channel, pattern.head,
-                            pattern.text});
+        AppendEvent(table, {startMsec / MsecPerSecond, (endMsec - startMsec) / MsecPerSecond, train.channel,
+                            pattern.head, pattern.text});
     }
     return table;
 }

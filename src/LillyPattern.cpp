@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "LillyBalance.h"
 #include "LillyRepair.h"
 #include "Numbers.h"
 #include "SpecificationReader.h"
@@ -16,15 +17,6 @@ using namespace TarvUtil::Internal;
 namespace {
 
 constexpr int LillyTypeID = 1;
-
-constexpr int MaxBalanceMode = 4;
-
-// How many times weaker and longer phase 2 is than phase 1.
-float BalanceRatio(int mode)
-{
-    static constexpr float Ratios[] = {2, 4, 8};  // of modes 2 to 4
-    return mode < 2 || mode > MaxBalanceMode ? 1.0f : Ratios[mode - 2];
-}
 
 }  // namespace
 

@@ -15,6 +15,10 @@ static_assert(FLT_EVAL_METHOD == 0, "on i386 build with -msse2 -mfpmath=sse");
 constexpr float LargestFloat = std::numeric_limits<float>::max();
 constexpr float UsecPerMsec = 1000.0f;
 
+// In periods: a train this near to a whole number of periods has that number of cycles, because a period is a sum of
+// rounded lengths. Checked with the stimulators in the field.
+constexpr float CycleTolerance = 0.01f;
+
 // Whether the whole part of value is an int; false for NaN.
 inline bool FitsInt(float value)
 {

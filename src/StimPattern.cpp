@@ -27,10 +27,6 @@ constexpr float MsecPerSec = 1000.0f;
 
 constexpr int ContinuousCycles = std::numeric_limits<int>::max();
 
-// In periods: a train this near to a whole number of periods has that number of cycles, because a period is a sum of
-// rounded lengths. Checked with the stimulators in the field.
-constexpr float CycleTolerance = 0.01f;
-
 constexpr int BaseTypeID = 4;
 
 bool SamePhase(const phase& a, const phase& b)
