@@ -147,6 +147,8 @@ std::string Sentence(SequenceFault fault, const std::string& dashes)
             return d + "pulses, " + d + "ramp-up and " + d + "ramp-down must be multiples of " + d + "burst";
         case SequenceFault::RampTooLong:
             return "the ramps have more pulses than the train";
+        case SequenceFault::FineSweep:
+            return "the steps of a sweep of " + d + "amplitude must not be smaller than " + d + "amp-step";
         case SequenceFault::Endless:
             break;
     }

@@ -124,9 +124,11 @@ std::optional<SequenceFault> MakeSequence(const SequenceRequest& request, const 
         CountOf(request.amplitudeUa) * CountOf(request.frequencyHz) * CountOf(request.phase1Usec);
     if (!(count * static_cast<double>(request.times) <= static_cast<double>(MaxDesigns)))
         return SequenceFault::TooLong;
+    const auto ampStep = static_cast<double>(stimulator.ampStepUa);
+    if (CountOf(request.amplitudeUa) > 1 && request.amplitudeUa->step < ampStep * (1 - 1e-6))
+        return SequenceFault::FineSweep;
     std::vector<DesignRequest> trains{request.pulse};
-    Sweep(request.amplitudeUa, &DesignRequest::amplitudeUa, "uA", static_cast<double>(stimulator.ampStepUa),
-          trains);
+    Sweep(request.amplitudeUa, &DesignRequest::amplitudeUa, "uA", ampStep, trains);
     Sweep(request.frequencyHz, &DesignRequest::frequencyHz, "Hz", 0, trains);
     Sweep(request.phase1Usec, &DesignRequest::phase1Usec, "us", 0, trains);
     for (const DesignRequest& train : trains)

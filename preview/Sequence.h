@@ -40,6 +40,7 @@ enum class SequenceFault
     PartBurst,    // the pulses of a train or ramp are not a whole number of bursts
     RampTooLong,  // the ramps have more pulses than the train
     Endless,      // a train without end ramps down, or is repeated
+    FineSweep,    // amplitudes less than an amplitude step apart would be played alike
 };
 
 constexpr std::size_t MaxDesigns = 100000;
