@@ -76,13 +76,11 @@ int Refuse(int error)
     return -1;
 }
 
-// After a write to a pipe: the run-time library has EINVAL for some of these. Wine sometimes reports the handle as
-// invalid; a handle that is really closed has no type.
-bool ReaderHasGone(int file, DWORD error)
+// After a write that failed. One to a pipe fails because its reader has gone, for which the system has several errors;
+// Wine has more.
+bool ReaderHasGone(int file)
 {
-    if (error == ERROR_INVALID_HANDLE)
-        return GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(file))) == FILE_TYPE_PIPE;
-    return error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED;
+    return GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(file))) == FILE_TYPE_PIPE;
 }
 
 }  // namespace
@@ -149,7 +147,7 @@ bool WriteAll(int file, std::string_view text)
         const int count =
             _write(file, text.data(), static_cast<unsigned int>(std::min(text.size(), MaxWrite)));
         if (count < 0) {
-            if (ReaderHasGone(file, _doserrno)) errno = EPIPE;
+            if (ReaderHasGone(file)) errno = EPIPE;
             return false;
         }
         text.remove_prefix(static_cast<std::size_t>(count));
