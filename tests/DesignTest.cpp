@@ -117,36 +117,49 @@ TEST(ReportTest, WarnsTheSameWithoutALookAtEveryDeviation)
     std::mt19937 random(5);
     const auto below = [&](int count) { return std::uniform_int_distribution<>(0, count - 1)(random); };
     int plain = 0;
+    int balanced = 0;
     int notable = 0;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 30000; ++i) {
         Stimulator stimulator;
-        stimulator.pattern = PatternKind::Plain;
+        const bool lilly = below(3) == 0;
+        stimulator.pattern = lilly ? PatternKind::Lilly : PatternKind::Plain;
         stimulator.timeStepUsec =
             std::array<float, 5>{1, 10, 20, 33.333332f, 100}[static_cast<std::size_t>(below(5))];
-        std::string text = "R:";
-        double period = 0;
-        for (int count = 1 + below(5); count > 0; --count) {
+        std::vector<std::pair<long, int>> list(static_cast<std::size_t>(lilly ? 5 : 1 + below(5)));
+        for (auto& [usec, ua] : list) {
             const int most = below(4) == 0 ? 3000000 : 20;
-            const double usec =
-                std::round(below(most) * stimulator.Scale().timeStepUsec) + (below(6) == 0 ? below(3) : 0);
-            period += usec;
-            text += "(" + std::to_string(std::lround(usec)) + "," +
-                    std::to_string(below(2) * (10 * (below(203) - 101) + (below(20) == 0 ? 4 : 0))) + ")";
+            usec =
+                std::lround(below(most) * stimulator.Scale().timeStepUsec) + (below(6) == 0 ? below(3) : 0);
+            ua = below(2) * (10 * (below(203) - 101) + (below(20) == 0 ? 4 : 0));
         }
-        const long msec = std::max(1L, std::lround(period * (1 + below(3)) / 1000));
+        const int mode = below(5);
+        if (lilly) {
+            list[0].second = list[2].second = list[4].second = 0;
+            const int ratio = 1 << std::max(0, mode - 1);
+            if (below(4) > 0) list[3] = {list[1].first * ratio, -list[1].second / ratio};
+        }
+        std::string text = "R:";
+        long period = 0;
+        for (const auto& [usec, ua] : list) {
+            period += usec;
+            text += "(" + std::to_string(usec) + "," + std::to_string(ua) + ")";
+        }
+        const long msec = std::max(1L, period * (1 + below(3)) / 1000);
         text += ":DurationMsec=[" + (below(2) == 0 ? "inf" : std::to_string(msec)) + "]";
+        if (lilly && below(3) > 0) text += ":ChargeBalanceIdx=[" + std::to_string(mode) + "]";
         Report whole(stimulator);
         Report brief(stimulator);
         ReportOn(text, {}, Reading::Strict, whole);
         ReportOn(text, {}, Reading::Strict, brief, Purpose::Warnings);
         if (!whole.encoding.Encoded()) continue;
-        plain += brief.deviations.phases.empty() ? 1 : 0;
+        if (brief.deviations.phases.empty()) (lilly ? balanced : plain) += 1;
         notable += DeviationSentences(whole).empty() ? 0 : 1;
         ASSERT_EQ(DeviationSentences(brief), DeviationSentences(whole))
             << text << " " << stimulator.timeStepUsec;
         ASSERT_EQ(WarningSentences(brief), WarningSentences(whole)) << text;
     }
     EXPECT_GT(plain, 1000);
+    EXPECT_GT(balanced, 200);
     EXPECT_GT(notable, 1000);
 }
 
