@@ -5,8 +5,10 @@
 #include <limits>
 
 #include "Advice.h"
+#include "LillyBalance.h"
 #include "LillyRepair.h"
 #include "NumberFormat.h"
+#include "Numbers.h"
 #include "Sentences.h"
 #include "StimAtom.h"
 #include "Units.h"
@@ -15,8 +17,7 @@ namespace preview {
 namespace {
 
 constexpr double LongestUsec = std::numeric_limits<std::int32_t>::max();  // that a text may hold
-constexpr double CycleTolerance =
-    0.01;  // of a period: the library rounds a train that is this near to a whole number of periods
+constexpr auto CycleTolerance = static_cast<double>(TarvUtil::Internal::CycleTolerance);
 
 // What a phase of the list is for, as requested.
 struct Part
@@ -28,12 +29,6 @@ struct Part
     double textUsec;  // for the text, which balances whole steps
     float textUa;     // whole amplitude steps
 };
-
-// Phase 1 is this many times stronger and shorter than phase 2.
-double BalanceRatio(int mode)
-{
-    return std::ldexp(1.0, mode - 1);
-}
 
 // A duration, milliseconds, from which the pattern counts this number of cycles: the first, or the one nearest to this
 // number of periods. The count never falls while the duration rises, and two neighbouring floats can differ by more than
@@ -175,7 +170,7 @@ class Designer
     // The part of phase 1 for the mode; in the text the nearest whole steps, and the length that keeps the charge.
     void AddBalancing(double firstUa)
     {
-        const double ratio = BalanceRatio(m_request.balance);
+        const auto ratio = static_cast<double>(TarvUtil::Internal::BalanceRatio(m_request.balance));
         const float second = m_pattern.NearestAmplitude(static_cast<float>(-firstUa / ratio));
         Add(DesignItem::Phase2, ratio * m_request.phase1Usec, -SignedUa() / ratio, second);
         if (second == 0) return;

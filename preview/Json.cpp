@@ -7,6 +7,7 @@
 #include "JsonWriter.h"
 #include "Sentences.h"
 #include "SentencesOfDesign.h"
+#include "Units.h"
 #include "WordRows.h"
 
 namespace preview {
@@ -404,7 +405,8 @@ std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std
     const auto writeTrains = [&](JsonWriter& json) {
         json.Array(schedule.Trains(), [&](const ScheduledTrain& train) {
             json.Object("train", train.number, "channel", train.channel, "start_ms", train.startMsec,
-                        "end_ms", Figure{train.endUsec / 1000}, "text", schedule.PatternOf(train).text);
+                        "end_ms", Figure{train.endUsec / UsecPerMsec}, "text",
+                        schedule.PatternOf(train).text);
         });
     };
     return ObjectOf([&](JsonWriter& json) {
@@ -543,6 +545,8 @@ std::string SummaryJson(const Summary& summary)
             }
             json.Close(']');
         });
+        if (!summary.worst[static_cast<std::size_t>(Limit::K)].place.empty())
+            json.Pairs("k_caveat", KSentence());
     });
 }
 

@@ -118,7 +118,7 @@ const std::array<LimitKind, LimitCount>& LimitKinds()
          nullptr},
         {Limit::Density, "max-density", "charge density of a phase of current", "uC/cm2", "_uc_per_cm2",
          Density, nullptr, false, true},
-        {Limit::K, "max-k", "k of a phase of current", "(k)", "_k", ShannonK, nullptr, true, true},
+        {Limit::K, "max-k", "k of a phase of current", "", "_k", ShannonK, nullptr, true, true},
         {Limit::Duty, "max-duty", "time with current", "%", "_pct",
          [](const Deviations& d) { return d.current.DutyPct(); }, nullptr},
         {Limit::Rate, "max-rate", "rate of the two nearest pulses", "Hz", "_hz", PulseRate, nullptr},

@@ -424,7 +424,9 @@ std::vector<std::string> Notes(const Report& report)
 {
     constexpr std::size_t MostNotes = 4;
     std::vector<std::string> notes = report.encoding.warnings;
-    for (const auto& sentences : {WarningSentences(report), DeviationSentences(report)})
+    constexpr bool LargestFirst = true;
+    for (const auto& sentences : {ExcessSentences(report.excesses), WarningSentences(report),
+                                  DeviationSentences(report, LargestFirst)})
         notes.insert(notes.end(), sentences.begin(), sentences.end());
     const std::size_t found = notes.size();
     if (found > MostNotes) {

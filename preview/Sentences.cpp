@@ -8,6 +8,7 @@
 #include "NumberFormat.h"
 #include "Profile.h"
 #include "TimeSteps.h"
+#include "Units.h"
 
 namespace preview {
 namespace {
@@ -217,8 +218,8 @@ std::string OverBudget(const Refusal& refusal)
                        std::to_string(writer ? refusal.writtenWords : refusal.validationWords) +
                        " words besides word 0, the budget leaves " + std::to_string(refusal.budgetWords);
     if (!writer && refusal.writtenWords >= 0 && refusal.writtenWords != refusal.validationWords)
-        text += "; " + std::to_string(refusal.validationWords) + " is the count of validation, " +
-                std::to_string(refusal.writtenWords) + " words would be written";
+        text += "; validation counts these, though only " + std::to_string(refusal.writtenWords) +
+                " would be written";
     return text;
 }
 
@@ -231,11 +232,11 @@ std::string ReasonSentence(const Refusal& refusal)
         case RefusalReason::NegativeLength:
             return failing() + ": the length is below 0";
         case RefusalReason::MeetsCurrent:
-            return failing() + " does not fit the time steps: it carries current within the step that " +
+            return failing() + " does not fit the time steps: it carries current within the time step that " +
                    NameOfPhase(refusal.phases, refusal.meets) + " leaves unfinished";
         case RefusalReason::EndsInStep:
             return failing() +
-                   " does not fit the time steps: it carries current and ends within the step that " +
+                   " does not fit the time steps: it carries current and ends within the time step that " +
                    NameOfPhase(refusal.phases, refusal.meets) + " leaves unfinished";
         case RefusalReason::NotFinished:
             return failing() + " is too short to finish the time step that " +
@@ -344,10 +345,17 @@ std::string Sentence(const std::vector<Total>& totals, const std::vector<std::st
     return text;
 }
 
-std::vector<std::string> DeviationSentences(const Report& report)
+std::vector<std::string> DeviationSentences(const Report& report, bool largestFirst)
 {
     std::vector<std::string> sentences;
-    for (const Finding& finding : report.deviations.findings)
+    std::vector<Finding> sorted;
+    if (largestFirst) {
+        sorted = report.deviations.findings;
+        std::stable_sort(sorted.begin(), sorted.end(), [](const Finding& a, const Finding& b) {
+            return std::fabs(a.largestUsec) > std::fabs(b.largestUsec);
+        });
+    }
+    for (const Finding& finding : largestFirst ? sorted : report.deviations.findings)
         // The library warns of the amplitudes that it rounds.
         if (finding.cause != Cause::AmplitudeRead && !IsBalanceFinding(finding) &&
             finding.Notable(report.stimulator))
@@ -360,17 +368,29 @@ std::vector<std::string> DeviationSentences(const Report& report)
 const char* KSentence()
 {
     return "k was fitted to electrodes on cat cortex (McCreery 1990, doi:10.1109/10.102812); microelectrodes "
-           "do not "
-           "follow it (Cogan 2016, doi:10.1088/1741-2560/13/2/021001)";
+           "do not follow it (Cogan 2016, doi:10.1088/1741-2560/13/2/021001)";
 }
+
+namespace {
+
+bool IsOfCharge(Limit limit)
+{
+    return limit == Limit::PhaseCharge || limit == Limit::Density || limit == Limit::K;
+}
+
+}  // namespace
 
 std::string Sentence(const Excess& excess)
 {
     constexpr int Decimals = 6;  // a limit may be exceeded by little
     const LimitKind& kind = KindOf(excess.limit);
-    const std::string unit = std::string(" ") + kind.unit;
-    return std::string(kind.name) + " exceeded: " + Rounded(excess.value, Decimals) + unit +
-           ", the limit is " + Rounded(excess.most, Decimals) + unit;
+    const auto text = [&kind](double value) {
+        return Rounded(value, Decimals) + (*kind.unit == '\0' ? "" : std::string(" ") + kind.unit);
+    };
+    const std::string value = std::isinf(excess.value) && IsOfCharge(kind.limit)
+                                  ? "the current never pauses or changes its sign"
+                                  : text(excess.value);
+    return std::string(kind.name) + " exceeded: " + value + ", the limit is " + text(excess.most);
 }
 
 std::vector<std::string> ExcessSentences(const std::vector<Excess>& excesses)
@@ -404,10 +424,12 @@ std::string Sentence(const Summary& summary)
     for (const LimitKind& kind : LimitKinds()) {
         const Summary::Worst& worst = summary.worst[static_cast<std::size_t>(kind.limit)];
         if (worst.place.empty() || Rounded(worst.value) == "0") continue;
-        text += separator + std::string(kind.what) + ": " + Rounded(worst.value) + " " + kind.unit + " (" +
-                worst.place + ")";
+        text += separator + std::string(kind.what) + ": " + Rounded(worst.value) +
+                (*kind.unit == '\0' ? "" : std::string(" ") + kind.unit) + " (" + worst.place + ")";
         separator = ", ";
     }
+    if (!summary.worst[static_cast<std::size_t>(Limit::K)].place.empty())
+        text += "; " + std::string(KSentence());
     return text;
 }
 
@@ -429,7 +451,7 @@ std::string Sentence(const Overlap& overlap, const char* numbered)
     return "channel " + std::to_string(later.channel) + " still plays the train of " + numbered + " " +
            std::to_string(earlier.number) +
            (std::isinf(earlier.endUsec) ? ", which has no end"
-                                        : " until " + Rounded(earlier.endUsec / 1000) + " ms");
+                                        : " until " + Rounded(earlier.endUsec / UsecPerMsec) + " ms");
 }
 
 std::vector<std::string> IrregularityWarnings(const Report& report)
@@ -447,6 +469,37 @@ std::vector<std::string> WarningSentences(const Report& report)
     for (const Finding& finding : report.deviations.findings)
         if (IsBalanceFinding(finding)) sentences.push_back(Sentence(report, finding));
     return sentences;
+}
+
+std::string MeetingSentence(const Refusal& refusal)
+{
+    if (refusal.meets < 0) return {};
+    return Name(refusal.failing) + " meets " + Rounded(refusal.carriedUsec) + " us of a time step that " +
+           Name(refusal.meets) + " has begun";
+}
+
+std::string FirstCommandSentence(const Encoding& encoding)
+{
+    const StimPattern& pattern = Base(encoding.pattern);
+    const int counted = playback::CyclesOf(encoding.words[0]);
+    if (pattern.IsContinuous() || counted >= pattern.CycleCount()) return {};
+    return "word 0 counts " + std::to_string(counted) + " of " + std::to_string(pattern.CycleCount()) +
+           " cycles; play prints the commands for the others";
+}
+
+std::string LateBlockSentence(const Timeline& timeline, const Host& host)
+{
+    return "with a poll every " + std::to_string(host.pollMsec) + " ms, a block comes up to " +
+           Rounded(timeline.longestGapMsec) + " ms after the one before has ended";
+}
+
+std::string CutSentence(const ScheduledTrain& train, std::int64_t untilMsec)
+{
+    if (train.startMsec >= untilMsec)
+        return "left out: it starts at " + std::to_string(train.startMsec) + " ms";
+    if (!(train.endUsec > static_cast<double>(untilMsec) * UsecPerMsec)) return {};
+    return "cut: its words play longer; the host must stop channel " + std::to_string(train.channel) +
+           " at " + std::to_string(untilMsec) + " ms";
 }
 
 std::string RepairSentence(const Refusal& refusal)

@@ -24,7 +24,8 @@ std::string Sentence(const Report& report, const Finding& finding);
 std::string Sentence(const std::vector<Total>& totals, const std::vector<std::string>& names = {});
 
 // The warnings of encode: each notable finding that WarningSentences and the library leave out, and the totals.
-std::vector<std::string> DeviationSentences(const Report& report);
+// largestFirst: findings by their size, for a place that has no room for all.
+std::vector<std::string> DeviationSentences(const Report& report, bool largestFirst = false);
 
 // The caveat that goes with every k.
 const char* KSentence();
@@ -56,6 +57,18 @@ std::vector<std::string> IrregularityWarnings(const Report& report);
 
 // The warnings besides those of the library: these, and a requested balance that the pattern does not have.
 std::vector<std::string> WarningSentences(const Report& report);
+
+// "phase 3 meets 10 us of a time step that phase 1 has begun": empty for another reason of a refusal.
+std::string MeetingSentence(const Refusal& refusal);
+
+// Word 0 counts the cycles of the first of several commands: empty when it counts them all.
+std::string FirstCommandSentence(const Encoding& encoding);
+
+// A block comes after the one before it has ended. REQUIRES: timeline.longestGapMsec is above 0.
+std::string LateBlockSentence(const Timeline& timeline, const Host& host);
+
+// What the end of a schedule does to a train: empty for one that ends before it. The words of a train that is cut play on.
+std::string CutSentence(const ScheduledTrain& train, std::int64_t untilMsec);
 
 // The refused list after a repair: empty when nothing was repaired.
 std::string RepairSentence(const Refusal& refusal);

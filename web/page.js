@@ -1025,7 +1025,7 @@ function showLimits() {
     if (document.activeElement === input) continue;
     if (input.type === 'checkbox') input.checked = most !== null;
     else input.value = most ?? '';
-    setText(cells[2], value === null ? '–' : `${rounded(value)} ${unit === '(k)' ? '' : unit}`);
+    setText(cells[2], value === null ? '–' : `${rounded(value)} ${unit}`);
     setText(cells[3], most === null ? '' : value === null ? 'not judged' : exceeded ? 'exceeded' : 'met');
     cells[3].className = exceeded ? 'fault' : 'met';
   }
@@ -1034,7 +1034,7 @@ function showLimits() {
 function limitRow({ limit, what, unit }) {
   const isSwitch = limit === 'whole-cycles';
   const input = element('input', { type: isSwitch ? 'checkbox' : 'number', step: 'any', min: 0, id: `limit-${limit}` });
-  input.setAttribute('aria-label', isSwitch ? 'only whole cycles' : `largest ${what}${unit === '(k)' ? '' : `, ${unit}`}`);
+  input.setAttribute('aria-label', isSwitch ? 'only whole cycles' : `largest ${what}${unit && `, ${unit}`}`);
   input.addEventListener('change', () =>
     changeSetting(limit, isSwitch ? Number(input.checked) : input.value === '' ? NaN : Number(input.value)));
   return element('tr', { id: limit }, element('th', { scope: 'row' }, what), element('td', {}, input), element('td'), element('td'));

@@ -6,6 +6,7 @@
 #include "Sentences.h"
 #include "SentencesOfDesign.h"
 #include "Table.h"
+#include "Units.h"
 
 using namespace preview;
 
@@ -55,8 +56,8 @@ Table PhaseTable(const Deviations& d)
 // "2e-05 cm2 (0.002 mm2, 2000 um2)"
 std::string AreaText(double cm2)
 {
-    return Shortest(static_cast<float>(cm2)) + " cm2 (" + Shortest(static_cast<float>(cm2 * 1e2)) + " mm2, " +
-           Shortest(static_cast<float>(cm2 * 1e8)) + " um2)";
+    return Shortest(static_cast<float>(cm2)) + " cm2 (" + Shortest(static_cast<float>(cm2 * Mm2PerCm2)) +
+           " mm2, " + Shortest(static_cast<float>(cm2 * Um2PerCm2)) + " um2)";
 }
 
 // Each phase of current.
@@ -115,10 +116,8 @@ void AppendRefusal(std::string& text, const Report& report, const Advice& advice
     const Refusal& refusal = *report.encoding.refusal;
     text += ": refused\n";
     for (const std::string& sentence : RefusalSentences(report)) text += "  " + sentence + "\n";
-    if (refusal.meets >= 0)
-        text += "  phase " + std::to_string(refusal.failing) + " meets " + Rounded(refusal.carriedUsec) +
-                " us of a time step that phase " + std::to_string(refusal.meets) + " has begun\n";
-    if (refusal.repairs) text += "  " + RepairSentence(refusal) + "\n";
+    for (const std::string& sentence : {MeetingSentence(refusal), RepairSentence(refusal)})
+        if (!sentence.empty()) text += "  " + sentence + "\n";
     for (const std::string& sentence : AdviceSentences(advice)) text += "  " + sentence + "\n";
 }
 

@@ -102,6 +102,10 @@ class Decoder
         NeedInput(m_options.input);
         DecodeArguments(m_options.input.arguments);
         if (!m_options.input.file.empty()) DecodeFile();
+        if (!m_read) {
+            PrintMessage(m_options.input.file + ": no words");
+            return ExitFailed;
+        }
         m_output.Finish();
         return m_status;
     }
@@ -153,11 +157,15 @@ class Decoder
         };
         ForEachLineInJobs<int>(
             file, m_options.jobs, m_output, [&decode] { return decode; },
-            [this](const Place&, int status) { m_status = std::max(m_status, status); });
+            [this](const Place&, int status) {
+                m_read = true;
+                m_status = std::max(m_status, status);
+            });
     }
 
     void DecodeLine(const Place& place, std::string_view text)
     {
+        m_read = true;
         preview::WordLine line;
         Record record = EmptyRecord();
         std::string fault = ReadWordLine(text, line);
@@ -218,6 +226,7 @@ class Decoder
 
     void Print(const Place& place, const Record& record)
     {
+        m_read = true;
         const std::string refusal = playback::Refusal(record.words);
         if (!refusal.empty()) return Refuse(place, refusal);
         if (m_options.format == "csv")
@@ -243,6 +252,7 @@ class Decoder
 
     void Refuse(const Place& place, const std::string& fault)
     {
+        m_read = true;
         m_status = ExitFailed;
         if (m_options.format == "json") m_output.Write(preview::ErrorJson({fault}, place.Text()) + '\n');
         PrintMessage(m_output, place, fault);
@@ -250,6 +260,7 @@ class Decoder
 
     const DecodeOptions& m_options;
     Output& m_output;
+    bool m_read = false;  // an array
     int m_status = ExitDone;
     bool m_printed = false;
 };

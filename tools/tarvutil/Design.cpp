@@ -96,8 +96,7 @@ void AddDesign(CLI::App& program, int& exitStatus)
         "design", "Print the specification strings of biphasic pulses and bursts by their parameters");
     for (const preview::DesignParameter& parameter : preview::AllDesignParameters())
         AddParameter(command, parameter, options->parameters);
-    command.add_flag("--exact", options->profile.limits.exact,
-                     "Print nothing that is not played exactly as requested");
+    AddLimitOptions(command, options->profile.limits);
     AddStimulatorValues(command, options->profile.stimulator);
     AddDeviceOption(command, options->device);
     command.callback([options, &command, &exitStatus] {

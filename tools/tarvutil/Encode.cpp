@@ -75,18 +75,6 @@ void Print(Output& output, const std::string& format, const Place& place, const 
     }
 }
 
-// The words play the first of several commands.
-void PrintRest(Output& output, const Place& place, const preview::Encoding& encoding)
-{
-    const StimPattern& pattern = Base(encoding.pattern);
-    const int counted = playback::CyclesOf(encoding.words[0]);
-    if (pattern.IsContinuous() || counted >= pattern.CycleCount()) return;
-    PrintMessage(output, place,
-                 "warning: word 0 counts " + std::to_string(counted) + " of " +
-                     std::to_string(pattern.CycleCount()) +
-                     " cycles; play prints the commands for the others");
-}
-
 int Encode(const EncodeOptions& options)
 {
     NeedInput(options.input);
@@ -96,7 +84,8 @@ int Encode(const EncodeOptions& options)
     const auto print = [&options](Output& printed, const Place& place, const Report& report) {
         if (report.encoding.Encoded()) {
             PrintDeviations(printed, place, report);
-            PrintRest(printed, place, report.encoding);
+            const std::string first = FirstCommandSentence(report.encoding);
+            if (!first.empty()) PrintMessage(printed, place, "warning: " + first);
         }
         if (report.excesses.empty())
             Print(printed, options.format, place, report);

@@ -85,7 +85,7 @@ std::string Placeholder(std::string unit)
     if (unit == "us") return "USEC";
     if (unit == "uC/cm2") return "UC_PER_CM2";
     if (unit == "%") return "PCT";
-    if (unit == "(k)") return "K";
+    if (unit.empty()) return "K";
     std::transform(unit.begin(), unit.end(), unit.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     return unit;

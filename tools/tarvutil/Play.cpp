@@ -9,6 +9,7 @@
 #include "NumberFormat.h"
 #include "Sentences.h"
 #include "Table.h"
+#include "Units.h"
 
 using preview::Block;
 using preview::Timeline;
@@ -98,18 +99,16 @@ class Channel
         else
             m_output.Write(TimelineTable(timeline, place.Text()));
         if (timeline.longestGapMsec > 0)
-            PrintMessage(m_output, place,
-                         "warning: with a poll every " + std::to_string(m_options.host.pollMsec) +
-                             " ms, a block comes up to " + preview::Rounded(timeline.longestGapMsec) +
-                             " ms after the one before has ended");
+            PrintMessage(m_output, place, "warning: " + LateBlockSentence(timeline, m_options.host));
         return timeline.Complete();
     }
 
     bool AddEvent(const preview::Report& report, double trainMsec)
     {
         const preview::Asked& asked = report.encoding.asked;
-        preview::AppendEvent(m_events, {static_cast<double>(m_startMsec) / 1000, trainMsec / 1000,
-                                        std::nullopt, asked.At(asked.head), asked.text});
+        preview::AppendEvent(
+            m_events, {static_cast<double>(m_startMsec) / preview::MsecPerSecond,
+                       trainMsec / preview::MsecPerSecond, std::nullopt, asked.At(asked.head), asked.text});
         return true;
     }
 

@@ -67,7 +67,10 @@ class SchedulePlayer
 
     bool WithinLimits()
     {
-        if (m_schedule.Trains().empty()) throw Fault(m_options.schedule + " has no trains");
+        if (m_schedule.Trains().empty()) {
+            PrintMessage(m_options.schedule + ": no trains");
+            return false;
+        }
         if (const std::optional<Overlap> overlap = m_schedule.FindOverlap()) {
             Refuse({m_options.schedule, overlap->later.number}, Sentence(*overlap, "line"));
             return false;
@@ -81,20 +84,11 @@ class SchedulePlayer
         return false;
     }
 
-    // The words of a train that is cut play on: the host must stop it.
     void PrintCutTrains(std::int64_t untilMsec)
     {
-        const std::string until = std::to_string(untilMsec) + " ms";
-        for (const ScheduledTrain& train : m_schedule.Trains()) {
-            const Place place{m_options.schedule, train.number};
-            if (train.startMsec >= untilMsec)
-                PrintMessage(m_output, place,
-                             "left out: it starts at " + std::to_string(train.startMsec) + " ms");
-            else if (train.endUsec > static_cast<double>(untilMsec) * 1000)
-                PrintMessage(m_output, place,
-                             "cut: its words play longer; the host must stop channel " +
-                                 std::to_string(train.channel) + " at " + until);
-        }
+        for (const ScheduledTrain& train : m_schedule.Trains())
+            if (const std::string sentence = CutSentence(train, untilMsec); !sentence.empty())
+                PrintMessage(m_output, {m_options.schedule, train.number}, sentence);
     }
 
     // Columns of a fixed width: the table is printed as it is made.

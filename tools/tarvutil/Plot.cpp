@@ -38,6 +38,8 @@ void NeedFormat(const std::string& path)
 {
     if (!path.empty() && !EndsWith(path, ".svg") && !EndsWith(path, ".png") && !EndsWith(path, ".pdf"))
         throw Fault("cannot draw " + path + ": its name must end in .svg, .png or .pdf");
+    if (path.find(NumberPlace) != path.rfind(NumberPlace))
+        throw Fault("cannot draw " + path + ": its name may have one %d");
 }
 
 // The lines of a drawing without the blanks that fill them up, and without empty lines.
@@ -73,15 +75,17 @@ class Plotter
     int Run()
     {
         NeedFormat(m_options.output);
-        const int status = ForEachReport(m_options, {}, preview::Purpose::Everything, Jobs{1}, m_messages,
-                                         [this](Output&, const Place& place, const preview::Report& report) {
-                                             return Plot(place, report);
-                                         });
+        const int status =
+            ForEachReport(m_options, m_options.profile.limits, preview::Purpose::Everything, Jobs{1},
+                          m_messages, [this](Output&, const Place& place, const preview::Report& report) {
+                              return Plot(place, report);
+                          });
         if (!m_drawing.empty()) Save(m_options.output, m_drawing);
         return status;
     }
 
  private:
+    // Draws a pattern that exceeds a limit, too: the plot says so.
     bool Plot(const Place& place, const preview::Report& report)
     {
         ++m_number;

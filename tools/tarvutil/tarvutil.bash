@@ -15,8 +15,8 @@ _tarvutil() {
             --format --output"
         [device]="--file $stimulator $limits --max-total-current --format"
         [design]="--amplitude --phase1 --ipi --frequency --train --pulses --on --off --times --ramp-up
-            --ramp-down --burst --burst-rate --balance --polarity --offset --phase2 --amplitude2 --name --exact
-            ${stimulator#--pattern }"
+            --ramp-down --burst --burst-rate --balance --polarity --offset --phase2 --amplitude2 --name
+            $limits ${stimulator#--pattern }"
     )
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
