@@ -315,7 +315,7 @@ std::string Sentence(const Report& report, const Finding& finding)
             return BalanceModeSentence(d);
         case Cause::NotBalanced:
             return "balance mode " + Rounded(d.balanceMode.played) +
-                   " is set, but phase 2 does not balance phase 1";
+                   " is set, but phase 3 does not balance phase 1";
         case Cause::ForeignWords:
             return "the words are not those of the phases";
         default:
