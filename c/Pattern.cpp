@@ -51,7 +51,8 @@ void CheckPhase(float length, float amplitude)
 void CheckIndex(const tarvutil_pattern& p, std::int32_t index)
 {
     if (index < 0 || index >= p.Pattern().PhaseCount())
-        throw Error{TARVUTIL_BAD_ARGUMENT, "index: " + std::to_string(index) + " is not the index of a phase"};
+        throw Error{TARVUTIL_BAD_ARGUMENT,
+                    "index: " + std::to_string(index) + " is not the index of a phase"};
 }
 
 std::int32_t Taken(bool taken)
@@ -497,7 +498,8 @@ int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel)
 
 int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles)
 {
-    return ReadPlay(play, cycles, "cycles", [](const ContinuedItemPlay& p) { return std::max(p.RemCycles(), 0); });
+    return ReadPlay(play, cycles, "cycles",
+                    [](const ContinuedItemPlay& p) { return std::max(p.RemCycles(), 0); });
 }
 
 int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms)

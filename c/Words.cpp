@@ -64,9 +64,8 @@ int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_
     std::string error;
     return Run(error, [&] {
         const CallersWords given(words, count, time_step_us, amp_step_ua);
-        return Put(given.refusal.empty()
-                       ? preview::SegmentsJson(time_step_us, amp_step_ua, given.words, {})
-                       : preview::ErrorJson({given.refusal}, {}),
+        return Put(given.refusal.empty() ? preview::SegmentsJson(time_step_us, amp_step_ua, given.words, {})
+                                         : preview::ErrorJson({given.refusal}, {}),
                    text, capacity);
     });
 }

@@ -168,9 +168,8 @@ void EditList(Random& random, PlainPattern& pattern, tarvutil_pattern* handle)
                    });
             break;
         case 1:
-            expect(named, argument, tarvutil_pattern_set_amplitude(handle, index, amplitude), [&] {
-                return pattern.SetPhaseAmp(index, amplitude) ? TARVUTIL_OK : TARVUTIL_REFUSED;
-            });
+            expect(named, argument, tarvutil_pattern_set_amplitude(handle, index, amplitude),
+                   [&] { return pattern.SetPhaseAmp(index, amplitude) ? TARVUTIL_OK : TARVUTIL_REFUSED; });
             break;
         case 2:
             expect(named && length >= 0, argument, tarvutil_pattern_insert(handle, index, length, amplitude),
@@ -234,10 +233,9 @@ TEST(CInterfaceTest, EditsOfAListGiveTheSamePhasesAndWords)
             ASSERT_EQ(PhasesOf(copy), phases);
             tarvutil_pattern_clear(copy);
         }
-        EXPECT_EQ(TextOf([&](char* text, std::int32_t room) {
-                      return tarvutil_pattern_label(handle, text, room);
-                  }),
-                  label);
+        EXPECT_EQ(
+            TextOf([&](char* text, std::int32_t room) { return tarvutil_pattern_label(handle, text, room); }),
+            label);
     }
     EXPECT_GT(without, 500);
     EXPECT_GT(withWords, 500);
