@@ -1,18 +1,30 @@
 function axes_handle = plot(subject, varargin)
 %PLOT  Draws a specification string or a pattern as asked and as played.
-%   tarvutil.plot(text) draws one cycle, with long pauses shortened, into the current axes; tarvutil.plot(pattern) does so
-%   for a pattern of tarvutil.Lilly. tarvutil.plot(..., 'train', true) draws the whole train.
+%   tarvutil.plot(text) draws one cycle into the current axes; tarvutil.plot(pattern) does so for a pattern of
+%   tarvutil.Lilly. Long pauses are shortened: a grey band, with the length of the pause. Below the axes stands what is
+%   played otherwise than asked. tarvutil.plot(..., 'train', true) draws the whole train.
 %   tarvutil.plot(..., name, value, ...) sets options, see tarvutil.check. h = tarvutil.plot(...) returns the axes.
 %
-%   Raises tarvutil:notPlayable for a text that has no words.
+%   Raises tarvutil:notPlayable for a text that has no words, and tarvutil:badArgument for 'train' of a train without end.
 
   [lenient, options, values] = tarvutil.internal.settings(varargin, {'train'}, true);
-  drawn = double(tarvutil.internal.valueOf(values, 'train', 0) ~= 0);
+  drawn = double(tarvutil.internal.valueOf(values, 'train', false));
   picture = jsondecode(tarvutil_mex('picture', tarvutil.internal.subjectOf(subject), lenient, options{:}, drawn));
-  played = plot(picture.played(:, 1), picture.played(:, 2), 'color', [0 0.447 0.698], 'linewidth', 2.5);
-  ax = ancestor(played(1), 'axes');
+
+  faint = [0.33 0.33 0.33];
+  blue = [0 0.447 0.698];
+  ax = newplot();
   hold(ax, 'on');
-  plot(ax, picture.asked(:, 1), picture.asked(:, 2), '--', 'color', [0 0 0], 'linewidth', 1);
+  figure_size = get(ancestor(ax, 'figure'), 'position');
+  columns = max(floor(0.76 * figure_size(3) / 8.8), 20);  % of text in the width of the axes
+  unlabelled = drawBreaks(ax, picture, columns, faint);
+  widths = [2.5 0.7];
+  width = widths(picture.fine + 1);
+  cap = picture.cap_ua * [-1 1];
+  played = plot(ax, picture.played(:, 1), picture.played(:, 2), 'color', blue, 'linewidth', width);
+  plot(ax, picture.played(end, [1 1]), cap, 'color', blue, 'linewidth', width);
+  asked = plot(ax, picture.asked(:, 1), picture.asked(:, 2), '--', 'color', [0 0 0], 'linewidth', 1);
+  plot(ax, picture.asked(end, [1 1]), cap, 'color', [0 0 0], 'linewidth', 1);
   hold(ax, 'off');
   xlim(ax, [0 picture.width]);
   ylim(ax, [picture.low_ua picture.high_ua]);
@@ -22,10 +34,87 @@ function axes_handle = plot(subject, varargin)
   set(ax, 'ytick', at, 'yticklabel', label);
   xlabel(ax, picture.time_axis);
   ylabel(ax, picture.current_axis);
-  title(ax, {picture.title, picture.subtitle}, 'interpreter', 'none');
-  legend(ax, {picture.played_name, picture.asked_name}, 'location', 'southeast');
+  legend(ax, [played asked], {picture.played_name, picture.asked_name}, 'location', 'southeast');
+
+  notes = {};
+  if unlabelled
+    notes = {picture.breaks_text};
+  end
+  if iscell(picture.notes)
+    notes = [notes, picture.notes(:)'];
+  end
+  writeAround(ax, {picture.title, [0 0 0]; picture.subtitle, faint}, notes, columns);
   if nargout > 0
     axes_handle = ax;
+  end
+end
+
+% Writes heads, rows of text and colour, above the axes, and notes below, and makes room for them. Each line is a text of its
+% own: gnuplot, with which Octave draws files, refuses a text of several lines.
+function writeAround(ax, heads, notes, columns)
+  left = 0.15;
+  axis_room = 0.16;  % of the figure, for ticks and their name
+  line_room = 0.055;
+  above = {};
+  colours = {};
+  for i = 1:size(heads, 1)
+    lines = wrapped(heads{i, 1}, columns);
+    above = [above, lines]; %#ok<AGROW>
+    colours = [colours, repmat(heads(i, 2), 1, numel(lines))]; %#ok<AGROW>
+  end
+  lines = cellfun(@(note) wrapped(note, columns), notes, 'UniformOutput', false);
+  below = [lines{:}];
+  bottom = axis_room + line_room * numel(below);
+  height = max(1 - bottom - line_room * (numel(above) + 0.5), 0.2);
+  set(ax, 'position', [left bottom 0.76 height]);
+  write = @(y, words, colour) text(0, y, words, 'parent', ax, 'units', 'normalized', 'interpreter', 'none', ...
+                                   'fontsize', 9, 'color', colour);
+  for i = 1:numel(above)
+    write(1 + line_room * (numel(above) - i + 0.7) / height, above{i}, colours{i});
+  end
+  for i = 1:numel(below)
+    write(-(axis_room + line_room * (i - 0.5)) / height, below{i}, [0.61 0.24 0]);
+  end
+end
+
+% The lines of a text, of so many columns at most, divided at blanks where there are some.
+function lines = wrapped(words, columns)
+  lines = {};
+  while numel(words) > columns
+    blank = find(words(1:columns + 1) == ' ', 1, 'last');
+    if isempty(blank)
+      blank = columns;
+    end
+    lines{end + 1} = strtrim(words(1:blank)); %#ok<AGROW>
+    words = words(blank + 1:end);
+  end
+  lines{end + 1} = words;
+end
+
+% A shortened pause is a band with the length of the pause in it. Returns whether one has no room for it.
+function unlabelled = drawBreaks(ax, picture, columns, colour)
+  breaks = picture.breaks;
+  if ~iscell(breaks)
+    breaks = num2cell(breaks, 2);
+  end
+  unlabelled = false;
+  low = picture.low_ua;
+  high = picture.high_ua;
+  for i = 1:numel(breaks)
+    [from, to, label] = breaks{i}{:};
+    patch(ax, [from to to from], [low low high high], [0.93 0.93 0.93], 'edgecolor', 'none', ...
+          'handlevisibility', 'off');
+    if isempty(label)
+      unlabelled = true;
+      continue
+    end
+    narrow = (to - from) / picture.width * columns < numel(label) + 9;
+    place = {(from + to) / 2, high - 0.06 * (high - low), 'center', 0};
+    if narrow
+      place = {(from + to) / 2, high - 0.05 * (high - low), 'right', 90};  % above the legend
+    end
+    text(place{1}, place{2}, ['pause, ' label], 'parent', ax, 'horizontalalignment', place{3}, 'rotation', place{4}, ...
+         'fontsize', 9, 'color', colour, 'interpreter', 'none');
   end
 end
 
