@@ -113,7 +113,7 @@ class BasePattern:
         Raises NotPlayable, and changes nothing, when the pattern refuses the phase; with exact also when the pattern
         would repair or clamp it.
         """
-        place = whole("index", index, 0, INT32_MAX)
+        place = whole("index", index, 0, len(self._core.phases()) - 1)
         asked = (zero_or_above("length_us", length_us), single("amplitude_ua", amplitude_ua))
         trial = self._core.copy()
         if not trial.set_phase(place, *asked):
