@@ -2,7 +2,8 @@ function axes_handle = plot(subject, varargin)
 %PLOT  Draws a specification string or a pattern as asked and as played.
 %   tarvutil.plot(text) draws one cycle into the current axes; tarvutil.plot(pattern) does so for a pattern of
 %   tarvutil.Lilly. Long pauses are shortened: a grey band, with the length of the pause. Below the axes stands what is
-%   played otherwise than asked. tarvutil.plot(..., 'train', true) draws the whole train.
+%   played otherwise than asked, unless they are a small part of the figure. tarvutil.plot(..., 'train', true) draws the
+%   whole train.
 %   tarvutil.plot(..., name, value, ...) sets options, see tarvutil.check. h = tarvutil.plot(...) returns the axes.
 %
 %   Raises tarvutil:notPlayable for a text that has no words, and tarvutil:badArgument for 'train' of a train without end.
@@ -15,16 +16,17 @@ function axes_handle = plot(subject, varargin)
   blue = [0 0.447 0.698];
   ax = newplot();
   hold(ax, 'on');
+  box = boxOf(ax);
   figure_size = get(ancestor(ax, 'figure'), 'position');
-  columns = max(floor(0.76 * figure_size(3) / 8.8), 20);  % of text in the width of the axes
+  columns = max(floor(box(3) * figure_size(3) / 8.8), 20);  % of text in the width of the axes
   unlabelled = drawBreaks(ax, picture, columns, faint);
   widths = [2.5 0.7];
   width = widths(picture.fine + 1);
   cap = picture.cap_ua * [-1 1];
-  played = plot(ax, picture.played(:, 1), picture.played(:, 2), 'color', blue, 'linewidth', width);
-  plot(ax, picture.played(end, [1 1]), cap, 'color', blue, 'linewidth', width);
-  asked = plot(ax, picture.asked(:, 1), picture.asked(:, 2), '--', 'color', [0 0 0], 'linewidth', 1);
-  plot(ax, picture.asked(end, [1 1]), cap, 'color', [0 0 0], 'linewidth', 1);
+  played = line(ax, picture.played(:, 1), picture.played(:, 2), 'color', blue, 'linewidth', width);
+  line(ax, picture.played(end, [1 1]), cap, 'color', blue, 'linewidth', width);
+  asked = line(ax, picture.asked(:, 1), picture.asked(:, 2), 'linestyle', '--', 'color', [0 0 0], 'linewidth', 1);
+  line(ax, picture.asked(end, [1 1]), cap, 'color', [0 0 0], 'linewidth', 1);
   hold(ax, 'off');
   xlim(ax, [0 picture.width]);
   ylim(ax, [picture.low_ua picture.high_ua]);
@@ -43,16 +45,23 @@ function axes_handle = plot(subject, varargin)
   if iscell(picture.notes)
     notes = [notes, picture.notes(:)'];
   end
-  writeAround(ax, {picture.title, [0 0 0]; picture.subtitle, faint}, notes, columns);
+  writeAround(ax, {picture.title, [0 0 0]; picture.subtitle, faint}, notes, columns, box);
   if nargout > 0
     axes_handle = ax;
   end
 end
 
-% Writes heads, rows of text and colour, above the axes, and notes below, and makes room for them. Each line is a text of its
-% own: gnuplot, with which Octave draws files, refuses a text of several lines.
-function writeAround(ax, heads, notes, columns)
-  left = 0.15;
+% Where the axes were before room for texts was made, also when they are drawn into again.
+function box = boxOf(ax)
+  if ~isappdata(ax, 'tarvutil_box')
+    setappdata(ax, 'tarvutil_box', get(ax, 'position'));
+  end
+  box = getappdata(ax, 'tarvutil_box');
+end
+
+% Writes heads, rows of text and colour, above the axes, and notes below, and makes room for them, around the box. Each line
+% is a text of its own: gnuplot, with which Octave draws files, refuses a text of several lines.
+function writeAround(ax, heads, notes, columns, box)
   axis_room = 0.16;  % of the figure, for ticks and their name
   line_room = 0.055;
   above = {};
@@ -64,9 +73,14 @@ function writeAround(ax, heads, notes, columns)
   end
   lines = cellfun(@(note) wrapped(note, columns), notes, 'UniformOutput', false);
   below = [lines{:}];
-  bottom = axis_room + line_room * numel(below);
-  height = max(1 - bottom - line_room * (numel(above) + 0.5), 0.2);
-  set(ax, 'position', [left bottom 0.76 height]);
+  if box(4) < 0.5  % one of several drawings in a figure: the title alone
+    above = above(1);
+    below = {};
+  end
+  bottom = box(2) - 0.13 * box(4) + axis_room + line_room * numel(below);
+  top = box(2) + 1.09 * box(4) - line_room * (numel(above) + 0.5);
+  height = max(top - bottom, box(4) / 4);
+  set(ax, 'position', [box(1) + 0.02, bottom, box(3) - 0.03, height]);
   write = @(y, words, colour) text(0, y, words, 'parent', ax, 'units', 'normalized', 'interpreter', 'none', ...
                                    'fontsize', 9, 'color', colour);
   for i = 1:numel(above)
@@ -108,12 +122,14 @@ function unlabelled = drawBreaks(ax, picture, columns, colour)
       unlabelled = true;
       continue
     end
-    narrow = (to - from) / picture.width * columns < numel(label) + 9;
-    place = {(from + to) / 2, high - 0.06 * (high - low), 'center', 0};
-    if narrow
+    room = (to - from) / picture.width * columns - 1;
+    place = {(from + to) / 2, high - 0.08 * (high - low), 'center', 0};
+    if numel(label) > room
       place = {(from + to) / 2, high - 0.05 * (high - low), 'right', 90};  % above the legend
+    elseif numel(label) + 7 <= room
+      label = ['pause, ' label]; %#ok<AGROW>
     end
-    text(place{1}, place{2}, ['pause, ' label], 'parent', ax, 'horizontalalignment', place{3}, 'rotation', place{4}, ...
+    text(place{1}, place{2}, label, 'parent', ax, 'horizontalalignment', place{3}, 'rotation', place{4}, ...
          'fontsize', 9, 'color', colour, 'interpreter', 'none');
   end
 end

@@ -128,7 +128,7 @@ function test_tarvutil()
   axes_handle = tarvutil.plot(text, 'amp_step', 1);
   assert(min(cellfun(@min, get(findobj(axes_handle, 'type', 'line'), 'ydata'))), -80);
   written = get(findobj(axes_handle, 'type', 'text'), 'string');
-  for wanted = {text, 'pause, 2.88 ms', 'as a whole: the start of phase 4 is 452.333 us, not 453'}
+  for wanted = {text, '2.88 ms', 'as a whole: the start of phase 4 is 452.333 us, not 453'}
     shown = strrep(strjoin(flipud(written(:))', ''), ' ', '');
     assert(~isempty(strfind(shown, strrep(wanted{1}, ' ', ''))), wanted{1});
   end
