@@ -6,6 +6,7 @@
 #include "Handles.h"
 #include "Json.h"
 #include "SentencesOfDesign.h"
+#include "Utf8.h"
 
 using namespace capi;
 
@@ -44,7 +45,8 @@ preview::SequenceRequest RequestOf(std::string_view text)
         std::replace(name.begin(), name.end(), '_', '-');
         const preview::DesignParameter* parameter = preview::FindDesignParameter(name);
         if (parameter == nullptr)
-            throw Error{TARVUTIL_BAD_ARGUMENT, "parameters: " + key + " is not a parameter"};
+            throw Error{TARVUTIL_BAD_ARGUMENT,
+                        "parameters: " + preview::Visible(key) + " is not a parameter"};
         const std::string fault = parameter->set(parameters, ValueText(key, value));
         if (!fault.empty()) throw Error{TARVUTIL_BAD_ARGUMENT, key + ": " + fault};
     }
@@ -75,8 +77,9 @@ void MakeAll(const preview::SequenceRequest& sequence, tarvutil_design& handle)
 
 const tarvutil_design::Item& ItemOf(const tarvutil_design& handle, int32_t index)
 {
-    Check(index >= 0 && static_cast<std::size_t>(index) < handle.items.size(),
-          "index: not the index of a design");
+    if (index < 0 || static_cast<std::size_t>(index) >= handle.items.size())
+        throw Error{TARVUTIL_BAD_ARGUMENT,
+                    "index: " + std::to_string(index) + " is not the index of a design"};
     return handle.items[static_cast<std::size_t>(index)];
 }
 

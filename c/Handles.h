@@ -72,4 +72,7 @@ void CheckArea(const preview::Limits& limits);
 // Throws what keeps the text of the report from its words.
 void NeedWords(const preview::Report& report);
 
+// Throws what a report has on a pattern without words.
+[[noreturn]] void RefuseWords(const tarvutil_pattern& pattern);
+
 }  // namespace capi

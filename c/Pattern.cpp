@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <memory>
@@ -35,10 +36,23 @@ std::vector<phase> Phases(const float* lengths, const float* amplitudes, std::in
     return phases;
 }
 
-void CheckFinite(float length, float amplitude)
+void CheckLength(float length)
 {
     Check(std::isfinite(length), "length_us: not finite");
+    Check(length >= 0, "length_us: below 0");
+}
+
+void CheckPhase(float length, float amplitude)
+{
+    CheckLength(length);
     Check(std::isfinite(amplitude), "amplitude_ua: not finite");
+}
+
+void CheckIndex(const tarvutil_pattern& p, std::int32_t index)
+{
+    if (index < 0 || index >= p.Pattern().PhaseCount())
+        throw Error{TARVUTIL_BAD_ARGUMENT,
+                    "index: " + std::to_string(index) + " is not the index of a phase"};
 }
 
 std::int32_t Taken(bool taken)
@@ -125,6 +139,8 @@ void Set(const tarvutil_pattern& p, std::int32_t parameter, double value, bool e
     const auto number = static_cast<float>(value);
     const bool endless = parameter == TARVUTIL_TRAIN_MS && value > 0 && std::isinf(value);
     Check(endless || std::isfinite(number), "value: not finite in single precision");
+    const bool length = parameter >= TARVUTIL_OFFSET_MS && parameter <= TARVUTIL_PHASE2_US;
+    Check(!length || number >= 0, "value: the length is below 0");
     switch (parameter) {
         case TARVUTIL_AMP_STEP_UA:
             Check(number > 0, "value: the amplitude step is not above 0");
@@ -133,6 +149,7 @@ void Set(const tarvutil_pattern& p, std::int32_t parameter, double value, bool e
             Check(number >= 0, "value: the largest amplitude is below 0");
             return pattern.SetAmpMax(number);
         case TARVUTIL_PERIOD_MS:
+            Check(number > 0, "value: the period is not above 0");
             pattern.SetPeriod(number);
             return;
         case TARVUTIL_FREQUENCY_HZ:
@@ -287,7 +304,8 @@ int32_t tarvutil_pattern_set_phase(tarvutil_pattern* pattern, int32_t index, flo
                                    float amplitude_ua)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        CheckFinite(length_us, amplitude_ua);
+        CheckIndex(p, index);
+        CheckPhase(length_us, amplitude_ua);
         return Taken(p.Pattern().SetPhase(index, {length_us, amplitude_ua}));
     });
 }
@@ -295,7 +313,8 @@ int32_t tarvutil_pattern_set_phase(tarvutil_pattern* pattern, int32_t index, flo
 int32_t tarvutil_pattern_set_length(tarvutil_pattern* pattern, int32_t index, float length_us)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        CheckFinite(length_us, 0);
+        CheckIndex(p, index);
+        CheckLength(length_us);
         return Taken(p.Pattern().SetPhaseLen(index, length_us));
     });
 }
@@ -303,7 +322,8 @@ int32_t tarvutil_pattern_set_length(tarvutil_pattern* pattern, int32_t index, fl
 int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern* pattern, int32_t index, float amplitude_ua)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        CheckFinite(0, amplitude_ua);
+        CheckIndex(p, index);
+        CheckPhase(0, amplitude_ua);
         return Taken(p.Pattern().SetPhaseAmp(index, amplitude_ua));
     });
 }
@@ -311,7 +331,7 @@ int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern* pattern, int32_t index,
 int32_t tarvutil_pattern_append(tarvutil_pattern* pattern, float length_us, float amplitude_ua)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        CheckFinite(length_us, amplitude_ua);
+        CheckPhase(length_us, amplitude_ua);
         return static_cast<std::int32_t>(p.Pattern().AppendPhase(length_us, amplitude_ua));
     });
 }
@@ -319,15 +339,18 @@ int32_t tarvutil_pattern_append(tarvutil_pattern* pattern, float length_us, floa
 int32_t tarvutil_pattern_insert(tarvutil_pattern* pattern, int32_t index, float length_us, float amplitude_ua)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
-        CheckFinite(length_us, amplitude_ua);
+        CheckIndex(p, index);
+        CheckPhase(length_us, amplitude_ua);
         return static_cast<std::int32_t>(p.Pattern().InsertPhase(index, length_us, amplitude_ua));
     });
 }
 
 int32_t tarvutil_pattern_remove(tarvutil_pattern* pattern, int32_t index)
 {
-    return On(pattern,
-              [&](tarvutil_pattern& p) { return static_cast<std::int32_t>(p.Pattern().RemovePhase(index)); });
+    return On(pattern, [&](tarvutil_pattern& p) {
+        CheckIndex(p, index);
+        return static_cast<std::int32_t>(p.Pattern().RemovePhase(index));
+    });
 }
 
 int32_t tarvutil_pattern_clear(tarvutil_pattern* pattern)
@@ -342,6 +365,7 @@ int32_t tarvutil_pattern_fits(tarvutil_pattern* pattern, const float* lengths_us
                               int32_t count, int32_t max_words)
 {
     return On(pattern, [&](tarvutil_pattern& p) {
+        Check(max_words >= 0, "max_words: below 0");
         return p.Pattern().PhasesValid(Phases(lengths_us, amplitudes_ua, count), max_words) ? 1 : 0;
     });
 }
@@ -351,13 +375,13 @@ int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t* words, int32
     return On(pattern, [&](tarvutil_pattern& p) -> std::int32_t {
         bool usable = false;
         try {
-            usable = p.Pattern().Update();
+            // Without phases the library has words: word 0 alone, which plays nothing.
+            usable = p.Pattern().PhaseCount() > 0 && p.Pattern().Update();
         } catch (const std::out_of_range&) {
             // A list that was cut below the phases that a repair needs.
         }
         const int count = p.Pattern().WordCount();
-        if (!usable || count == 0)
-            throw Error{TARVUTIL_REFUSED, "the phases do not fit the time steps or the budget: no words"};
+        if (!usable || count == 0) RefuseWords(p);
         if (Fits(static_cast<std::size_t>(count), words, capacity)) p.Pattern().WordArray(words, 0);
         return count;
     });
@@ -409,7 +433,8 @@ int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnin
     return On(pattern, [&](const tarvutil_pattern& p) {
         const std::vector<std::string>& messages = warnings != 0 ? p.warnings : p.errors;
         if (index < 0 || static_cast<std::size_t>(index) >= messages.size())
-            throw Error{TARVUTIL_NOT_FOUND, "index: not the index of a message"};
+            throw Error{TARVUTIL_BAD_ARGUMENT,
+                        "index: " + std::to_string(index) + " is not the index of a message"};
         return Put(messages[static_cast<std::size_t>(index)], text, capacity);
     });
 }
@@ -448,6 +473,7 @@ tarvutil_play* tarvutil_play_new(const tarvutil_pattern* pattern, int32_t channe
     return New(reason, capacity, [&] {
         if (pattern == nullptr) throw Error{TARVUTIL_NULL_HANDLE, "the pattern is null"};
         Check(cycles_started >= 0, "cycles_started: below 0");
+        if (pattern->Pattern().PhaseCount() == 0) RefuseWords(*pattern);
         StimPattern** slot = &pattern->shared->slot;
         return new tarvutil_play{
             pattern->shared, ContinuedItemPlay({channel, slot}, cycles_started, Clock(now_ms)), {}};
@@ -472,7 +498,8 @@ int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel)
 
 int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles)
 {
-    return ReadPlay(play, cycles, "cycles", [](const ContinuedItemPlay& p) { return p.RemCycles(); });
+    return ReadPlay(play, cycles, "cycles",
+                    [](const ContinuedItemPlay& p) { return std::max(p.RemCycles(), 0); });
 }
 
 int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms)
@@ -497,7 +524,8 @@ int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* wo
             throw Error{TARVUTIL_NOT_DUE, "no block is due, or none is left"};
         int count = -1;
         try {
-            count = p.play.ContinueCmds(now, reinterpret_cast<unsigned char*>(words));
+            if (p.shared->slot->PhaseCount() > 0)
+                count = p.play.ContinueCmds(now, reinterpret_cast<unsigned char*>(words));
         } catch (const std::out_of_range&) {
             // As for the words of the pattern.
         }

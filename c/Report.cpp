@@ -76,6 +76,14 @@ void NeedWords(const preview::Report& report)
     throw Error{TARVUTIL_REFUSED, sentences.empty() ? "the text has no words" : sentences.front()};
 }
 
+void RefuseWords(const tarvutil_pattern& pattern)
+{
+    preview::Report report(StimulatorOf(pattern));
+    ReportOn(pattern.shared->pattern, {}, report);
+    NeedWords(report);
+    throw Error{TARVUTIL_REFUSED, "the phases do not fit the time steps or the budget: no words"};
+}
+
 }  // namespace capi
 
 tarvutil_report* tarvutil_report_new(const tarvutil_stimulator* stimulator, const char* text, int32_t length,

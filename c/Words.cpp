@@ -20,12 +20,18 @@ struct CallersWords
         Check(std::isfinite(timeStepUsec) && timeStepUsec > 0, "time_step_us: not a finite number above 0");
         Check(std::isfinite(ampStepUa) && ampStepUa > 0, "amp_step_ua: not a finite number above 0");
         words.assign(array, array + count);
-        const std::string refusal = playback::Refusal(words);
+        refusal = playback::Refusal(words);
+    }
+
+    // Nobody gets a text of these functions: the JSON has it.
+    void NeedWordArray() const
+    {
         if (!refusal.empty()) throw Error{TARVUTIL_REFUSED, refusal};
     }
 
     std::vector<unsigned int> words;
     playback::Scale scale;
+    std::string refusal;  // empty for a word array
 };
 
 }  // namespace
@@ -37,6 +43,7 @@ int32_t tarvutil_segments(const uint32_t* words, int32_t count, float time_step_
     std::string error;
     return Run(error, [&] {
         const CallersWords given(words, count, time_step_us, amp_step_ua);
+        given.NeedWordArray();
         const auto segments = playback::Segments(given.words, given.scale);
         const bool fits =
             Fits(segments.size(), starts_us, capacity) && Fits(segments.size(), durations_us, capacity) &&
@@ -57,7 +64,9 @@ int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_
     std::string error;
     return Run(error, [&] {
         const CallersWords given(words, count, time_step_us, amp_step_ua);
-        return Put(preview::SegmentsJson(time_step_us, amp_step_ua, given.words, {}), text, capacity);
+        return Put(given.refusal.empty() ? preview::SegmentsJson(time_step_us, amp_step_ua, given.words, {})
+                                         : preview::ErrorJson({given.refusal}, {}),
+                   text, capacity);
     });
 }
 
@@ -67,13 +76,14 @@ int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_u
     std::string error;
     return Run(error, [&] {
         const CallersWords given(words, count, time_step_us, amp_step_ua);
+        given.NeedWordArray();
         Check(cycles >= 0, "cycles: below 0");
         Check(std::isfinite(rate_hz) && rate_hz > 0, "rate_hz: not a finite number above 0");
         const preview::Train train =
             preview::TrainOf(given.words, given.scale, cycles > 0 ? cycles : playback::CyclesOf(words[0]));
         constexpr double MostSamples = 2147483646;
-        Check(train.EndUsec() / 1e6 * rate_hz < MostSamples,
-              "rate_hz: there would be more samples than 32 bits can count");
+        if (!(train.EndUsec() / 1e6 * rate_hz < MostSamples))
+            throw Error{TARVUTIL_FAILED, "there would be more samples than 32 bits can count"};
         std::size_t samples = 0;
         ForEachSample(train, rate_hz, [&](double, double) { ++samples; });
         if (!Fits(samples, currents_ua, capacity)) return Count(samples);

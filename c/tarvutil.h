@@ -5,7 +5,8 @@
  *
  * Results. Functions whose name ends in _new return a handle, or null and the reason in the caller's buffer (cut to its
  * capacity). Every other function returns 0 or a count, or one of the negative codes of enum tarvutil_status;
- * *_error gives the text of the last error of a handle.
+ * *_error gives the text of the last error of a handle. A function without a handle gives a code only. What is refused
+ * or outside its range changes nothing, unless a function says otherwise.
  *
  * Texts go in as a pointer and a length in bytes; a length of -1 means up to the NUL. A NUL inside is an error.
  *
@@ -51,7 +52,7 @@ enum tarvutil_status
     TARVUTIL_OK = 0,
     TARVUTIL_NULL_HANDLE = -1,  /* a handle is null */
     TARVUTIL_NULL_BUFFER = -2,  /* a buffer, array or text is null */
-    TARVUTIL_BAD_ARGUMENT = -3, /* a value outside its range; the text names it */
+    TARVUTIL_BAD_ARGUMENT = -3, /* a value or an index outside its range; the text names it */
     TARVUTIL_BAD_TEXT = -4,     /* a length below -1, or a NUL inside */
     TARVUTIL_REFUSED = -5,      /* the pattern refuses or cannot encode it, and does not change */
     TARVUTIL_NOT_LILLY = -6,    /* only a Lilly pattern has this */
@@ -90,9 +91,9 @@ enum tarvutil_parameter
 
     TARVUTIL_AMP_STEP_UA = 20,  /* settable, as are those after it; the phases keep their amplitudes */
     TARVUTIL_AMP_MAX_UA = 21,   /* clamps the phases */
-    TARVUTIL_PERIOD_MS = 22,    /* the last phase changes by the difference */
+    TARVUTIL_PERIOD_MS = 22,    /* above 0; the last phase changes by the difference */
     TARVUTIL_FREQUENCY_HZ = 23, /* likewise */
-    TARVUTIL_TRAIN_MS = 24,     /* at least one period; infinite for a train without end */
+    TARVUTIL_TRAIN_MS = 24,     /* above 0, raised to one period; infinite for a train without end */
     TARVUTIL_CYCLES = 25, /* sets the train to this number of periods; the largest int32_t when continuous */
     TARVUTIL_OFFSET_MS = 26, /* Lilly, as are those after it */
     TARVUTIL_IPI_US = 27,
@@ -116,9 +117,9 @@ TARVUTIL_API int32_t tarvutil_pattern_free(tarvutil_pattern* pattern);
 TARVUTIL_API int32_t tarvutil_pattern_error(const tarvutil_pattern* pattern, char* text, int32_t capacity);
 
 TARVUTIL_API int32_t tarvutil_pattern_get(tarvutil_pattern* pattern, int32_t parameter, double* value);
-/* Sets a parameter to value, finite (a train may be infinite). in_effect, which may be null, gets the value in effect:
- * it differs from value when the pattern rounds, repairs or refuses. If extend_period is not 0, a length may make the
- * period longer. */
+/* Sets a parameter to value, finite (a train may be infinite); lengths, the offset and the interphase interval are 0 or
+ * above. in_effect, which may be null, gets the value in effect: it differs from value when the pattern rounds, repairs
+ * or refuses. If extend_period is not 0, a length may make the period longer. */
 TARVUTIL_API int32_t tarvutil_pattern_set(tarvutil_pattern* pattern, int32_t parameter, double value,
                                           int32_t extend_period, double* in_effect);
 /* Sets the amplitude step, microamperes; each phase keeps its number of steps. */
@@ -133,25 +134,27 @@ TARVUTIL_API int32_t tarvutil_pattern_phases(tarvutil_pattern* pattern, float* l
 /* Replaces all phases when they fit the time steps and the budget, clamped to the largest amplitude. */
 TARVUTIL_API int32_t tarvutil_pattern_set_phases(tarvutil_pattern* pattern, const float* lengths_us,
                                                  const float* amplitudes_ua, int32_t count);
-/* Edits of phase index, from 0: accepted, repaired (Lilly) or refused. */
+/* Edits of phase index, from 0: accepted, repaired (Lilly) or refused. An index that no phase has and a length below 0
+ * are TARVUTIL_BAD_ARGUMENT, also in the raw edits. */
 TARVUTIL_API int32_t tarvutil_pattern_set_phase(tarvutil_pattern* pattern, int32_t index, float length_us,
                                                 float amplitude_ua);
 TARVUTIL_API int32_t tarvutil_pattern_set_length(tarvutil_pattern* pattern, int32_t index, float length_us);
 TARVUTIL_API int32_t tarvutil_pattern_set_amplitude(tarvutil_pattern* pattern, int32_t index,
                                                     float amplitude_ua);
-/* Raw edits: not checked until words are requested. Return the number of phases. Insert puts a phase before phase
- * index. */
+/* Raw edits: not checked against the time steps and the budget until words are requested. Return the number of phases.
+ * Insert puts a phase before phase index; append puts one at the end. */
 TARVUTIL_API int32_t tarvutil_pattern_append(tarvutil_pattern* pattern, float length_us, float amplitude_ua);
 TARVUTIL_API int32_t tarvutil_pattern_insert(tarvutil_pattern* pattern, int32_t index, float length_us,
                                              float amplitude_ua);
 TARVUTIL_API int32_t tarvutil_pattern_remove(tarvutil_pattern* pattern, int32_t index);
 TARVUTIL_API int32_t tarvutil_pattern_clear(tarvutil_pattern* pattern);
 
-/* 1 when the phases fit the time steps and count at most max_words words besides word 0, else 0. */
+/* 1 when the phases fit the time steps and count at most max_words words besides word 0 (0 or above), else 0. */
 TARVUTIL_API int32_t tarvutil_pattern_fits(tarvutil_pattern* pattern, const float* lengths_us,
                                            const float* amplitudes_ua, int32_t count, int32_t max_words);
 
-/* The word array, word 0 with the cycles first. TARVUTIL_REFUSED when the phases give no words: send nothing. */
+/* The word array, word 0 with the cycles first. TARVUTIL_REFUSED when there are no phases, or the phases give no words:
+ * send nothing. The text is the one that a report on the pattern has. */
 TARVUTIL_API int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t* words, int32_t capacity);
 /* While on is not 0, bits 0 to 15 of every word after word 0 are value, 0 to 65535. */
 TARVUTIL_API int32_t tarvutil_pattern_override(tarvutil_pattern* pattern, int32_t on, int32_t value);
@@ -161,7 +164,7 @@ TARVUTIL_API int32_t tarvutil_pattern_override(tarvutil_pattern* pattern, int32_
  * the warnings each change. A faulty balance field of a Lilly pattern is refused after the phases were set. */
 TARVUTIL_API int32_t tarvutil_pattern_read(tarvutil_pattern* pattern, const char* text, int32_t length);
 /* The messages of the last tarvutil_pattern_read: their number, and one of them, from 0. warnings: 0 for errors, else
- * for warnings. */
+ * for warnings. An index that no message has is TARVUTIL_BAD_ARGUMENT. */
 TARVUTIL_API int32_t tarvutil_pattern_message_count(const tarvutil_pattern* pattern, int32_t warnings);
 TARVUTIL_API int32_t tarvutil_pattern_message(const tarvutil_pattern* pattern, int32_t warnings,
                                               int32_t index, char* text, int32_t capacity);
@@ -170,21 +173,23 @@ TARVUTIL_API int32_t tarvutil_pattern_text(tarvutil_pattern* pattern, char* text
 
 /* --- Continued play --- */
 
-/* The record of a play of more cycles than one command has (4095). It began at now_ms, and cycles_started cycles are
- * already commanded. It keeps the pattern alive, also when the pattern's handle is freed. */
+/* The record of a play of more cycles than one command has (4095). It began at now_ms, and cycles_started cycles, 0 or
+ * above, are already commanded. It keeps the pattern alive, also when the pattern's handle is freed. Null for a pattern
+ * without phases. */
 TARVUTIL_API tarvutil_play* tarvutil_play_new(const tarvutil_pattern* pattern, int32_t channel,
                                               int32_t cycles_started, int64_t now_ms, char* reason,
                                               int32_t capacity);
 TARVUTIL_API int32_t tarvutil_play_free(tarvutil_play* play);
 TARVUTIL_API int32_t tarvutil_play_error(const tarvutil_play* play, char* text, int32_t capacity);
 TARVUTIL_API int32_t tarvutil_play_channel(const tarvutil_play* play, int32_t* channel);
-/* Cycles to be commanded; the largest int32_t for a train without end. */
+/* Cycles to be commanded: 0 when as many as the train has, or more, are commanded already; the largest int32_t for a
+ * train without end. */
 TARVUTIL_API int32_t tarvutil_play_cycles_left(const tarvutil_play* play, int32_t* cycles);
 /* When the next block is due, milliseconds. It is ready from 3 ms after that on. */
 TARVUTIL_API int32_t tarvutil_play_due(const tarvutil_play* play, int64_t* due_ms);
 TARVUTIL_API int32_t tarvutil_play_ready(const tarvutil_play* play, int64_t now_ms);
 /* The words of the next block, at most the pattern's budget; capacity must be that large. TARVUTIL_NOT_DUE when nothing
- * is due or left; the record then does not change. */
+ * is due or left, TARVUTIL_REFUSED when the pattern has no words; the record then does not change. */
 TARVUTIL_API int32_t tarvutil_play_continue(tarvutil_play* play, int64_t now_ms, uint32_t* words,
                                             int32_t capacity);
 
@@ -303,7 +308,8 @@ TARVUTIL_API int32_t tarvutil_design_free(tarvutil_design* design);
 TARVUTIL_API int32_t tarvutil_design_error(const tarvutil_design* design, char* text, int32_t capacity);
 /* The number of texts: one, or more for a sweep, a ramp or repeated trains. */
 TARVUTIL_API int32_t tarvutil_design_count(tarvutil_design* design);
-/* One of the texts, from 0. TARVUTIL_REFUSED when it has none. */
+/* One of the texts, from 0. TARVUTIL_BAD_ARGUMENT for an index from the count on, TARVUTIL_REFUSED for a design without
+ * text. */
 TARVUTIL_API int32_t tarvutil_design_text(tarvutil_design* design, int32_t index, char* text,
                                           int32_t capacity);
 /* All of them as a JSON array of objects: "name", "pattern" ("lilly" or "plain"), "text", "adjusted" (a list similar to
@@ -339,7 +345,12 @@ TARVUTIL_API int32_t tarvutil_schedule_json(tarvutil_schedule* schedule, int32_t
 TARVUTIL_API int32_t tarvutil_schedule_events(tarvutil_schedule* schedule, int64_t until_ms, char* text,
                                               int32_t capacity);
 
-/* --- Words to current --- */
+/* --- Words to current ---
+ *
+ * These functions have no handle, and so no text. Their codes: TARVUTIL_NULL_BUFFER for words or a buffer that is null;
+ * TARVUTIL_BAD_ARGUMENT for a count that is not above 0, a step or rate that is not finite and above 0, cycles below 0
+ * and a capacity below 0; TARVUTIL_REFUSED when the words are not a word array (tarvutil_segments_json has the reason);
+ * TARVUTIL_FAILED when the result has more elements than 32 bits can count. */
 
 /* The stretches of constant current that one cycle of a word array plays, in order and without gaps: start and duration
  * in microseconds, current in microamperes, and the index of the word; four arrays of that capacity. */
@@ -347,12 +358,13 @@ TARVUTIL_API int32_t tarvutil_segments(const uint32_t* words, int32_t count, flo
                                        float amp_step_ua, double* starts_us, double* durations_us,
                                        double* currents_ua, int32_t* word_indices, int32_t capacity);
 /* The same as the JSON object that "tarvutil decode --format json" prints, without a place. "warnings" lists words that
- * no pattern of that stimulator has, such as an amplitude above 100 steps. */
+ * no pattern of that stimulator has, such as an amplitude above 100 steps. For words that are not a word array, the
+ * object has only "errors", which name the faulty word: "word 2 lasts 0 time steps". */
 TARVUTIL_API int32_t tarvutil_segments_json(const uint32_t* words, int32_t count, float time_step_us,
                                             float amp_step_ua, char* text, int32_t capacity);
 /* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the
  * same. cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample
- * counts as 0 uA. Sample i begins at i/rate_hz seconds. */
+ * counts as 0 uA. Sample i begins at i/rate_hz seconds. TARVUTIL_FAILED for more than 2147483646 samples. */
 TARVUTIL_API int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us,
                                       float amp_step_ua, int64_t cycles, double rate_hz, double* currents_ua,
                                       int32_t capacity);

@@ -96,6 +96,7 @@ struct Calls
         });
     }
 
+    std::int32_t AnyCycles() { return in.ConsumeBool() ? Small() : in.ConsumeIntegral<std::int32_t>(); }
     std::int32_t Small() { return in.ConsumeIntegralInRange(-2, 40); }
     double Number() { return static_cast<double>(AnyFloat(in)); }
     std::string Piece() { return AnyText(in, pieces, 300); }
@@ -139,6 +140,8 @@ const std::vector<std::string> Calls::pieces{"a:(0,0)(200,-60)(100,0)(200,60)(95
                                              "area",
                                              "exact",
                                              "[stimulator]\n",
+                                             "--budget ",
+                                             "--pattern plain",
                                              "[limits]\n",
                                              " = ",
                                              "20\n",
@@ -216,9 +219,14 @@ void Calls::Edits()
 void Calls::Plays()
 {
     const auto now = static_cast<std::int64_t>(in.ConsumeIntegral<std::int32_t>());
+    const std::int32_t channel = Small();
+    std::int32_t played = channel;
     play.Renew([&](char* reason, std::int32_t capacity) {
-        return tarvutil_play_new(pattern.handle, Small(), Small(), now, reason, capacity);
+        tarvutil_play* made = tarvutil_play_new(pattern.handle, channel, AnyCycles(), now, reason, capacity);
+        Checked(tarvutil_play_channel(made, &played));
+        return made;
     });
+    Require(played == channel, "a play keeps its channel");
     if (in.ConsumeBool())  // the play keeps the pattern alive
         pattern.Renew([&](char* reason, std::int32_t capacity) {
             return tarvutil_pattern_copy_new(pattern.handle, reason, capacity);
@@ -226,6 +234,7 @@ void Calls::Plays()
     std::int32_t before = 0, after = 0;
     std::int64_t due = 0, next = 0;
     Checked(tarvutil_play_cycles_left(play.handle, &before));
+    Require(before >= 0, "the cycles that are left are a count");
     Checked(tarvutil_play_due(play.handle, &due));
     std::vector<std::uint32_t> block(1025);
     const std::int64_t clock = due + Small();
@@ -234,9 +243,9 @@ void Calls::Plays()
     const std::int32_t count = play.Try(tarvutil_play_continue(play.handle, clock, block.data(), capacity));
     Checked(tarvutil_play_cycles_left(play.handle, &after));
     Checked(tarvutil_play_due(play.handle, &next));
-    const bool played = count > 0 && count <= capacity;
-    Require(!played || ready == 1, "a block is due");
-    Require(played || (before == after && due == next), "without a block the record does not change");
+    const bool sent = count > 0 && count <= capacity;
+    Require(!sent || ready == 1, "a block is due");
+    Require(sent || (before == after && due == next), "without a block the record does not change");
 }
 
 void Calls::Stimulators()
@@ -253,6 +262,13 @@ void Calls::Stimulators()
     Require(set || before == after || std::isnan(before), "what is refused changes nothing");
     stimulator.Try(tarvutil_stimulator_read_profile(stimulator.handle, profile.data(), LengthOf(profile),
                                                     "lab.toml", -1));
+    const std::string patterns = in.ConsumeBool() ? "# " + key : key;
+    stimulator.Try(tarvutil_stimulator_read_patterns(stimulator.handle, patterns.data(), LengthOf(patterns),
+                                                     "patterns.txt", -1));
+    RequireJson([&](char* to, std::int32_t room) {
+        return stimulator.Try(tarvutil_stimulator_json(stimulator.handle, to, room));
+    });
+    Require(Text(tarvutil_version).find('.') != std::string::npos, "the version is a text");
     schedule.Renew([&](char* reason, std::int32_t capacity) {
         return tarvutil_schedule_new(stimulator.handle, reason, capacity);
     });
@@ -360,6 +376,9 @@ void Calls::Words()
                                  indices.data(), room);
     });
     if (!starts.empty()) end = starts.back();
+    RequireJson([&](char* to, std::int32_t room) {
+        return Checked(tarvutil_segments_json(words.data(), count, timeStep, ampStep, to, room));
+    });
     const double rate = std::fabs(Number());
     if (end / 1e6 * rate > 1e4) return;  // a host asks for as many samples as it can keep
     const std::int32_t cycles = 1 + std::abs(Small());

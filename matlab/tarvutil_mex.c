@@ -129,12 +129,34 @@ static int32_t words_of(const mxArray* array, const uint32_t** words)
 typedef int32_t (*put_text)(void* handle, void* more, char* text, int32_t capacity);
 typedef int32_t (*put_error)(const void* handle, char* text, int32_t capacity);
 
+/* A failure whose text begins with the name of an option: callers write max_error for max-error. */
+static void fail_by_option(const char* id, const char* reason)
+{
+    char text[TEXT_ROOM] = "";
+    char* letter;
+    strncpy(text, reason, TEXT_ROOM - 1);
+    for (letter = text; *letter != '\0' && *letter != ' ' && *letter != ':'; ++letter)
+        if (*letter == '-') *letter = '_';
+    fail(id, text);
+}
+
+/* A failure with the reason of the library, in the names that callers write. */
+static void fail_because(const char* id, const char* reason)
+{
+    if (strncmp(reason, "max-", 4) == 0)
+        fail_by_option(id, reason);
+    else if (strncmp(reason, "drawn: ", 7) == 0)
+        fail(id, "train: the train has no end");
+    else
+        fail(id, reason);
+}
+
 /* A failure with the text that a handle keeps. */
 static void fail_by(put_error error, const void* handle, int32_t code)
 {
     char text[TEXT_ROOM] = "";
     if (error(handle, text, TEXT_ROOM) >= TEXT_ROOM) strcpy(text, "see the report");
-    fail(id_of(code), text);
+    fail_because(id_of(code), text);
 }
 
 /* A text of any length: asks for its size first. */
@@ -248,7 +270,14 @@ static void set_options(tarvutil_stimulator* stimulator, const mxArray* keys, co
         if (key == NULL) return;
         {
             const int32_t code = tarvutil_stimulator_set(stimulator, key, -1, mxGetPr(values)[i]);
-            if (code != TARVUTIL_OK) fail_by(stimulator_error, stimulator, code);
+            char reason[TEXT_ROOM] = "";
+            if (code != TARVUTIL_OK) {
+                /* "value: budget is not ...", "key: colour is not ..." */
+                const char* colon;
+                tarvutil_stimulator_error(stimulator, reason, TEXT_ROOM);
+                colon = strstr(reason, ": ");
+                fail_by_option(id_of(code), colon != NULL ? colon + 2 : reason);
+            }
         }
         mxFree(key);
     }
@@ -374,6 +403,14 @@ static int32_t parameter_of(const mxArray* array)
     return found;
 }
 
+static const char* name_of(int32_t parameter)
+{
+    size_t i;
+    for (i = 0; i < sizeof parameters / sizeof *parameters; ++i)
+        if (parameters[i].parameter == parameter) return parameters[i].name;
+    return "value";
+}
+
 /* --- Commands: each gets its arguments from 1 on and fills the results --- */
 
 typedef struct
@@ -401,7 +438,7 @@ static tarvutil_report* report_of(void)
             report = tarvutil_pattern_report_new((*entry)->pattern, stimulator, reason, TEXT_ROOM);
     }
     tarvutil_stimulator_free(stimulator);
-    if (report == NULL) fail("tarvutil:badArgument", reason);
+    if (report == NULL) fail_because("tarvutil:badArgument", reason);
     return report;
 }
 
@@ -456,12 +493,34 @@ static void device(results* out)
     tarvutil_stimulator_free(stimulator);
 }
 
-static void fail_by_words(int32_t code)
+/* The reason why words are not a word array stands in the JSON of what they play: {"errors":["word 2 ..."]}. */
+static void fail_by_json(const char* json)
 {
-    if (code == TARVUTIL_REFUSED)
-        fail("tarvutil:badArgument", "words: this is not a word array");
+    char message[TEXT_ROOM];
+    const char* reason = strstr(json, "[\"");
+    const char* end = strrchr(json, '"');
+    if (reason != NULL && end > reason + 2)
+        snprintf(message, sizeof message, "words: %.*s", (int)(end - reason - 2), reason + 2);
     else
-        fail(id_of(code), "rate_hz: there would be more than 100000000 samples");
+        snprintf(message, sizeof message, "words: this is not a word array");
+    fail("tarvutil:badArgument", message);
+}
+
+/* A failure of a function that has no handle, and so no text. */
+static void fail_by_words(int32_t code, const uint32_t* words, int32_t count)
+{
+    char json[TEXT_ROOM] = "";
+    switch (code) {
+        case TARVUTIL_REFUSED:
+            tarvutil_segments_json(words, count, 1, 1, json, TEXT_ROOM);
+            fail_by_json(json);
+            return;
+        case TARVUTIL_NO_MEMORY:
+            fail(id_of(code), "out of memory");
+            return;
+        default:
+            fail(id_of(code), "words: an argument is outside its range");
+    }
 }
 
 /* Words, time step, amplitude step: the JSON of what they play, for its warnings. */
@@ -476,12 +535,15 @@ static void remarks(results* out)
     if (failure_id != NULL) return;
     size = tarvutil_segments_json(words, count, time_step, amp_step, NULL, 0);
     if (size < 0) {
-        fail_by_words(size);
+        fail_by_words(size, words, count);
         return;
     }
     text = (char*)mxMalloc((size_t)size + 1);
     tarvutil_segments_json(words, count, time_step, amp_step, text, size + 1);
-    out->results[0] = mxCreateString(text);
+    if (strncmp(text, "{\"errors\"", 9) == 0)
+        fail_by_json(text);
+    else
+        out->results[0] = mxCreateString(text);
     mxFree(text);
 }
 
@@ -498,7 +560,7 @@ static void decode(results* out)
     if (failure_id != NULL) return;
     segments = tarvutil_segments(words, count, time_step, amp_step, NULL, NULL, NULL, NULL, 0);
     if (segments < 0) {
-        fail_by_words(segments);
+        fail_by_words(segments, words, count);
         return;
     }
     numbers = mxCreateDoubleMatrix((mwSize)segments, 3, mxREAL);
@@ -524,8 +586,12 @@ static void samples(results* out)
     if (cycles < 0) fail("tarvutil:badArgument", "cycles: a whole number of 0 or above is needed");
     if (failure_id != NULL) return;
     found = tarvutil_samples(words, count, time_step, amp_step, cycles, rate, NULL, 0);
-    if (found < 0 || found > MOST_SAMPLES) {
-        fail_by_words(found < 0 ? found : TARVUTIL_BAD_ARGUMENT);
+    if (found == TARVUTIL_FAILED || found > MOST_SAMPLES) {
+        fail("tarvutil:badArgument", "rate_hz: there would be more than 100000000 samples");
+        return;
+    }
+    if (found < 0) {
+        fail_by_words(found, words, count);
         return;
     }
     out->results[0] = mxCreateDoubleMatrix((mwSize)found, 1, mxREAL);
@@ -599,7 +665,7 @@ static void schedule(results* out)
     made = tarvutil_schedule_new(stimulator, reason, TEXT_ROOM);
     tarvutil_stimulator_free(stimulator);
     if (made == NULL) {
-        fail("tarvutil:badArgument", reason);
+        fail_because("tarvutil:badArgument", reason);
         return;
     }
     for (i = 0; i < mxGetNumberOfElements(texts) && failure_id == NULL; ++i) add_train(made, i);
@@ -656,13 +722,20 @@ static void pattern_set(results* out)
 {
     kept** entry = entry_of(argument(1));
     const int32_t parameter = entry != NULL ? parameter_of(argument(2)) : -1;
-    const double value = number_of(argument(3), "value");
+    const double value = number_of(argument(3), name_of(parameter));
     const double extend = number_of(argument(4), "extend");
     double effect = 0;
     int32_t code;
     if (failure_id != NULL) return;
     code = tarvutil_pattern_set((*entry)->pattern, parameter, value, extend != 0, &effect);
-    if (code != TARVUTIL_OK) fail_by(pattern_error, (*entry)->pattern, code);
+    if (code != TARVUTIL_OK) {
+        char reason[TEXT_ROOM] = "";
+        char message[TEXT_ROOM + 40];
+        tarvutil_pattern_error((*entry)->pattern, reason, TEXT_ROOM);
+        snprintf(message, sizeof message, "%s: %s", name_of(parameter),
+                 strncmp(reason, "value: ", 7) == 0 ? reason + 7 : reason);
+        fail(id_of(code), message);
+    }
     out->results[0] = mxCreateDoubleScalar(effect);
 }
 

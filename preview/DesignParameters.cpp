@@ -7,6 +7,7 @@
 
 #include "NumberText.h"
 #include "Units.h"
+#include "Utf8.h"
 
 namespace preview {
 namespace {
@@ -17,7 +18,7 @@ constexpr std::int64_t AnyCount = std::int64_t{1} << 53;  // every whole number 
 
 std::string Not(const std::string& text, const std::string& what)
 {
-    return "'" + text + "' is not " + what;
+    return "'" + Visible(text) + "' is not " + what;
 }
 
 // --- Readers of values: true when value was taken ---
@@ -163,8 +164,9 @@ std::string DesignParameters::Inconsistent(const std::string& dashes) const
         return "one of " + d + "train, " + d + "pulses and " + d + "on is needed";
     if (offSec.has_value() != (times.value_or(1) > 1))
         return d + "off needs " + d + "times of 2 or more, and " + d + "times needs " + d + "off";
+    const std::string rate = d.empty() ? "burst_rate" : d + "burst-rate";
     if (burst.has_value() != burstHz.has_value())
-        return d + "burst needs " + d + "burst-rate, and " + d + "burst-rate needs " + d + "burst";
+        return d + "burst needs " + rate + ", and " + rate + " needs " + d + "burst";
     return {};
 }
 

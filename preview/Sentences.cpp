@@ -277,7 +277,7 @@ std::string PlainSentence(const Asked& asked, const Irregularity& irregularity)
             return "byte " + std::to_string(irregularity.item.begin + 1) + " is a control character";
         case Irregular::PhaseCount:
             return std::to_string(asked.phases.size()) + (asked.phases.size() == 1 ? " phase" : " phases") +
-                   ": a Lilly pattern has 5; --pattern plain takes any number";
+                   ": a Lilly pattern has 5, a plain pattern takes any number";
         case Irregular::BlankAfterPhases:
             return "field 2: a blank after the last \")\"";
         case Irregular::PhaseForm:

@@ -121,4 +121,19 @@ std::string ShownText(std::string_view text, std::size_t columns)
     return std::string(head) + Ellipsis + std::string(tail);
 }
 
+std::string Visible(std::string_view text)
+{
+    static constexpr char Digits[] = "0123456789ABCDEF";
+    std::string visible;
+    visible.reserve(text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F)
+            visible += c;
+        else
+            visible.append("\\x").append(1, Digits[byte >> 4U]).append(1, Digits[byte & 15U]);
+    }
+    return visible;
+}
+
 }  // namespace preview

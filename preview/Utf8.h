@@ -20,4 +20,7 @@ std::size_t ShownWidth(std::string_view text);
 //     ShownText("alpha beta", 8) -> "alph…eta"
 std::string ShownText(std::string_view text, std::size_t columns);
 
+// text with each control character of ASCII as \xNN, for messages: a NUL is "\x00".
+std::string Visible(std::string_view text);
+
 }  // namespace preview

@@ -1,7 +1,10 @@
 #include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <thread>
 
+#include "ContinuedItemPlay.h"
+#include "PlainPattern.h"
 #include "TestPatterns.h"
 #include "tarvutil.h"
 
@@ -61,7 +64,7 @@ Words WordsOf(StimPattern& pattern)
 // One edit of a Lilly pattern, through both.
 void Edit(Random& random, LillyPattern& pattern, tarvutil_pattern* handle)
 {
-    const auto value = static_cast<float>(random.Between(-20, 400));
+    const auto value = static_cast<float>(random.Between(0, 400));
     const auto set = [&](std::int32_t parameter, double wanted, double effect) {
         double got = 0;
         ASSERT_EQ(tarvutil_pattern_set(handle, parameter, wanted, 1, &got), TARVUTIL_OK) << parameter;
@@ -77,8 +80,8 @@ void Edit(Random& random, LillyPattern& pattern, tarvutil_pattern* handle)
             return set(TARVUTIL_OFFSET_MS, number / 100,
                        static_cast<double>(pattern.SetOffset(value / 100, true)));
         case 3:
-            pattern.SetPhase1Amp(value);
-            return set(TARVUTIL_PHASE1_UA, number, static_cast<double>(pattern.Phase1Amp()));
+            pattern.SetPhase1Amp(-value);
+            return set(TARVUTIL_PHASE1_UA, -number, static_cast<double>(pattern.Phase1Amp()));
         case 4: {
             const int mode = random.Below(5);
             pattern.SetChargeBalanceMode(mode);
@@ -90,7 +93,7 @@ void Edit(Random& random, LillyPattern& pattern, tarvutil_pattern* handle)
                        static_cast<double>(pattern.SetFrequency(hz)));
         }
         case 6: {
-            const int index = random.Below(6);
+            const int index = random.Below(5);
             const bool taken = pattern.SetPhaseLen(index, value);
             EXPECT_EQ(tarvutil_pattern_set_length(handle, index, value),
                       taken ? TARVUTIL_OK : TARVUTIL_REFUSED);
@@ -125,10 +128,156 @@ TEST(CInterfaceTest, LivesOfAPatternGiveTheSameWordsAndTexts)
     }
 }
 
+std::string ErrorOf(tarvutil_pattern* pattern)
+{
+    return TextOf([&](char* text, std::int32_t room) { return tarvutil_pattern_error(pattern, text, room); });
+}
+
+std::vector<phase> PhasesOf(tarvutil_pattern* pattern)
+{
+    std::vector<float> lengths(Room), amplitudes(Room);
+    const std::int32_t count = tarvutil_pattern_phases(pattern, lengths.data(), amplitudes.data(), Room);
+    std::vector<phase> phases;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(count, 0)); ++i)
+        phases.push_back({lengths[i], amplitudes[i]});
+    return phases;
+}
+
+// One edit of the list of a plain pattern, through both: what names no phase or no length changes neither.
+void EditList(Random& random, PlainPattern& pattern, tarvutil_pattern* handle)
+{
+    const int index = random.Between(-2, pattern.PhaseCount() + 1);
+    const auto length = static_cast<float>(random.Between(-2, 20) * 20);
+    const auto amplitude = static_cast<float>(random.Between(-3, 3) * 600);
+    const int edit = random.Below(8);
+    const bool named = index >= 0 && index < pattern.PhaseCount();
+    std::int32_t got = TARVUTIL_OK, wanted = TARVUTIL_OK;
+    const auto expect = [&](bool usable, const char* argument, std::int32_t result, const auto& inLibrary) {
+        got = result;
+        wanted = usable ? static_cast<std::int32_t>(inLibrary()) : TARVUTIL_BAD_ARGUMENT;
+        if (!usable) {
+            EXPECT_EQ(ErrorOf(handle).rfind(argument, 0), 0U) << ErrorOf(handle);
+        }
+    };
+    const char* argument = named ? "length_us: " : "index: ";
+    switch (edit) {
+        case 0:
+            expect(named && length >= 0, argument,
+                   tarvutil_pattern_set_phase(handle, index, length, amplitude), [&] {
+                       return pattern.SetPhase(index, {length, amplitude}) ? TARVUTIL_OK : TARVUTIL_REFUSED;
+                   });
+            break;
+        case 1:
+            expect(named, argument, tarvutil_pattern_set_amplitude(handle, index, amplitude),
+                   [&] { return pattern.SetPhaseAmp(index, amplitude) ? TARVUTIL_OK : TARVUTIL_REFUSED; });
+            break;
+        case 2:
+            expect(named && length >= 0, argument, tarvutil_pattern_insert(handle, index, length, amplitude),
+                   [&] { return pattern.InsertPhase(index, length, amplitude); });
+            break;
+        case 3:
+            expect(named, argument, tarvutil_pattern_remove(handle, index),
+                   [&] { return pattern.RemovePhase(index); });
+            break;
+        case 4:
+            expect(true, "", tarvutil_pattern_rescale(handle, 10 + std::fabs(length)), [&] {
+                pattern.SetAmpStepSize(10 + std::fabs(length), true);
+                return TARVUTIL_OK;
+            });
+            break;
+        case 5:
+            if (random.Below(4) != 0) break;
+            expect(true, "", tarvutil_pattern_clear(handle), [&] {
+                pattern.ClearPhases();
+                return TARVUTIL_OK;
+            });
+            break;
+        default:
+            expect(length >= 0, "length_us: ", tarvutil_pattern_append(handle, length, amplitude),
+                   [&] { return pattern.AppendPhase(length, amplitude); });
+    }
+    EXPECT_EQ(got, wanted) << "edit " << edit;
+}
+
+TEST(CInterfaceTest, EditsOfAListGiveTheSamePhasesAndWords)
+{
+    Random random(13);
+    int without = 0, withWords = 0;
+    for (int life = 0; life < 300; ++life) {
+        PlainPattern pattern(Budget, 20, 10, 1000);
+        const PatternHandle handle(tarvutil_pattern_new(TARVUTIL_PLAIN, 20, 10, 1000, Budget, nullptr, 0));
+        const std::string label = "life " + std::to_string(life);
+        EXPECT_EQ(tarvutil_pattern_set_label(handle, label.c_str(), -1), TARVUTIL_OK);
+        pattern.SetLabel(label);
+        for (int edit = 0; edit < 20; ++edit) {
+            EditList(random, pattern, handle);
+            const std::vector<phase> phases = PhasesOf(handle);
+            ASSERT_EQ(phases, pattern.Phases());
+            double changes = 0;
+            tarvutil_pattern_get(handle, TARVUTIL_CHANGE_COUNT, &changes);
+            ASSERT_EQ(changes, pattern.ChangeCount());
+            // Without phases the library has word 0, which plays nothing.
+            ASSERT_EQ(WordsOf(handle), phases.empty() ? Words() : WordsOf(pattern));
+            ++(WordsOf(handle).empty() ? without : withWords);
+
+            std::vector<float> lengths, amplitudes;
+            for (const phase& p : phases) {
+                lengths.push_back(p.len);
+                amplitudes.push_back(p.amp);
+            }
+            const int words = random.Below(8);
+            ASSERT_EQ(tarvutil_pattern_fits(handle, lengths.data(), amplitudes.data(),
+                                            static_cast<std::int32_t>(phases.size()), words),
+                      pattern.PhasesValid(phases, words) ? 1 : 0);
+            const PatternHandle copy(tarvutil_pattern_copy_new(handle, nullptr, 0));
+            ASSERT_EQ(PhasesOf(copy), phases);
+            tarvutil_pattern_clear(copy);
+        }
+        EXPECT_EQ(
+            TextOf([&](char* text, std::int32_t room) { return tarvutil_pattern_label(handle, text, room); }),
+            label);
+    }
+    EXPECT_GT(without, 500);
+    EXPECT_GT(withWords, 500);
+}
+
+TEST(CInterfaceTest, HandlesOfTwoThreadsAreIndependent)
+{
+    const auto live = [](unsigned int seed, std::string& text) {
+        Random random(seed);
+        const PatternHandle pattern(
+            tarvutil_pattern_new(TARVUTIL_LILLY, ThirdStep, 10, 1000, Budget, nullptr, 0));
+        const StimulatorHandle stimulator(tarvutil_stimulator_new(nullptr, 0));
+        for (int edit = 0; edit < 200; ++edit) {
+            tarvutil_pattern_set(pattern, TARVUTIL_PHASE1_US, random.Between(-50, 900), 1, nullptr);
+            for (const unsigned int word : WordsOf(pattern)) text += std::to_string(word) + ' ';
+            const ReportHandle report(tarvutil_pattern_report_new(pattern, stimulator, nullptr, 0));
+            text += ErrorOf(pattern) + TextOf([&](char* out, std::int32_t room) {
+                        return tarvutil_report_text(report, "/deviations/0/text", -1, out, room);
+                    });
+        }
+    };
+    std::string alone[2], together[2];
+    live(1, alone[0]);
+    live(2, alone[1]);
+    std::thread other(live, 2, std::ref(together[1]));
+    live(1, together[0]);
+    other.join();
+    EXPECT_EQ(together[0], alone[0]);
+    EXPECT_EQ(together[1], alone[1]);
+    EXPECT_NE(alone[0], alone[1]);
+}
+
 TEST(CInterfaceTest, ARefusedTextLeavesThePatternAsItWas)
 {
     const PatternHandle handle(tarvutil_pattern_new(TARVUTIL_LILLY, 20, 10, 1000, Budget, nullptr, 0));
+    LillyPattern pattern(Budget, 20, 0, 0, 10, 0, 1000);
     const Words before = WordsOf(handle);
+    const auto message = [&](std::int32_t warnings, std::int32_t index) {
+        return TextOf([&](char* out, std::int32_t room) {
+            return tarvutil_pattern_message(handle, warnings, index, out, room);
+        });
+    };
     for (const char* text :
          {"", "H:(1,2", "H:(0,0)(170,-50)(5,0)(170,50)(2933,0):DurationMsec=[1]", "H:(1,x"}) {
         EXPECT_EQ(tarvutil_pattern_read(handle, text, -1), TARVUTIL_REFUSED) << text;
@@ -136,6 +285,15 @@ TEST(CInterfaceTest, ARefusedTextLeavesThePatternAsItWas)
             << text;
         EXPECT_EQ(WordsOf(handle), before) << text;
     }
+    EXPECT_EQ(message(0, tarvutil_pattern_message_count(handle, 0)), "error -3");
+    // What is changed on the way is a warning, in the words of the library.
+    const char* changed = "H:(0,0)(200,-54)(100,0)(200,54)(9500,0):DurationMsec=[100]";
+    std::vector<std::string> errors, warnings;
+    EXPECT_TRUE(pattern.FromString(changed, 10, errors, warnings));
+    EXPECT_EQ(tarvutil_pattern_read(handle, changed, -1), TARVUTIL_OK);
+    ASSERT_EQ(tarvutil_pattern_message_count(handle, 1), static_cast<std::int32_t>(warnings.size()));
+    ASSERT_FALSE(warnings.empty());
+    EXPECT_EQ(message(1, 0), warnings[0]);
     const std::string nul("H:(0,0)\0(1,2)", 13);
     EXPECT_EQ(tarvutil_pattern_read(handle, nul.data(), 13), TARVUTIL_BAD_TEXT);
 }
@@ -166,10 +324,23 @@ TEST(CInterfaceTest, WhatMakesNoSenseIsACodeAndAText)
     const float lengths[] = {100, NaN};
     const auto row = [&](std::int32_t got, std::int32_t wanted, const char* text) {
         EXPECT_EQ(got, wanted) << text;
-        const std::string error =
-            TextOf([&](char* out, std::int32_t room) { return tarvutil_pattern_error(handle, out, room); });
+        const std::string error = ErrorOf(handle);
         EXPECT_NE(error.find(text), std::string::npos) << error;
     };
+    row(tarvutil_pattern_words(handle, nullptr, 0), TARVUTIL_REFUSED, "no phase");
+    EXPECT_EQ(tarvutil_play_new(handle, 1, 0, 0, reason, Room), nullptr);
+    EXPECT_EQ(reason, ErrorOf(handle));
+    EXPECT_EQ(tarvutil_pattern_append(handle, 200, -60), 1);
+    EXPECT_EQ(tarvutil_play_new(handle, 1, -1, 0, reason, Room), nullptr);
+    EXPECT_EQ(std::string(reason), "cycles_started: below 0");
+    for (const std::int32_t parameter : {TARVUTIL_PERIOD_MS, TARVUTIL_TRAIN_MS})
+        for (const double value : {-5.0, 0.0})
+            row(tarvutil_pattern_set(handle, parameter, value, 1, nullptr), TARVUTIL_BAD_ARGUMENT, "value");
+    row(tarvutil_pattern_set_length(handle, 0, -5), TARVUTIL_BAD_ARGUMENT, "length_us: below 0");
+    row(tarvutil_pattern_set_length(handle, 1, 5), TARVUTIL_BAD_ARGUMENT, "index: 1 is");
+    row(tarvutil_pattern_fits(handle, lengths, lengths, 1, -1), TARVUTIL_BAD_ARGUMENT, "max_words");
+    row(tarvutil_pattern_fits(handle, lengths, lengths, -1, 1), TARVUTIL_BAD_ARGUMENT, "count");
+    row(tarvutil_pattern_override(handle, 1, 65536), TARVUTIL_BAD_ARGUMENT, "value");
     row(tarvutil_pattern_words(handle, nullptr, 5), TARVUTIL_NULL_BUFFER, "buffer");
     row(tarvutil_pattern_words(handle, &word, -1), TARVUTIL_BAD_ARGUMENT, "capacity");
     row(tarvutil_pattern_set(handle, TARVUTIL_IPI_US, 5, 0, nullptr), TARVUTIL_NOT_LILLY, "Lilly");
@@ -178,23 +349,48 @@ TEST(CInterfaceTest, WhatMakesNoSenseIsACodeAndAText)
     row(tarvutil_pattern_set(handle, 99, 1, 0, nullptr), TARVUTIL_BAD_ARGUMENT, "parameter: 99");
     row(tarvutil_pattern_set_phases(handle, lengths, lengths, 2), TARVUTIL_BAD_ARGUMENT, "finite");
     row(tarvutil_pattern_read(handle, nullptr, -1), TARVUTIL_NULL_BUFFER, "text");
+
+    const PatternHandle lilly(tarvutil_pattern_new(TARVUTIL_LILLY, 20, 10, 1000, Budget, nullptr, 0));
+    for (std::int32_t parameter = TARVUTIL_OFFSET_MS; parameter <= TARVUTIL_PHASE2_US; ++parameter) {
+        EXPECT_EQ(tarvutil_pattern_set(lilly, parameter, -5, 1, nullptr), TARVUTIL_BAD_ARGUMENT) << parameter;
+        EXPECT_EQ(ErrorOf(lilly), "value: the length is below 0");
+    }
 }
 
-TEST(CInterfaceTest, APlayKeepsItsPattern)
+// The record of the library, which the C interface asks no cycles below 0 of. It keeps its pattern.
+TEST(CInterfaceTest, APlaySendsTheBlocksOfTheLibrary)
 {
-    tarvutil_pattern* pattern = tarvutil_pattern_new(TARVUTIL_LILLY, 20, 10, 1000, Budget, nullptr, 0);
-    tarvutil_pattern_set(pattern, TARVUTIL_CYCLES, 10000, 0, nullptr);
-    const PlayHandle play(tarvutil_play_new(pattern, 3, 4095, 0, nullptr, 0));
-    tarvutil_pattern_free(pattern);
-    std::uint32_t words[Budget];
-    EXPECT_EQ(tarvutil_play_continue(play, 2, words, Budget), TARVUTIL_NOT_DUE);
-    EXPECT_GT(tarvutil_play_continue(play, 3, words, Budget), 0);
-    EXPECT_EQ(words[0], 4095U);
-    std::int64_t due = 0;
-    EXPECT_EQ(tarvutil_play_due(play, &due), TARVUTIL_OK);
-    EXPECT_EQ(due, 409500);
-    EXPECT_GT(tarvutil_play_continue(play, 409503, words, Budget), 0);
-    EXPECT_EQ(words[0], 1810U);
+    Random random(14);
+    for (int life = 0; life < 60; ++life) {
+        const int cycles = random.Between(1, 20000);
+        const int started = life == 0 ? 2000000000 : random.Between(0, 12000);
+        LillyPattern pattern(Budget, 20, 0, 0, 10, 0, 1000);
+        StimPattern* slot = &pattern;
+        tarvutil_pattern* handle = tarvutil_pattern_new(TARVUTIL_LILLY, 20, 10, 1000, Budget, nullptr, 0);
+        pattern.SetCycleCount(cycles);
+        tarvutil_pattern_set(handle, TARVUTIL_CYCLES, cycles, 0, nullptr);
+        ContinuedItemPlay record({life, &slot}, started, life);
+        const PlayHandle play(tarvutil_play_new(handle, life, started, life, nullptr, 0));
+        tarvutil_pattern_free(handle);
+        for (int block = 0; block < 8; ++block) {
+            std::int32_t channel = -1, left = -1;
+            std::int64_t due = -1;
+            EXPECT_EQ(tarvutil_play_channel(play, &channel), TARVUTIL_OK);
+            EXPECT_EQ(tarvutil_play_cycles_left(play, &left), TARVUTIL_OK);
+            EXPECT_EQ(tarvutil_play_due(play, &due), TARVUTIL_OK);
+            EXPECT_EQ(channel, record.Channel());
+            EXPECT_EQ(left, std::max(record.RemCycles(), 0));
+            EXPECT_EQ(due, record.m_nextMsec);
+            const long now = static_cast<long>(due) + random.Between(1, 4);
+            const bool ready = record.RemCycles() > 0 && record.ReadyToContinue(now);
+            EXPECT_EQ(tarvutil_play_ready(play, now), ready ? 1 : 0);
+            Words wanted(Budget), got(Budget);
+            const int count = record.ContinueCmds(now, reinterpret_cast<unsigned char*>(wanted.data()));
+            EXPECT_EQ(tarvutil_play_continue(play, now, got.data(), Budget),
+                      count < 0 ? TARVUTIL_NOT_DUE : count);
+            EXPECT_EQ(got, wanted);
+        }
+    }
 }
 
 TEST(CInterfaceTest, AReportHasEveryFigureByItsPath)
@@ -213,6 +409,16 @@ TEST(CInterfaceTest, AReportHasEveryFigureByItsPath)
         EXPECT_EQ(tarvutil_report_figure(report, path, -1, &value), TARVUTIL_OK) << path;
         EXPECT_EQ(value, json.at(nlohmann::json::json_pointer(path)).get<double>()) << path;
     }
+    // The step of the stimulator is one of those that are compared.
+    const auto steps = nlohmann::json::parse(
+        TextOf([&](char* out, std::int32_t room) { return tarvutil_report_steps(report, out, room); }));
+    int same = 0;
+    for (const auto& step : steps)
+        if (std::fabs(step["time_step_us"].get<double>() - static_cast<double>(ThirdStep)) < 1e-4) {
+            EXPECT_EQ(step["period_error_us"], json["period_error_us"]);
+            ++same;
+        }
+    EXPECT_EQ(same, 1);
     double value = 0;
     EXPECT_EQ(tarvutil_report_figure(report, "/no_such", -1, &value), TARVUTIL_NOT_FOUND);
     EXPECT_EQ(TextOf([&](char* out, std::int32_t room) {
@@ -265,6 +471,8 @@ TEST(CInterfaceTest, ADesignReportsOnEachOfItsTexts)
              {R"({"colour": 1})", "colour"},
              {R"({"ramp_up": 0.5})", "ramp_up: '0.5' is not a whole number"},
              {R"({"name": "a:b"})", "name"},
+             {R"({"name": "a\u0000b"})", "name: 'a\\x00b' is not a name"},
+             {R"({"burst": 3, "amplitude": 1, "phase1": 9, "frequency": 1, "pulses": 1})", "burst_rate"},
              {R"({"phase1": [200]})", "phase1"},
              {R"({"amplitude": 20, "phase1": 200, "frequency": 100})", "one of train"},
              {R"({"amplitude": "1:9:0.00001", "phase1": 200, "frequency": 100, "pulses": 1})", "100000"}}) {
@@ -303,7 +511,13 @@ TEST(CInterfaceTest, SamplesKeepTheCharge)
         EXPECT_NEAR(most, 60, 1e-6);
         EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, cycles, Hz, nullptr, 0), count);
     }
-    EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, 1, 1e300, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
+    EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, 1, 1e300, nullptr, 0), TARVUTIL_FAILED);
+    EXPECT_EQ(tarvutil_samples(words + 1, 4, ThirdStep, 10, 1, Hz, nullptr, 0), TARVUTIL_REFUSED);
+    const std::uint32_t faulty[] = {3, 0x0006A006, 0};
+    EXPECT_EQ(TextOf([&](char* out, std::int32_t room) {
+                  return tarvutil_segments_json(faulty, 3, ThirdStep, 10, out, room);
+              }),
+              R"({"errors":["word 2 lasts 0 time steps"]})");
     EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, -1, Hz, nullptr, 0), TARVUTIL_BAD_ARGUMENT);
 }
 
@@ -427,6 +641,7 @@ TEST(CInterfaceTest, ThePictureIsOfWhatTheWordsPlay)
     EXPECT_EQ(limits[8]["limit"], "max-k");
     EXPECT_EQ(limits[8]["most"], 1);
     EXPECT_EQ(limits[8]["exceeded"], limits[8]["value"] > 1);
+    EXPECT_EQ(tarvutil_report_within_limits(report), limits[8]["exceeded"] ? 0 : 1);
 
     std::vector<std::int32_t> first(20), last(20);
     const std::int32_t words = tarvutil_report_word_phases(report, first.data(), last.data(), 20);

@@ -24,7 +24,9 @@ function designs = design(parameters, varargin)
   for i = 1:numel(names)
     value = parameters.(names{i});
     if ischar(value)
-      continue
+      if any(value(:) == 0)
+        error('tarvutil:badArgument', '%s: ''%s'' contains a NUL', names{i}, strrep(value(:)', char(0), '\x00'));
+      end
     elseif ~(isnumeric(value) && isreal(value) && isscalar(value)) || isnan(value)
       error('tarvutil:badArgument', '%s: a number or a text is needed', names{i});
     elseif value == Inf

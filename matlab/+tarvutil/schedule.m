@@ -24,8 +24,8 @@ function planned = schedule(channels, starts_ms, texts, varargin)
   until_ms = -1;
   if isfield(values, 'until_ms')
     until_ms = values.until_ms;
-    if ~(until_ms >= 0)
-      error('tarvutil:badArgument', 'until_ms: a whole number of 0 or above is needed');
+    if ~(until_ms >= 0 && until_ms < Inf)
+      error('tarvutil:badArgument', 'until_ms: %g is not a whole number of 0 or above; a train without end needs one', until_ms);
     end
   end
   planned = jsondecode(tarvutil_mex('schedule', channels, starts_ms, texts, lenient, options{:}, ...

@@ -55,6 +55,7 @@ function test_tarvutil()
   assert({values([1 2 6]).value}, {'plain', 20, 2});
 
   bad = 'tarvutil:badArgument';
+  endless = strrep(text, '1000', 'inf');
   refused = {
     'tarvutil:badHandle', @() twin.words(), 'freed'
     'tarvutil:badHandle', @() tarvutil.check(pulse), 'freed'
@@ -66,7 +67,7 @@ function test_tarvutil()
     bad, @() tarvutil.encode(7), 'text'
     bad, @() tarvutil.encode(['ab'; 'cd']), 'text'
     bad, @() tarvutil.encode(text, 'budget', NaN), 'budget'
-    bad, @() tarvutil.encode(text, 'time_step', -1), 'time-step'
+    bad, @() tarvutil.encode(text, 'time_step', -1), 'time_step is'
     bad, @() tarvutil.encode(text, 'time_step', [1 2]), 'time_step'
     bad, @() tarvutil.encode(text, 'colour', 1), 'colour'
     bad, @() tarvutil.encode(text, 'device', '/no/such'), '/no/such'
@@ -74,29 +75,38 @@ function test_tarvutil()
     bad, @() tarvutil.encode(text, 'pattern', {}), 'pattern'
     bad, @() tarvutil.encode(text, 'lenient', 2), 'lenient'
     bad, @() tarvutil.check(text, 'max_error', NaN), 'max_error'
-    bad, @() tarvutil.check(text, 'max_k', 1), 'area'
+    bad, @() tarvutil.check(text, 'max_k', 1), 'max_k needs the area'
     'tarvutil:notPlayable', @() tarvutil.schedule([1 1], [0 5], {text, text}, 'amp_step', 1), 'still plays'
     'tarvutil:notPlayable', @() tarvutil.schedule([1 2], [0 10], {text, text}, 'amp_step', 1, 'max_total_current', 100), '160 uA'
     bad, @() tarvutil.schedule([1 2], 0, {text, text}), 'texts'
     bad, @() tarvutil.schedule(NaN, 0, {text}), 'channels'
     bad, @() tarvutil.schedule(1, -1, {text}), 'starts_ms'
     bad, @() tarvutil.schedule(1, 0, {text}, 'poll_ms', 2^40), 'poll_ms'
+    bad, @() tarvutil.schedule(1, 0, {endless}), 'a train without end needs it'
+    bad, @() tarvutil.schedule(1, 0, {endless}, 'until_ms', Inf), 'a train without end needs one'
+    bad, @() tarvutil.plot(endless, 'train', true), 'train: the train has no end'
+    bad, @() tarvutil.plot(text, 'train', 2), 'train'
     bad, @() tarvutil.decode(double(words)), 'uint32'
     bad, @() tarvutil.decode(uint32([])), 'uint32'
     bad, @() tarvutil.decode([words; words]), 'uint32'
-    bad, @() tarvutil.decode(words(2:end)), 'words'
+    bad, @() tarvutil.decode(words(2:end)), 'words: word 0'
+    bad, @() tarvutil.decode([words(1:2) 0]), 'words: word 2'
+    bad, @() tarvutil.waveform([words(1:2) 0], 100), 'words: word 2'
     bad, @() tarvutil.decode(words, 'time_step', Inf), 'time_step'
     bad, @() tarvutil.waveform(words, NaN), 'rate'
     bad, @() tarvutil.waveform(words, 2e8), '100000000 samples'
+    bad, @() tarvutil.waveform(words, 1e300), '100000000 samples'
     bad, @() tarvutil.waveform(words, 100, 'cycles', 0.5), 'cycles'
     bad, @() tarvutil.design(struct('amplitude', NaN)), 'amplitude'
+    bad, @() tarvutil.design(struct('name', ["a" 0 "b"])), 'name: ''a\x00b'''
     bad, @() tarvutil.design(struct('amplitude', {})), 'parameters'
     bad, @() tarvutil.design(struct('amplitude', 1, 'phase1', 200)), 'frequency'
     bad, @() other.set('colour', 1), 'colour'
-    bad, @() other.set('phase1_us', NaN), 'value'
-    bad, @() other.set('phase1_us', -Inf), 'value'
-    bad, @() other.set('cycles', 1e300), 'value'
-    bad, @() other.set('phase1_us', '200'), 'value'
+    bad, @() other.set('phase1_us', NaN), 'phase1_us: not finite'
+    bad, @() other.set('ipi_us', -5), 'ipi_us: the length'
+    bad, @() other.set('period_ms', -5), 'period_ms: the period'
+    bad, @() other.set('cycles', 1e300), 'cycles'
+    bad, @() other.set('phase1_us', '200'), 'phase1_us'
     bad, @() other.get(3), 'parameter'
     bad, @() tarvutil_mex(), 'argument'
     bad, @() tarvutil_mex('no such'), 'command'
@@ -116,9 +126,19 @@ function test_tarvutil()
 
   figure('visible', 'off');
   axes_handle = tarvutil.plot(text, 'amp_step', 1);
-  curves = get(axes_handle, 'children');
-  low = min(arrayfun(@(curve) min(get(curve, 'ydata')), curves));
-  assert(low, -80);
+  assert(min(cellfun(@min, get(findobj(axes_handle, 'type', 'line'), 'ydata'))), -80);
+  written = get(findobj(axes_handle, 'type', 'text'), 'string');
+  for wanted = {text, '2.88 ms', 'as a whole: the start of phase 4 is 452.333 us, not 453'}
+    shown = strrep(strjoin(flipud(written(:))', ''), ' ', '');
+    assert(~isempty(strfind(shown, strrep(wanted{1}, ' ', ''))), wanted{1});
+  end
+  close all
+  figure('visible', 'off');
+  axes_handle = tarvutil.plot(other, 'train', true);
+  assert(xlim(axes_handle)(2) > 900);
+  picture = [tempname() '.svg'];
+  print('-dsvg', picture);
+  assert(~isempty(strfind(fileread(picture), 'asked')));
   close all
   printf('%d refusals, and the functions, are as they should be\n', size(refused, 1));
 end

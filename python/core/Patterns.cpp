@@ -166,7 +166,8 @@ class OwnKind : public Pattern
 Words WordArray(Pattern& p)
 {
     StimPattern& pattern = p.Base();
-    const bool current = pattern.Update();
+    // Without phases the library has words: word 0 alone, which plays nothing.
+    const bool current = pattern.PhaseCount() > 0 && pattern.Update();
     p.Check();
     const int count = current ? pattern.WordCount() : 0;
     if (count < 1) RefuseList(p, pattern.Phases());
@@ -214,6 +215,7 @@ class Play
     {
         if (!Ready(nowMsec)) return py::none();
         m_slot = &m_pattern->Base();
+        if (m_slot->PhaseCount() == 0) RefuseList(*m_pattern, {});
         unsigned int words[StimPattern::MaxWords];
         const int count = m_play.ContinueCmds(Clock(nowMsec), reinterpret_cast<unsigned char*>(words));
         m_pattern->Check();

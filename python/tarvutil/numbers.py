@@ -25,10 +25,17 @@ def single(name: str, value: float, endless: bool = False) -> float:
     return number
 
 
-def above_zero(name: str, value: float) -> float:
-    number = single(name, value)
+def above_zero(name: str, value: float, endless: bool = False) -> float:
+    number = single(name, value, endless)
     if not number > 0:
         raise ValueError(f"{name}: {value!r} is not above 0")
+    return number
+
+
+def zero_or_above(name: str, value: float) -> float:
+    number = single(name, value)
+    if number < 0:
+        raise ValueError(f"{name}: {value!r} is below 0")
     return number
 
 

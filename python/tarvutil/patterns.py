@@ -10,7 +10,18 @@ import numpy.typing as npt
 
 from . import _core
 from .errors import NotPlayable, not_playable
-from .numbers import INT32_MAX, Phases, Words, above_zero, milliseconds, phase_array, same, single, whole
+from .numbers import (
+    INT32_MAX,
+    Phases,
+    Words,
+    above_zero,
+    milliseconds,
+    phase_array,
+    same,
+    single,
+    whole,
+    zero_or_above,
+)
 
 if TYPE_CHECKING:
     from .stimulator import Stimulator
@@ -102,8 +113,8 @@ class BasePattern:
         Raises NotPlayable, and changes nothing, when the pattern refuses the phase; with exact also when the pattern
         would repair or clamp it.
         """
-        place = whole("index", index, 0, INT32_MAX)
-        asked = (single("length_us", length_us), single("amplitude_ua", amplitude_ua))
+        place = whole("index", index, 0, len(self._core.phases()) - 1)
+        asked = (zero_or_above("length_us", length_us), single("amplitude_ua", amplitude_ua))
         trial = self._core.copy()
         if not trial.set_phase(place, *asked):
             raise NotPlayable(f"the pattern refuses phase {place} ({asked[0]:.9g} us, {asked[1]:.9g} uA)", place)
@@ -288,11 +299,11 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
     elif name in ("period_ms", "frequency_hz"):
         setter(above_zero(name, value))
     elif name == "train_ms":
-        setter(single(name, value, endless=True))
+        setter(above_zero(name, value, endless=True))
     elif name.startswith("amplitude"):
         setter(single(name, value))
     else:
-        setter(single(name, value), extend_period)
+        setter(zero_or_above(name, value), extend_period)
 
 
 ACCEPT = "exact=False accepts that"

@@ -116,7 +116,10 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
         (lambda: STIM.lilly(ipi_us=cast(float, np.array([100.0]))), TypeError, "ipi_us"),
         (lambda: STIM.design(amplitude=10**400), ValueError, "amplitude"),
-        (lambda: STIM.design(amplitude=10, name="a\0"), ValueError, "^name: "),
+        (lambda: STIM.design(amplitude=10, name="a\0b"), ValueError, r"^name: 'a\\x00b' is not a name"),
+        (lambda: STIM.lilly().set(exact=False, ipi_us=-5), ValueError, "^ipi_us: "),
+        (lambda: STIM.lilly().set(exact=False, period_ms=-5), ValueError, "^period_ms: "),
+        (lambda: STIM.lilly().set_phase(0, -5, 0, exact=False), ValueError, "^length_us: "),
         (lambda: STIM.design(amplitude=10, name="a\ud800"), ValueError, "^name: "),
         (lambda: STIM.check(TEXT, max_k=-1), ValueError, "^max_k: .*area"),
         (lambda: STIM.lilly().play(clock=cast(Any, 5)), TypeError, "clock"),
@@ -129,7 +132,7 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.plain(np.zeros((0, 2))), tv.NotPlayable, "no phase"),
         (lambda: STIM.plain([[20, 60], [5, 0], [10, 60], [5, 1]]), tv.NotPlayable, "phase 2"),
         (lambda: setattr(STIM.lilly(), "phases", [[20, 0]]), ValueError, "phases"),
-        (lambda: STIM.lilly().set_phase(5, 20, 0), tv.NotPlayable, "phase 5"),
+        (lambda: STIM.lilly().set_phase(5, 20, 0), ValueError, "^index: "),
         (lambda: STIM.check(tv.Stimulator().lilly()), ValueError, "pattern"),
         (lambda: STIM.check(TEXT, max_error_us=-1), ValueError, "max_error_us"),
         (lambda: STIM.check(TEXT, whole_cycles=2), TypeError, "whole_cycles"),
@@ -193,6 +196,20 @@ def test_an_own_kind_repairs_refuses_and_raises() -> None:
     with pytest.raises(KeyError, match="thirteen"):
         own.set(period_ms=13)
     assert own.text == before and own.set(period_ms=3) == {"period_ms": 3}
+
+
+def test_an_own_kind_without_phases_has_no_words() -> None:
+    class Empties(tv.Pattern):
+        def set_period(self, current: Phases, period_ms: float) -> Optional[npt.ArrayLike]:
+            return np.zeros((0, 2))
+
+    own = Empties(STIM, [[200, -60], [200, 60]], pulses=10000)
+    play = own.play()
+    own.set(period_ms=2, exact=False)
+    assert len(own.phases) == 0
+    for words in (lambda: own.words, lambda: play.next(10**6)):
+        with pytest.raises(tv.NotPlayable, match="no phase"):
+            words()
 
 
 def test_a_pattern_cannot_be_edited_while_it_is_asked() -> None:

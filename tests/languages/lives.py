@@ -34,10 +34,10 @@ def text(rng, step, plain):
 
 def edit(rng):
     name, value = rng.choice((
-        ("phase1_us", f"{rng.uniform(-50, 900):.3f}"),
-        ("ipi_us", f"{rng.uniform(-50, 400):.3f}"),
-        ("phase2_us", f"{rng.uniform(-50, 900):.3f}"),
-        ("offset_ms", f"{rng.uniform(-1, 9):.4f}"),
+        ("phase1_us", f"{rng.uniform(0, 900):.3f}"),
+        ("ipi_us", f"{rng.uniform(0, 400):.3f}"),
+        ("phase2_us", f"{rng.uniform(0, 900):.3f}"),
+        ("offset_ms", f"{rng.uniform(0, 9):.4f}"),
         ("phase1_ua", f"{rng.uniform(-1100, 1100):.2f}"),
         ("phase2_ua", f"{rng.uniform(-1100, 1100):.2f}"),
         ("frequency_hz", f"{10 ** rng.uniform(0, 3):.4f}"),

@@ -6,6 +6,7 @@
 #include "Sentences.h"
 #include "SentencesOfDesign.h"
 #include "System.h"
+#include "Utf8.h"
 
 namespace {
 
@@ -14,31 +15,11 @@ std::string Shown(std::string_view text)
     constexpr std::size_t MaxShown = 400;
     constexpr std::size_t HeadShown = 300;
     constexpr std::size_t TailShown = 60;
-    const auto append = [](std::string& shown, std::string_view part) {
-        static constexpr char Digits[] = "0123456789ABCDEF";
-        const auto isShown = [](char c) { return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F; };
-        if (std::all_of(part.begin(), part.end(), isShown)) {
-            shown += part;
-            return;
-        }
-        for (const char c : part) {
-            const auto byte = static_cast<unsigned char>(c);
-            if (isShown(c))
-                shown += c;
-            else
-                shown.append("\\x").append(1, Digits[byte >> 4]).append(1, Digits[byte & 15]);
-        }
-    };
     while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-    std::string shown;
-    if (text.size() <= MaxShown) {
-        append(shown, text);
-    } else {
-        append(shown, text.substr(0, HeadShown));
-        shown += " ... " + std::to_string(text.size() - HeadShown - TailShown) + " bytes ... ";
-        append(shown, text.substr(text.size() - TailShown));
-    }
-    return shown;
+    if (text.size() <= MaxShown) return preview::Visible(text);
+    return preview::Visible(text.substr(0, HeadShown)) + " ... " +
+           std::to_string(text.size() - HeadShown - TailShown) + " bytes ... " +
+           preview::Visible(text.substr(text.size() - TailShown));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 function [lenient, options, values] = settings(pairs, own, others)
 % Reads pairs of name and value. own: the names that the caller takes, returned in values; unless others is true, or own is
-% not given, there are no others. options: what the gateway takes as a stimulator.
+% not given, there are no others. options: what the gateway takes as a stimulator. 'lenient' and 'train' are true or false.
 
   if nargin < 2, own = {}; end
   if nargin < 3, others = isempty(own); end
@@ -23,6 +23,8 @@ function [lenient, options, values] = settings(pairs, own, others)
       files(3:4) = {fileText(name, value), value};
     elseif others && strcmp(name, 'lenient')
       lenient = truth(name, value);
+    elseif any(strcmp(name, own)) && strcmp(name, 'train')
+      values.train = truth(name, value);
     elseif any(strcmp(name, own))
       values.(name) = number(name, value);
     elseif ~others
