@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import math
 import weakref
-from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Union, overload
+from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Type, TypeVar, Union, overload
 
 import numpy.typing as npt
 
@@ -15,6 +15,7 @@ from .numbers import INT32_MAX, Phases, Words, above_zero, milliseconds, phase_a
 if TYPE_CHECKING:
     from .stimulator import Stimulator
 
+_Kind = TypeVar("_Kind", bound="BasePattern")
 OwnAdjust = Callable[[Phases, Phases, int], Optional[Phases]]
 OwnPeriod = Callable[[Phases, float], Optional[Phases]]
 
@@ -60,6 +61,22 @@ class BasePattern:
         self.stimulator = stimulator
         self._core = core
         self._words: Optional[Tuple[int, Words]] = None
+
+    @classmethod
+    def _of(cls: Type[_Kind], stimulator: "Stimulator", core: _core.Pattern) -> _Kind:
+        """A pattern around one of the compiled core, of the same kind."""
+        pattern = cls.__new__(cls)
+        BasePattern.__init__(pattern, stimulator, core)
+        return pattern
+
+    @property
+    def label(self) -> str:
+        """A name of your own, empty until it is set. Neither words nor text depend on it."""
+        return self._core.label
+
+    @label.setter
+    def label(self, label: str) -> None:
+        self._core.label = label
 
     @property
     def words(self) -> Words:
