@@ -54,13 +54,15 @@ def test_words_reports_and_messages_are_those_of_the_program(
     checked = run("check", texts, *options, "--max-error", "0.5", "--max-charge-error", "1", "--whole-cycles")
     encoded = run("encode", texts, *options)
     assert len(checked) == len(encoded) == len(texts)
-    playable = []
+    playable, trains = [], []
     for text, expected, with_words in zip(texts, checked, encoded):
         del expected["place"]
         report = stim.check(text, plain=plain, lenient=lenient, **limits)
         assert report.to_dict() == expected
         if report.encoded:
             playable.append((text, with_words["words"]))
+            if report.period_us.played > 0:  # else it has thousands of commands
+                trains.append(text)
             assert stim.encode(text, plain=plain, lenient=lenient).tolist() == with_words["words"]
         else:
             with pytest.raises(tv.NotPlayable) as refused:
@@ -68,7 +70,7 @@ def test_words_reports_and_messages_are_those_of_the_program(
             assert refused.value.text_index == 0
             assert refused.value.reason == "; ".join(expected["errors"])
     assert_decoded(stim, [words for _, words in playable], *options[:2])
-    assert_scheduled(tv.Schedule(stim, plain=plain), [text for text, _ in playable], lenient, *options)
+    assert_scheduled(tv.Schedule(stim, plain=plain), trains[:3], lenient, *options)
     together = stim.encode([text for text, _ in playable], plain=plain, lenient=lenient)
     assert [words.tolist() for words in together] == [words for _, words in playable]
 
@@ -93,8 +95,8 @@ def assert_scheduled(schedule: tv.Schedule, texts: List[str], lenient: bool, *op
     for channel, text in enumerate(texts):
         schedule.add(channel, 7 * channel, text, lenient=lenient)
     lines = [f"{channel}\t{7 * channel}\t{text}" for channel, text in enumerate(texts)]
-    played = run("play", lines, *options, "--until", "90000", "--poll", "10", file="--schedule")
-    commands = [command.to_dict() for command in schedule.commands(poll_ms=10, until_ms=90000)]
+    played = run("play", lines, *options, "--until", "150", "--poll", "10", file="--schedule")
+    commands = [command.to_dict() for command in schedule.commands(poll_ms=10, until_ms=150)]
     assert len(commands) == len(played)
     for command, expected in zip(commands, played):
         assert command.pop("train") == int(expected.pop("place").rsplit(":")[-1]) - 1
