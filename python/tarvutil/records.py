@@ -13,10 +13,7 @@ class Record:
 
     def to_dict(self) -> Dict[str, Any]:
         """The same as plain numbers, texts and lists, by the names of the fields; results in it are dictionaries."""
-        return {
-            field.name: _plain(getattr(self, field.name))
-            for field in dataclasses.fields(self)  # type: ignore[arg-type]
-        }
+        return {field.name: _plain(getattr(self, field.name)) for field in dataclasses.fields(self)}
 
 
 def _plain(value: Any) -> Any:

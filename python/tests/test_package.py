@@ -174,9 +174,10 @@ def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
         schedule.add(0, 0, off)
     schedule.add(1, 0, TEXT)
     schedule.add(2, 50, TEXT)
-    for refused in (schedule.commands, schedule.total, schedule.events):
+    refused: List[Callable[[], object]] = [schedule.commands, schedule.total, schedule.events]
+    for call in refused:
         with pytest.raises(tv.NotPlayable, match="^max-total-current exceeded: 120 uA at 50 ms"):
-            refused()
+            call()
     schedule.add(1, 999, TEXT)
     with pytest.raises(tv.NotPlayable, match="^channel 1 still plays the train of number 0"):
         schedule.commands()
@@ -363,7 +364,7 @@ def test_a_pattern_of_a_text_is_that_of_its_parameters(plain: bool) -> None:
 def test_the_figures_of_the_current_are_those_of_the_words() -> None:
     stim = tv.Stimulator(time_step_us=20, amp_step_ua=1)
     report = stim.check("P:(200,-60)(100,0)(200,50)(500,0):DurationMsec=[10]", plain=True, area_cm2=2e-5)
-    assert (report.duty_pct, report.train_net_charge_nc.played) == (pytest.approx(40), pytest.approx(-20))
+    assert report.duty_pct == pytest.approx(40) and report.train_net_charge_nc.played == pytest.approx(-20)
     assert report.direct_current_na == pytest.approx(-2000) and report.rms_ua == pytest.approx(math.sqrt(0.2 * 6100))
     first, second = report.phases_of_current
     assert (first.start_us, first.duration_us, first.charge_nc, second.charge_nc) == (0, 200, -12, 10)
