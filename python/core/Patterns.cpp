@@ -274,13 +274,21 @@ void BindLilly(py::module_& module)
         .def("set_amplitude2_ua", amplitude(&LillyPattern::SetPhase2Amp), to)
         .def(
             "set_balance", [](Lilly& p, int mode) { p.Get().SetChargeBalanceMode(mode); }, to)
+        .def(
+            "set_polarity",
+            [](Lilly& p, int anodalFirst) {
+                p.Get().SetPolarity(anodalFirst != 0 ? Stim::PositiveFirst : Stim::NegativeFirst);
+            },
+            to)
         .def_property_readonly("phase1_us", value(&LillyPattern::Phase1Len))
         .def_property_readonly("phase2_us", value(&LillyPattern::Phase2Len))
         .def_property_readonly("ipi_us", value(&LillyPattern::IPI))
         .def_property_readonly("offset_ms", value(&LillyPattern::Offset))
         .def_property_readonly("amplitude_ua", value(&LillyPattern::Phase1Amp))
         .def_property_readonly("amplitude2_ua", value(&LillyPattern::Phase2Amp))
-        .def_property_readonly("balance", [](Lilly& p) { return p.Get().BalanceMode(); });
+        .def_property_readonly("balance", [](Lilly& p) { return p.Get().BalanceMode(); })
+        .def_property_readonly("polarity",
+                               [](Lilly& p) { return p.Get().Polarity() == Stim::PositiveFirst ? 1 : 0; });
 }
 
 }  // namespace

@@ -254,6 +254,7 @@ class LillyPattern(BasePattern):
         "amplitude_ua",
         "phase2_us",
         "amplitude2_ua",
+        "polarity",
         "offset_ms",
         *BasePattern._parameters,
     )
@@ -264,6 +265,7 @@ class LillyPattern(BasePattern):
     balance = Parameter("0 off, or 1 to 4: phase 2 is 1, 2, 4 or 8 times weaker and longer than phase 1.")
     phase2_us = Parameter("Length of phase 2, microseconds; follows from phase 1 when balance is not 0.")
     amplitude2_ua = Parameter("Current of phase 2, microamperes; follows from phase 1 when balance is not 0.")
+    polarity = Parameter("0 for a cathodal phase first, 1 for an anodal phase first. Exchanges both phases where they differ.")
     offset_ms = Parameter("Time before phase 1, milliseconds.")
 
     def __init__(self, stimulator: "Stimulator", **parameters: float) -> None:
@@ -298,6 +300,8 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
     setter = getattr(core, "set_" + name)
     if name == "balance":
         setter(whole(name, value, 0, 4))
+    elif name == "polarity":
+        setter(whole(name, value, 0, 1))
     elif name == "pulses" and isinstance(value, float) and value == math.inf:
         core.set_train_ms(math.inf)
     elif name == "pulses":
@@ -322,7 +326,7 @@ def _advice(name: str, extend_period: bool) -> str:
 
 
 def _in_effect(name: str, asked: float, got: float) -> bool:
-    return asked == got if name in ("balance", "pulses") else same(asked, got)
+    return asked == got if name in ("balance", "polarity", "pulses") else same(asked, got)
 
 
 class Play:
