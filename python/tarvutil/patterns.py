@@ -265,7 +265,7 @@ class LillyPattern(BasePattern):
     balance = Parameter("0 off, or 1 to 4: phase 2 is 1, 2, 4 or 8 times weaker and longer than phase 1.")
     phase2_us = Parameter("Length of phase 2, microseconds; follows from phase 1 when balance is not 0.")
     amplitude2_ua = Parameter("Current of phase 2, microamperes; follows from phase 1 when balance is not 0.")
-    polarity = Parameter("0 for a cathodal phase first, 1 for an anodal phase first. Exchanges both phases where they differ.")
+    polarity = Parameter("0 for a cathodal phase first, 1 for an anodal phase first. Exchanges the phases.")
     offset_ms = Parameter("Time before phase 1, milliseconds.")
 
     def __init__(self, stimulator: "Stimulator", **parameters: float) -> None:
