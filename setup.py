@@ -1,7 +1,8 @@
 """Builds the compiled core of the Python package, with the library in it.
 
 TARVUTIL_SYSTEM_LIBRARY=1 links libTarvUtil.so instead and compiles only what is not in it; TARVUTIL_LIBRARY_DIR is where
-the linker looks for it besides the usual places.
+the linker looks for it besides the usual places. TARVUTIL_INCLUDE_DIR is where headers are besides the usual places, among
+them fast_float/fast_float.h, which src/NumberText.cpp needs with libc++.
 """
 
 import os
@@ -21,10 +22,18 @@ SHARED = os.environ.get("TARVUTIL_SYSTEM_LIBRARY") == "1"
 if SHARED:
     SOURCES = [path for path in SOURCES if not path.startswith("src/") or path == "src/NumberText.cpp"]
 
+# Where package managers put headers that no compiler finds by itself.
+HEADERS = os.environ.get("TARVUTIL_INCLUDE_DIR", "").split()
+HEADERS += [
+    path
+    for path in ("/opt/homebrew/include", "/usr/local/include", "/opt/local/include")
+    if os.path.exists(f"{path}/fast_float/fast_float.h")
+]
+
 core = Pybind11Extension(
     "tarvutil._core",
     SOURCES,
-    include_dirs=["include", *ROOMS, "tools/samebits"],
+    include_dirs=["include", *ROOMS, "tools/samebits", *HEADERS],
     libraries=["TarvUtil"] if SHARED else [],
     library_dirs=os.environ.get("TARVUTIL_LIBRARY_DIR", "").split(),
     define_macros=[("TARVUTIL_VERSION", f'"{VERSION}"')],

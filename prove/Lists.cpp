@@ -11,7 +11,7 @@
 //   LONGEST   on a power of two every length up to this is tried, microseconds
 //   DEPTH     most phases of a list on the other time steps
 //
-// Prints a table, and an example of each finding. Exits with 1 when a phase gains or loses more time than the bounds of
+// Prints a table, an example of each finding, and all lists of two phases on 10 us that rounding leaves just full. Exits with 1 when a phase gains or loses more time than the bounds of
 // the manual, when an accepted list has no words for a reason that the manual does not list, or when rounding decides
 // anything on a power of two.
 
@@ -293,6 +293,60 @@ class Search
     std::uint64_t m_steps = 0;
 };
 
+// Numbers in ascending order, those that follow each other at a distance of step as ranges: "99, 199 to 299".
+std::string Ranges(const std::vector<int>& numbers, int step)
+{
+    std::string text;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        std::size_t last = i;
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + step) ++last;
+        text += (text.empty() ? "" : ", ") + std::to_string(numbers[i]);
+        if (last > i) text += (last > i + 1 ? " to " : ", ") + std::to_string(numbers[last]);
+        i = last;
+    }
+    return text;
+}
+
+// The first phases, without current and up to longest us, after which a second that fills its step is accepted and
+// not written. amplitude: of the second.
+std::vector<int> JustFullBefore(int timeStep, int second, std::size_t amplitude, int longest)
+{
+    const auto step = static_cast<float>(timeStep);
+    Recorder recorder;
+    const State start{WordCounter(step, AmpStepUa), {step, AmpStepUa, recorder}};
+    std::vector<int> firsts;
+    for (int first = timeStep - second; first <= longest; first += timeStep) {
+        State between = start;
+        if (Step(start, between, {static_cast<float>(first), 0}, 0, step) != None) continue;
+        State after = between;
+        const phase last{static_cast<float>(second), Amplitudes[amplitude]};
+        if (Step(between, after, last, amplitude, step) == JustFull) firsts.push_back(first);
+    }
+    return firsts;
+}
+
+// A line for each length of the second phase. Currents are said where they matter.
+std::string JustFullPairs(int timeStep, int longest)
+{
+    std::string text;
+    for (int second = 1; second < timeStep; ++second) {
+        const std::vector<int> pause = JustFullBefore(timeStep, second, 0, longest);
+        const std::vector<int> current = JustFullBefore(timeStep, second, 1, longest);
+        const auto line = [&](const char* amplitude, const std::vector<int>& firsts) {
+            if (firsts.empty()) return;
+            text += "- (F,0)(" + std::to_string(second) + ',' + amplitude + "): F = ";
+            text += Ranges(firsts, timeStep) + '\n';
+        };
+        if (pause == current) {
+            line("any", pause);
+        } else {
+            line("0", pause);
+            line("1", current);
+        }
+    }
+    return text;
+}
+
 struct Plan
 {
     float timeStep;
@@ -373,5 +427,9 @@ int main(int argc, char** argv)
     for (const Plan& plan : Plans)
         good &= Prove(plan, std::strtof(argv[1], nullptr), std::atoi(argv[2]), examples);
     std::printf("\n%s", examples.c_str());
+    constexpr int Longest = 2000;
+    std::printf(
+        "\nJust full, all lists of two phases on 10 us with F up to %d us; ranges in steps of 10 us:\n\n%s",
+        Longest, JustFullPairs(10, Longest).c_str());
     return good ? 0 : 1;
 }

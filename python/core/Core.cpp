@@ -49,15 +49,15 @@ std::vector<phase> PhasesOf(const Floats& array)
     return phases;
 }
 
-std::string_view TextOf(py::handle text)
+std::string_view TextOf(py::handle text, const char* name)
 {
     if (!PyUnicode_Check(text.ptr()))
-        throw py::type_error(std::string("text: a str is needed, not ") + Py_TYPE(text.ptr())->tp_name);
+        throw py::type_error(std::string(name) + ": a str is needed, not " + Py_TYPE(text.ptr())->tp_name);
     py::ssize_t size = 0;
     const char* bytes = PyUnicode_AsUTF8AndSize(text.ptr(), &size);
     if (bytes == nullptr) {
         PyErr_Clear();
-        throw py::value_error("text: it contains a lone surrogate, which is not a character");
+        throw py::value_error(std::string(name) + ": it contains a lone surrogate, which is not a character");
     }
     return {bytes, static_cast<std::size_t>(size)};
 }

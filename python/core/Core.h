@@ -33,10 +33,10 @@ Words ArrayOf(const std::vector<unsigned int>& words);
 py::array_t<float> ArrayOf(const std::vector<phase>& phases);
 std::vector<phase> PhasesOf(const Floats& array);
 
-// The text of a Python str, valid as long as the str is.
-std::string_view TextOf(py::handle text);
+// The text of a Python str, valid as long as the str is. name: of the argument, for the error.
+std::string_view TextOf(py::handle text, const char* name = "text");
 
-// Raised as tarvutil._core.NotPlayable, whose argument is the JSON of the report.
+// Raised as tarvutil._core.NotPlayable, whose argument is the JSON of the report, or of errors alone.
 struct NotPlayable
 {
     std::string report;

@@ -176,6 +176,22 @@ Words WordArray(Pattern& p)
     return Frozen(std::move(words));
 }
 
+// A pattern with the phases, the train and the balance that the library reads in a text.
+std::shared_ptr<Pattern> PatternOf(const preview::Stimulator& stimulator, py::handle text, bool lenient)
+{
+    const Reading reading = lenient ? Reading::Lenient : Reading::Strict;
+    Encoding encoding(stimulator);
+    Encode(stimulator, TextOf(text), reading, encoding);
+    if (!encoding.Encoded()) {
+        Report report(stimulator);
+        ReportOn(TextOf(text), {}, reading, report);
+        Refuse(report);
+    }
+    if (auto* plain = std::get_if<PlainPattern>(&encoding.pattern))
+        return std::make_shared<Plain>(stimulator, std::move(*plain));
+    return std::make_shared<Lilly>(stimulator, std::get<LillyPattern>(std::move(encoding.pattern)));
+}
+
 void SetPhases(Pattern& p, const Floats& array)
 {
     const std::vector<phase> phases = PhasesOf(array);
@@ -260,13 +276,21 @@ void BindLilly(py::module_& module)
         .def("set_amplitude2_ua", amplitude(&LillyPattern::SetPhase2Amp), to)
         .def(
             "set_balance", [](Lilly& p, int mode) { p.Get().SetChargeBalanceMode(mode); }, to)
+        .def(
+            "set_polarity",
+            [](Lilly& p, int anodalFirst) {
+                p.Get().SetPolarity(anodalFirst != 0 ? Stim::PositiveFirst : Stim::NegativeFirst);
+            },
+            to)
         .def_property_readonly("phase1_us", value(&LillyPattern::Phase1Len))
         .def_property_readonly("phase2_us", value(&LillyPattern::Phase2Len))
         .def_property_readonly("ipi_us", value(&LillyPattern::IPI))
         .def_property_readonly("offset_ms", value(&LillyPattern::Offset))
         .def_property_readonly("amplitude_ua", value(&LillyPattern::Phase1Amp))
         .def_property_readonly("amplitude2_ua", value(&LillyPattern::Phase2Amp))
-        .def_property_readonly("balance", [](Lilly& p) { return p.Get().BalanceMode(); });
+        .def_property_readonly("balance", [](Lilly& p) { return p.Get().BalanceMode(); })
+        .def_property_readonly("polarity",
+                               [](Lilly& p) { return p.Get().Polarity() == Stim::PositiveFirst ? 1 : 0; });
 }
 
 }  // namespace
@@ -294,6 +318,9 @@ void BindPatterns(py::module_& module)
         .def(
             "set_pulses", [](Pattern& p, int cycles) { p.Base().SetCycleCount(cycles); }, to)
         .def("text", [](Pattern& p) { return p.Base().ToString(); })
+        .def_property(
+            "label", [](const Pattern& p) { return p.Base().Label(); },
+            [](Pattern& p, py::handle label) { p.Base().SetLabel(std::string(TextOf(label, "label"))); })
         .def_property_readonly("period_ms", value(&StimPattern::Period))
         .def_property_readonly("frequency_hz", value(&StimPattern::Frequency))
         .def_property_readonly(
@@ -307,6 +334,7 @@ void BindPatterns(py::module_& module)
         .def(py::init([](const preview::Stimulator& s) { return std::make_shared<Plain>(s, MakePlain(s)); }),
              py::arg("stimulator"));
     BindLilly(module);
+    module.def("pattern_of", &PatternOf, py::arg("stimulator"), py::arg("text"), py::arg("lenient"));
     py::class_<OwnKind, Pattern, std::shared_ptr<OwnKind>>(module, "OwnKind")
         .def(py::init<const preview::Stimulator&, py::object, py::object>(), py::arg("stimulator"),
              py::arg("adjust_phases"), py::arg("set_period"));

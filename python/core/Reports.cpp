@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
 #include <optional>
 
 #include "Core.h"
@@ -26,8 +27,24 @@ Reading ReadingOf(bool lenient)
     return lenient ? Reading::Lenient : Reading::Strict;
 }
 
+// What work returns, without the interpreter's lock; with alone, in one thread at a time. REQUIRES: work uses no object of Python.
+template <typename Work>
+auto Unlocked(Work work)
+{
+    const py::gil_scoped_release release;
+    return work();
+}
+template <typename Work>
+auto Unlocked(std::mutex& alone, Work work)
+{
+    const py::gil_scoped_release release;
+    const std::lock_guard<std::mutex> one(alone);
+    return work();
+}
+
 // --- Words ---
 
+// Keeps the interpreter's lock: to get it back can take longer than the text.
 Words EncodeText(const preview::Stimulator& stimulator, py::handle text, bool lenient)
 {
     Encoding encoding(stimulator);
@@ -67,10 +84,7 @@ py::list EncodeTexts(const preview::Stimulator& stimulator, const py::list& text
     std::vector<std::string_view> views;
     views.reserve(texts.size());
     for (const py::handle text : texts) views.push_back(TextOf(text));
-    const WordsOfTexts found = [&] {
-        const py::gil_scoped_release release;
-        return EncodeAll(stimulator, views, ReadingOf(lenient));
-    }();
+    const WordsOfTexts found = Unlocked([&] { return EncodeAll(stimulator, views, ReadingOf(lenient)); });
     const Words all = ArrayOf(found.words);
     py::list arrays(found.ends.size());
     std::size_t begin = 0;
@@ -125,9 +139,12 @@ py::array_t<double> Samples(const Words& array, double timeStepUsec, double ampS
 
 // --- Designs ---
 
-// A JSON array of designs from parameters by their names, values as texts.
-std::string Designs(const preview::Stimulator& given, const std::map<std::string, std::string>& texts,
-                    const Limits& limits)
+// A design: its JSON, and its text, or the one that was refused; that is empty for a request out of reach.
+using MadeDesign = std::pair<std::string, std::string>;
+
+// Designs from parameters by their names, values as texts.
+std::vector<MadeDesign> Designs(const preview::Stimulator& given,
+                                const std::map<std::string, std::string>& texts, const Limits& limits)
 {
     DesignParameters parameters;
     for (const auto& [name, text] : texts) {
@@ -146,12 +163,14 @@ std::string Designs(const preview::Stimulator& given, const std::map<std::string
         throw py::value_error(Sentence(*wrong, ""));
     const py::gil_scoped_release release;
     Design design(stimulator);
-    std::string json;
+    std::vector<MadeDesign> made;
     for (const DesignRequest& request : requests) {
         MakeDesign(request, design, limits);
-        json += (json.empty() ? "[" : ",") + DesignJson(design, request.name);
+        const bool refused = design.text.empty() && !design.outOfReach;
+        made.emplace_back(DesignJson(design, request.name),
+                          refused ? design.report.encoding.asked.text : design.text);
     }
-    return json + "]";
+    return made;
 }
 
 // --- Limits ---
@@ -242,22 +261,30 @@ class MadeReport
     {
         const std::string_view view = TextOf(text);
         const Limits most = LimitsOf(limits, exact);
-        const py::gil_scoped_release release;
-        ReportOn(view, most, ReadingOf(lenient), m_report);
+        Unlocked([&] { ReportOn(view, most, ReadingOf(lenient), m_report); });
     }
     MadeReport(const Pattern& pattern, const std::map<std::string, double>& limits, bool exact)
         : m_report(pattern.Stimulator())
     {
-        ReportOn(pattern.Snapshot(), LimitsOf(limits, exact), m_report);
+        // Of the library's own kinds, so that a kind that is written in Python is not asked without the lock.
+        const AnyPattern snapshot = pattern.Snapshot();
+        const Limits most = LimitsOf(limits, exact);
+        Unlocked([&] { ReportOn(snapshot, most, m_report); });
     }
 
-    std::string Json() const { return ReportJson(m_report, {}); }
+    std::string Json() const
+    {
+        return Unlocked([this] { return ReportJson(m_report, {}); });
+    }
     std::string LimitsJson() const { return preview::LimitsJson(m_report, m_report.limits); }
-    std::string StepsJson() const { return preview::StepsJson(StepRows(m_report)); }
+    std::string StepsJson() const
+    {
+        return Unlocked([this] { return preview::StepsJson(StepRows(m_report)); });
+    }
     // REQUIRES: words, and of a train an end.
     std::string Svg(bool train) const
     {
-        return SvgOf(PictureOf(m_report, train ? Drawn::Train : Drawn::Cycle));
+        return Unlocked([&] { return SvgOf(PictureOf(m_report, train ? Drawn::Train : Drawn::Cycle)); });
     }
     Words WordArray() const { return ArrayOf(m_report.encoding.words); }
     bool WithinLimits() const { return m_report.WithinLimits(); }
@@ -268,6 +295,7 @@ class MadeReport
 
 // --- Schedules ---
 
+// Works without the interpreter's lock, and one call at a time.
 class Schedule
 {
  public:
@@ -281,24 +309,54 @@ class Schedule
             throw py::value_error("channel: not from 0 to " + std::to_string(MaxChannel));
         if (startMsec < 0 || startMsec > MaxStartMsec())
             throw py::value_error("start_ms: not from 0 to " + std::to_string(MaxStartMsec()));
-        Report report(m_stimulator);
-        ReportOn(TextOf(text), m_limits, ReadingOf(lenient), report);
-        if (!report.WithinLimits()) Refuse(report);
-        m_schedule.Add(m_trains, {channel, startMsec, TextOf(text)}, report);
-        return m_trains++;
+        const std::string_view view = TextOf(text);
+        return Unlocked(m_mutex, [&] {
+            Report report(m_stimulator);
+            ReportOn(view, m_limits, ReadingOf(lenient), report);
+            if (!report.WithinLimits()) Refuse(report);
+            m_schedule.Add(m_trains, {channel, startMsec, view}, report);
+            return m_trains++;
+        });
     }
 
-    std::string Json(int pollMsec, std::optional<std::int64_t> untilMsec)
+    // A row per command: train, channel, sent_ms, due_ms, cycles, cycles left (-1 for a train without end) and the end
+    // of its words in the array of all words.
+    py::tuple Commands(int pollMsec, std::optional<std::int64_t> untilMsec)
     {
-        Check(untilMsec);
-        Host host;
-        host.pollMsec = pollMsec;
-        return ScheduleJson(m_schedule, host, untilMsec);
+        std::vector<std::int64_t> cells;
+        std::vector<unsigned int> words;
+        Unlocked(m_mutex, [&] {
+            Check(untilMsec);
+            Host host;
+            host.pollMsec = pollMsec;
+            m_schedule.Play(host, untilMsec, [&](const ScheduledCommand& command) {
+                words.insert(words.end(), command.words.begin(), command.words.end());
+                for (const std::int64_t cell :
+                     {static_cast<std::int64_t>(command.number), std::int64_t{command.channel},
+                      command.sentMsec, command.dueMsec, std::int64_t{command.cycles},
+                      std::int64_t{command.cyclesLeft}, static_cast<std::int64_t>(words.size())})
+                    cells.push_back(cell);
+            });
+        });
+        constexpr std::size_t Columns = 7;
+        py::array_t<std::int64_t> rows(
+            {static_cast<py::ssize_t>(cells.size() / Columns), static_cast<py::ssize_t>(Columns)});
+        std::copy(cells.begin(), cells.end(), rows.mutable_data());
+        return py::make_tuple(rows, ArrayOf(words));
+    }
+    std::string TotalJson(std::optional<std::int64_t> untilMsec)
+    {
+        return Unlocked(m_mutex, [&] {
+            Check(untilMsec);
+            return preview::TotalJson(0, m_schedule.Total(untilMsec));
+        });
     }
     std::string Events(std::optional<std::int64_t> untilMsec)
     {
-        Check(untilMsec);
-        return EventsOf(m_schedule, untilMsec);
+        return Unlocked(m_mutex, [&] {
+            Check(untilMsec);
+            return EventsOf(m_schedule, untilMsec);
+        });
     }
 
  private:
@@ -306,18 +364,19 @@ class Schedule
     {
         if (!untilMsec && m_schedule.Endless())
             throw py::value_error("until_ms: a train without end needs it");
-        if (const auto overlap = m_schedule.FindOverlap())
-            throw py::value_error(Sentence(*overlap, "number"));
+        if (const auto overlap = m_schedule.FindOverlap()) Refuse(Sentence(*overlap, "number"));
         if (!m_limits.maxTotalUa) return;
         const TotalCurrent total = m_schedule.Total(untilMsec);
-        if (total.magnitude.ua > *m_limits.maxTotalUa)
-            throw py::value_error(Sentence(total, *m_limits.maxTotalUa));
+        if (total.magnitude.ua > *m_limits.maxTotalUa) Refuse(Sentence(total, *m_limits.maxTotalUa));
     }
+    [[noreturn]] static void Refuse(const std::string& reason) { throw NotPlayable{ErrorJson({reason}, {})}; }
+    [[noreturn]] static void Refuse(const Report& report) { core::Refuse(report); }
 
     const preview::Stimulator m_stimulator;
     const Limits m_limits;
     preview::Schedule m_schedule;
     std::size_t m_trains = 0;
+    std::mutex m_mutex;
 };
 
 }  // namespace
@@ -342,7 +401,8 @@ void BindReports(py::module_& module)
              py::arg("stimulator"), py::arg("limits"), py::arg("exact"))
         .def("add", &Schedule::Add, py::arg("channel"), py::arg("start_ms"), py::arg("text"),
              py::arg("lenient"))
-        .def("json", &Schedule::Json, py::arg("poll_ms"), py::arg("until_ms"))
+        .def("commands", &Schedule::Commands, py::arg("poll_ms"), py::arg("until_ms"))
+        .def("total_json", &Schedule::TotalJson, py::arg("until_ms"))
         .def("events", &Schedule::Events, py::arg("until_ms"));
     py::class_<MadeReport>(module, "Report")
         .def(py::init<const preview::Stimulator&, py::handle, bool, const std::map<std::string, double>&,

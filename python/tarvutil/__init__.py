@@ -9,22 +9,26 @@
     10000.0
 
 Units stand at the ends of names: us (microseconds), ms (milliseconds), ua (microamperes), hz, nc (nanocoulombs).
-An object is used by one thread at a time; different objects are independent.
+An object is used by one thread at a time; different objects are independent. Other threads of Python run while a report
+is made, or its picture or time steps, while a list of texts is encoded, and in designs and schedules. The calls of a few
+microseconds keep the interpreter's lock: encode of one text, and the edits and the words of a pattern.
 """
 
 from ._core import version as __version__
-from .designs import Design
+from .designs import Change, Design
 from .errors import NotPlayable
 from .patterns import LillyPattern, Pattern, PlainPattern, Play
 from .played import Played, decode
-from .reports import AskedPlayed, Excess, Finding, LimitValue, PhaseReport, Refusal, Report
+from .reports import AskedPlayed, CurrentPhase, Excess, Finding, LimitValue, PhaseReport, Refusal, Report
 from .schedules import Command, Schedule, Total
 from .stimulator import LIMITS, PatternFile, Stimulator, read_patterns
 
 __all__ = [
     "LIMITS",
     "AskedPlayed",
+    "Change",
     "Command",
+    "CurrentPhase",
     "Design",
     "Excess",
     "Finding",

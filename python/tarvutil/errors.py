@@ -9,7 +9,9 @@ from . import _core
 
 
 class NotPlayable(ValueError):
-    """A pattern or a text that cannot be played as it was asked. Nothing was changed.
+    """A pattern, a text or a schedule that cannot be played as it was asked. Nothing was changed.
+
+    A ValueError that is not NotPlayable names an argument outside its range.
 
     reason: the reason, in one sentence.
     phase: index of the phase that cannot be played, or None.
@@ -38,7 +40,9 @@ def not_playable(refused: _core.NotPlayable, text_index: Optional[int] = None) -
 
 
 def not_playable_from(report: Dict[str, Any], text_index: Optional[int] = None) -> NotPlayable:
-    """The exception for a report that has no words, or whose limits are exceeded."""
+    """The exception for a report that has no words, or whose limits are exceeded; or for errors without a report."""
+    if "encoded" not in report:
+        return NotPlayable("; ".join(report["errors"]), text_index=text_index)
     if report["encoded"]:
         return NotPlayable("; ".join(excess["text"] for excess in report["exceeded"]), text_index=text_index)
     refusal = report["refusal"]

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import math
 import weakref
-from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Union, overload
+from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Type, TypeVar, Union, overload
 
 import numpy.typing as npt
 
@@ -26,6 +26,7 @@ from .numbers import (
 if TYPE_CHECKING:
     from .stimulator import Stimulator
 
+_Kind = TypeVar("_Kind", bound="BasePattern")
 OwnAdjust = Callable[[Phases, Phases, int], Optional[Phases]]
 OwnPeriod = Callable[[Phases, float], Optional[Phases]]
 
@@ -71,6 +72,22 @@ class BasePattern:
         self.stimulator = stimulator
         self._core = core
         self._words: Optional[Tuple[int, Words]] = None
+
+    @classmethod
+    def _of(cls: Type[_Kind], stimulator: "Stimulator", core: _core.Pattern) -> _Kind:
+        """A pattern around one of the compiled core, of the same kind."""
+        pattern = cls.__new__(cls)
+        BasePattern.__init__(pattern, stimulator, core)
+        return pattern
+
+    @property
+    def label(self) -> str:
+        """A name of your own, empty until it is set. Neither words nor text depend on it."""
+        return self._core.label
+
+    @label.setter
+    def label(self, label: str) -> None:
+        self._core.label = label
 
     @property
     def words(self) -> Words:
@@ -248,6 +265,7 @@ class LillyPattern(BasePattern):
         "amplitude_ua",
         "phase2_us",
         "amplitude2_ua",
+        "polarity",
         "offset_ms",
         *BasePattern._parameters,
     )
@@ -258,6 +276,7 @@ class LillyPattern(BasePattern):
     balance = Parameter("0 off, or 1 to 4: phase 2 is 1, 2, 4 or 8 times weaker and longer than phase 1.")
     phase2_us = Parameter("Length of phase 2, microseconds; follows from phase 1 when balance is not 0.")
     amplitude2_ua = Parameter("Current of phase 2, microamperes; follows from phase 1 when balance is not 0.")
+    polarity = Parameter("0 for a cathodal phase first, 1 for an anodal phase first. Exchanges the phases.")
     offset_ms = Parameter("Time before phase 1, milliseconds.")
 
     def __init__(self, stimulator: "Stimulator", **parameters: float) -> None:
@@ -292,6 +311,8 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
     setter = getattr(core, "set_" + name)
     if name == "balance":
         setter(whole(name, value, 0, 4))
+    elif name == "polarity":
+        setter(whole(name, value, 0, 1))
     elif name == "pulses" and isinstance(value, float) and value == math.inf:
         core.set_train_ms(math.inf)
     elif name == "pulses":
@@ -316,7 +337,7 @@ def _advice(name: str, extend_period: bool) -> str:
 
 
 def _in_effect(name: str, asked: float, got: float) -> bool:
-    return asked == got if name in ("balance", "pulses") else same(asked, got)
+    return asked == got if name in ("balance", "polarity", "pulses") else same(asked, got)
 
 
 class Play:

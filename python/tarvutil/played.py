@@ -3,19 +3,20 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import Any, Dict, List
+from typing import List
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
 from .numbers import Words, above_zero, whole, word_array
+from .records import Record
 
 Numbers = npt.NDArray[np.float64]
 
 
 @dataclass(frozen=True, eq=False)
-class Played:
+class Played(Record):
     """One cycle as words play it: stretches of constant current, in order and without gaps.
 
     cycles: from word 0. period_us: length of the cycle. starts_us, durations_us, currents_ua: float64 of shape (n,).
@@ -34,12 +35,6 @@ class Played:
     array: Words
     time_step_us: float
     amp_step_ua: float
-
-    def to_dict(self) -> Dict[str, Any]:
-        """The same as plain numbers and lists."""
-        return {
-            name: value.tolist() if isinstance(value, np.ndarray) else value for name, value in vars(self).items()
-        }
 
     def waveform(self, sample_rate_hz: float, cycles: int = 1) -> Numbers:
         """Samples of this number of cycles, microamperes, float64 of shape (n,).

@@ -14,6 +14,7 @@ from . import _core
 from .errors import not_playable_from
 from .numbers import Words
 from .played import Numbers, Played, decode
+from .records import Record
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
@@ -22,7 +23,7 @@ if TYPE_CHECKING:
 
 
 @dataclass(frozen=True)
-class AskedPlayed:
+class AskedPlayed(Record):
     """A figure as asked and as played, in the unit at the end of its name."""
 
     asked: float
@@ -34,7 +35,7 @@ class AskedPlayed:
 
 
 @dataclass(frozen=True)
-class PhaseReport:
+class PhaseReport(Record):
     """One phase: its start within the cycle, its length and amplitude."""
 
     start_us: AskedPlayed
@@ -43,7 +44,23 @@ class PhaseReport:
 
 
 @dataclass(frozen=True)
-class Finding:
+class CurrentPhase(Record):
+    """A stretch of one polarity without a pause, as played.
+
+    start_us: within the cycle. charge_nc: with its sign. density_uc_per_cm2: its charge per area of the electrode, without
+    sign, and k, log10 of the density times the charge in uC (Shannon 1992): None without the area. A phase at both ends of
+    the cycle is one phase, which starts at the end.
+    """
+
+    start_us: float
+    duration_us: float
+    charge_nc: float
+    density_uc_per_cm2: Optional[float]
+    k: Optional[float]
+
+
+@dataclass(frozen=True)
+class Finding(Record):
     """One cause of a difference between played and asked.
 
     cause: its name, such as "split-point-cut". phase: index of the first phase that has it, or None for the whole
@@ -60,7 +77,7 @@ class Finding:
 
 
 @dataclass(frozen=True)
-class Excess:
+class Excess(Record):
     """A limit that is exceeded: its name, the signed value, and the limit; unit: "us", "nc"."""
 
     limit: str
@@ -70,7 +87,7 @@ class Excess:
 
 
 @dataclass(frozen=True)
-class LimitValue:
+class LimitValue(Record):
     """A figure that has a limit, set or not.
 
     limit: the name of the limit. what: it limits. value: of the pattern as played, in unit; None without words, or where
@@ -86,7 +103,7 @@ class LimitValue:
 
 
 @dataclass(frozen=True)
-class Refusal:
+class Refusal(Record):
     """Why there are no words.
 
     phase: index of the phase that cannot be played, or None. meets_phase: the phase that began the time step in which
@@ -198,6 +215,33 @@ class Report:
         return self._pair("net_charge", "_nc")
 
     @property
+    def train_net_charge_nc(self) -> AskedPlayed:
+        """Net charge of the whole train; not a number where a train without end has a net charge per cycle."""
+        return self._pair("train_net_charge", "_nc")
+
+    @property
+    def duty_pct(self) -> float:
+        """Time with current, per cent of the cycle as played."""
+        return self._current("duty_pct")
+
+    @property
+    def rms_ua(self) -> float:
+        """Root mean square of the current over the cycle as played."""
+        return self._current("rms_ua")
+
+    @property
+    def direct_current_na(self) -> float:
+        """Net charge over the period, as played, nanoamperes."""
+        return self._current("direct_current_na")
+
+    @property
+    def phases_of_current(self) -> List[CurrentPhase]:
+        """The phases of current of a cycle as played; none where the current never pauses or changes its sign."""
+        names = CurrentPhase.__dataclass_fields__
+        found = self._with_words()["current"]["phases_of_current"]
+        return [CurrentPhase(**{name: phase.get(name) for name in names}) for phase in found]
+
+    @property
     def largest_error_us(self) -> float:
         """Of the starts of the phases, with its sign: above 0 a phase starts late."""
         return float(self._with_words()["largest_error_us"])
@@ -282,6 +326,10 @@ class Report:
         if not self.encoded:
             raise not_playable_from(self._found)
         return self._found
+
+    def _current(self, name: str) -> float:
+        value = self._with_words()["current"][name]
+        return math.nan if value is None else float(value)
 
     def _pair(self, name: str, unit: str, endless: bool = False) -> AskedPlayed:
         found = self._with_words()

@@ -4,22 +4,24 @@ from __future__ import annotations
 
 import json
 from dataclasses import dataclass
-from typing import Any, Dict, List, Optional
-
-import numpy as np
+from typing import Callable, List, Optional, TypeVar
 
 from . import _core
 from .errors import not_playable
 from .numbers import INT32_MAX, Words, milliseconds, whole
+from .records import Record
 from .stimulator import LIMITS, Stimulator, limits_of
+
+_Result = TypeVar("_Result")
 
 
 @dataclass(frozen=True, eq=False)
-class Command:
+class Command(Record):
     """A block of cycles that the host sends.
 
     train: its number. sent_ms: when a host that polls sends it, due_ms: when it is due. cycles: in word 0.
-    cycles_left: of the train, to be commanded after it; None for a train without end. words: uint32.
+    cycles_left: of the train, to be commanded after it; None for a train without end. words: uint32 of shape (n,),
+    read-only.
     """
 
     train: int
@@ -32,8 +34,11 @@ class Command:
 
 
 @dataclass(frozen=True)
-class Total:
-    """The largest current of all channels together: as a sum of magnitudes, and as a net sum."""
+class Total(Record):
+    """The largest current of all channels together: as a sum of magnitudes, and as a net sum.
+
+    Currents in microamperes, the first time of each in milliseconds.
+    """
 
     largest_total_current_ua: float
     largest_total_current_at_ms: float
@@ -71,44 +76,42 @@ class Schedule:
         limit.
         """
         start = milliseconds("start_ms", start_ms)
-        try:
-            return self._core.add(whole("channel", channel, 0, INT32_MAX), start, text, lenient)
-        except _core.NotPlayable as refused:
-            raise not_playable(refused) from None
+        number = whole("channel", channel, 0, INT32_MAX)
+        return _playable(lambda: self._core.add(number, start, text, lenient))
 
     def commands(self, *, poll_ms: int = 1, until_ms: Optional[int] = None) -> List[Command]:
         """The commands of a host that polls every poll_ms, in the order of the due times, until until_ms.
 
-        Raises ValueError when a train begins while its channel still plays another, for a train without end when
-        until_ms is not given, and when max_total_current_ua is exceeded.
+        Raises NotPlayable when a train begins while its channel still plays another, and when max_total_current_ua is
+        exceeded; ValueError for a train without end when until_ms is not given.
         """
-        found = self._found(poll_ms, until_ms)["commands"]
-        return [
-            Command(
-                one["train"],
-                one["channel"],
-                one["sent_ms"],
-                one["due_ms"],
-                one["cycles"],
-                one.get("cycles_left"),
-                np.array(one["words"], np.uint32),
-            )
-            for one in found
-        ]
+        poll, until = whole("poll_ms", poll_ms, 1, 1_000_000), _until(until_ms)
+        rows, words = _playable(lambda: self._core.commands(poll, until))
+        found, begin = [], 0
+        for row in rows:
+            train, channel, sent, due, cycles, left, end = row.tolist()
+            found.append(Command(train, channel, sent, due, cycles, None if left < 0 else left, words[begin:end]))
+            begin = end
+        return found
 
     def total(self, *, until_ms: Optional[int] = None) -> Total:
         """The current of all channels together; raises as commands does."""
-        found = self._found(1, until_ms)["total"]
+        found = json.loads(_playable(lambda: self._core.total_json(_until(until_ms))))
         return Total(*(found[name] for name in Total.__dataclass_fields__))
 
     def events(self, *, until_ms: Optional[int] = None) -> str:
-        """The trains as a table of events: lines with tabs between the columns, onset and duration in seconds."""
-        return self._core.events(_until(until_ms))
+        """The trains as a table of events: lines with tabs between the columns, onset and duration in seconds.
 
-    def _found(self, poll_ms: int, until_ms: Optional[int]) -> Dict[str, Any]:
-        poll = whole("poll_ms", poll_ms, 1, 1_000_000)
-        found: Dict[str, Any] = json.loads(self._core.json(poll, _until(until_ms)))
-        return found
+        Raises as commands does.
+        """
+        return _playable(lambda: self._core.events(_until(until_ms)))
+
+
+def _playable(call: Callable[[], _Result]) -> _Result:
+    try:
+        return call()
+    except _core.NotPlayable as refused:
+        raise not_playable(refused) from None
 
 
 def _until(until_ms: Optional[int]) -> Optional[int]:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 from dataclasses import dataclass
-from typing import Dict, List, Optional, Tuple, Union, overload
+from typing import Dict, List, Literal, Optional, Tuple, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -92,6 +92,34 @@ class Stimulator:
         return PlainPattern(self, phases, **parameters)
 
     @overload
+    def pattern(self, text: str, *, plain: Literal[False] = ..., lenient: bool = ...) -> LillyPattern: ...
+
+    @overload
+    def pattern(self, text: str, *, plain: Literal[True], lenient: bool = ...) -> PlainPattern: ...
+
+    @overload
+    def pattern(self, text: str, *, plain: bool, lenient: bool = ...) -> Union[LillyPattern, PlainPattern]: ...
+
+    def pattern(
+        self, text: str, *, plain: bool = False, lenient: bool = False
+    ) -> Union[LillyPattern, PlainPattern]:
+        """The pattern that a specification string describes: a LillyPattern, or with plain a PlainPattern.
+
+        Lengths are rounded to whole microseconds, amplitudes to whole steps. plain, lenient: how the text is read, as in
+        encode. Raises NotPlayable for a text that has no words.
+
+            >>> text = "Lilly:(0,0)(200,-60)(100,0)(400,30)(9300,0):DurationMsec=[1000]:ChargeBalanceIdx=[2]"
+            >>> Stimulator(20, 1).pattern(text).pulses
+            100
+        """
+        core = self.plain_core if plain else self.lilly_core
+        try:
+            found = _core.pattern_of(core, text, lenient)
+        except _core.NotPlayable as refused:
+            raise not_playable(refused) from None
+        return PlainPattern._of(self, found) if plain else LillyPattern._of(self, found)
+
+    @overload
     def encode(self, text: str, *, plain: bool = ..., lenient: bool = ...) -> Words: ...
 
     @overload
@@ -103,8 +131,8 @@ class Stimulator:
         """The word array of a specification string, uint32 and read-only, or a list of them for several texts.
 
         plain: the texts are of plain patterns, with any number of phases. lenient: irregular texts are read as the
-        library reads them, not refused. Raises NotPlayable for the first text that has no words. Several texts are
-        encoded without the interpreter's lock; their arrays share memory, which is freed with the last of them.
+        library reads them, not refused. Raises NotPlayable for the first text that has no words. The
+        arrays of several texts share memory, which is freed with the last of them.
         """
         core = self.plain_core if plain else self.lilly_core
         if isinstance(text, str):
@@ -176,8 +204,10 @@ class Stimulator:
             'Lilly:(0,0)(200,-60)(100,0)(200,60)(9500,0):DurationMsec=[30]:ChargeBalanceIdx=[1]'
             >>> made[0].remarks[0]
             'amplitude: 57 uA is played as 60 uA'
+            >>> made[0].changes[0].asked, made[0].changes[0].played
+            (57.0, 60.0)
         """
-        return design(self.lilly_core, self.limits, exact or self.exact, parameters)
+        return design(self, exact or self.exact, parameters)
 
 
 LIMITS = tuple(_core.limit_names())

@@ -2,7 +2,9 @@
 
 import gc
 import math
+import sys
 import threading
+import time
 from pathlib import Path
 from typing import Any, Callable, Dict, List, Optional, Type, cast
 
@@ -144,6 +146,9 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: tv.Stimulator(time_step_us=0), ValueError, "time step"),
         (lambda: tv.Stimulator(budget=2000), ValueError, "budget"),
         (lambda: STIM.check("Head").plot(), tv.NotPlayable, ""),
+        (lambda: STIM.pattern("Head:(200,-60)"), tv.NotPlayable, "phase"),
+        (lambda: setattr(STIM.lilly(), "label", b"left"), TypeError, "^label: "),
+        (lambda: STIM.design(amplitude=10, phase1=200, frequency=4000, pulses=1)[0].report(), tv.NotPlayable, "frequency"),
     ],
 )
 def test_a_bad_argument_is_named(call: Callable[[], object], error: Type[Exception], named: str) -> None:
@@ -172,7 +177,12 @@ def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
         schedule.add(0, 0, off)
     schedule.add(1, 0, TEXT)
     schedule.add(2, 50, TEXT)
-    with pytest.raises(ValueError, match="max-total-current exceeded: 120 uA at 50 ms"):
+    refused: List[Callable[[], object]] = [schedule.commands, schedule.total, schedule.events]
+    for call in refused:
+        with pytest.raises(tv.NotPlayable, match="^max-total-current exceeded: 120 uA at 50 ms"):
+            call()
+    schedule.add(1, 999, TEXT)
+    with pytest.raises(tv.NotPlayable, match="^channel 1 still plays the train of number 0"):
         schedule.commands()
     device.write_bytes(b"[stimulator]\n# \xff\n")
     with pytest.raises(ValueError, match="lab.toml:2: "):
@@ -239,6 +249,58 @@ def test_a_play_sends_every_cycle_and_outlives_the_name_of_its_pattern() -> None
     assert sent == 10000 and play.next() is None
 
 
+LONG = "P:" + "(60,-60)(60,0)(60,60)(60,0)" * 10 + ":DurationMsec=[1e6]"
+
+
+def long_calls() -> List[Any]:
+    plain, own = STIM.plain([[60, -60], [60, 0]] * 20), RoundsUp(STIM, [[200, -60], [200, 0]])
+    report = STIM.check(LONG, plain=True)
+    schedule = tv.Schedule(STIM, plain=True)
+    schedule.add(0, 0, LONG)
+    lilly = STIM.lilly_core
+    return [
+        ("encode of one text", lambda: STIM.encode(TEXT), False),
+        ("encode", lambda: STIM.encode([TEXT] * 50), True),
+        ("report on a text", lambda: _core.Report(lilly, TEXT, False, {}, False), True),
+        ("report on a pattern", lambda: _core.Report(plain._core, {}, False), True),
+        ("report on an own kind", lambda: _core.Report(own._core, {}, False), True),
+        ("report as an object", report.to_dict, True),
+        ("time steps", report.time_steps, True),
+        ("picture", report.svg, True),
+        ("design", lambda: STIM.design(amplitude="10:60:10", phase1=200, frequency=100, pulses=10), True),
+        ("schedule", lambda: tv.Schedule(STIM).add(0, 0, TEXT), True),
+        ("commands", schedule.commands, True),
+        ("total", schedule.total, True),
+        ("events", schedule.events, True),
+    ]
+
+
+@pytest.mark.parametrize(("name", "call", "free"), long_calls())
+def test_other_threads_run_during_a_long_call(name: str, call: Callable[[], object], free: bool) -> None:
+    counts, done = [0], threading.Event()
+
+    def count() -> None:
+        while not done.is_set():
+            counts[0] += 1
+            time.sleep(0)
+
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(3600)  # a thread gets the lock only when another gives it up
+    thread = threading.Thread(target=count)
+    thread.start()
+    try:
+        before, calls = counts[0], 0
+        while counts[0] == before and calls < (3000 if free else 300):
+            call()
+            calls += 1
+        ran = counts[0] > before
+    finally:
+        done.set()
+        sys.setswitchinterval(interval)
+        thread.join()
+    assert ran == free
+
+
 def test_threads_encode_while_others_run() -> None:
     expected = STIM.encode(TEXT).tolist()
     results: List[bool] = []
@@ -291,3 +353,36 @@ def test_the_plot_shows_asked_and_played() -> None:
         assert curve[:, 1].min() == -60 and curve[:, 1].max() == 60
         assert curve[curve[:, 1] == 60, 0].min() == pytest.approx(shift, abs=0.5)
     assert axes.get_xlim()[0] < 0 and 453 < axes.get_xlim()[1] < 600
+
+
+def test_a_design_has_its_differences_as_numbers_and_a_report() -> None:
+    stim = tv.Stimulator(time_step_us=20, amp_step_ua=10)
+    stim.limits = {"max_phase_charge_nc": 11.0}
+    (made,) = stim.design(amplitude=57, phase1=200, frequency=100, pulses=3)
+    assert (made.changes[0].item, made.changes[0].asked, made.changes[0].played) == ("amplitude", 57, 60)
+    assert [change.text for change in made.changes] == made.remarks[: len(made.changes)]
+    assert made.text == made.report().text and made.report().exceeded[0].to_dict()["value"] == pytest.approx(12)
+    (refused,) = stim.design(amplitude=60, phase1=205, ipi=3, balance=0, phase2=205, amplitude2=60, frequency=100, pulses=3)
+    (beyond,) = stim.design(amplitude=60, phase1=200, frequency=4000, pulses=3)
+    assert beyond.text is None and beyond.reachable == beyond.to_dict()["reachable"] and refused.reachable is None
+    assert refused.adjusted or not refused.report().encoded
+
+
+@pytest.mark.parametrize("plain", [False, True])
+def test_a_pattern_of_a_text_is_that_of_its_parameters(plain: bool) -> None:
+    pattern = STIM.pattern(TEXT.split(":Charge")[0] if plain else TEXT, plain=plain)
+    assert isinstance(pattern, tv.PlainPattern if plain else tv.LillyPattern)
+    assert pattern.words.tolist() == STIM.encode(TEXT).tolist() and pattern.stimulator is STIM
+    pattern.label = "left \u00b5"
+    pattern.set(pulses=7)
+    assert (pattern.label, pattern.pulses) == ("left \u00b5", 7)
+
+
+def test_the_figures_of_the_current_are_those_of_the_words() -> None:
+    stim = tv.Stimulator(time_step_us=20, amp_step_ua=1)
+    report = stim.check("P:(200,-60)(100,0)(200,50)(500,0):DurationMsec=[10]", plain=True, area_cm2=2e-5)
+    assert report.duty_pct == pytest.approx(40) and report.train_net_charge_nc.played == pytest.approx(-20)
+    assert report.direct_current_na == pytest.approx(-2000) and report.rms_ua == pytest.approx(math.sqrt(0.2 * 6100))
+    first, second = report.phases_of_current
+    assert (first.start_us, first.duration_us, first.charge_nc, second.charge_nc) == (0, 200, -12, 10)
+    assert first.density_uc_per_cm2 == pytest.approx(600) and first.k == pytest.approx(math.log10(600 * 0.012))

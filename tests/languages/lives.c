@@ -36,12 +36,11 @@ static void text(const char* step, const char* amp, const char* plain, const cha
 
 static int32_t parameter(const char* name)
 {
-    static const char* names[] = {"frequency_hz", "train_ms",  "cycles",      "offset_ms",
-                                  "ipi_us",       "phase1_us", "phase2_us",   "phase1_ua",
-                                  "phase2_ua",    "polarity",  "balance_mode"};
+    static const char* names[] = {"period_ms", "frequency_hz", "train_ms",  "cycles",    "offset_ms", "ipi_us",
+                                  "phase1_us", "phase2_us",    "phase1_ua", "phase2_ua", "polarity",  "balance_mode"};
     int32_t i;
-    for (i = 0; i < 11; ++i)
-        if (strcmp(names[i], name) == 0) return TARVUTIL_FREQUENCY_HZ + i;
+    for (i = 0; i < 12; ++i)
+        if (strcmp(names[i], name) == 0) return TARVUTIL_PERIOD_MS + i;
     return -1;
 }
 
@@ -55,9 +54,10 @@ static void life(const char* step, const char* amp, char* edits)
     const char* before = "";
     for (item = strtok(edits, ","); item != NULL; item = strtok(NULL, ",")) {
         char* value = strchr(item, '=');
+        const int32_t extend = *item == '+';
         double effect = 0;
         *value++ = '\0';
-        if (tarvutil_pattern_set(pattern, parameter(item), atof(value), 0, &effect) != TARVUTIL_OK)
+        if (tarvutil_pattern_set(pattern, parameter(item + extend), atof(value), extend, &effect) != TARVUTIL_OK)
             printf("error");
         printf("%s%.9g ", before, effect);
         print_words(words, tarvutil_pattern_words(pattern, words, BUDGET));

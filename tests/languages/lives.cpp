@@ -52,14 +52,20 @@ std::string Encode(StimPattern& pattern, const std::string& text, float ampStep)
     return WordsOf(pattern);
 }
 
-float Set(LillyPattern& p, const std::string& name, float value)
+float Set(LillyPattern& p, std::string name, float value)
 {
-    if (name == "phase1_us") return p.SetPhase1Len(value, false), p.Phase1Len();
-    if (name == "phase2_us") return p.SetPhase2Len(value, false), p.Phase2Len();
-    if (name == "ipi_us") return p.SetIPI(value, false), p.IPI();
-    if (name == "offset_ms") return p.SetOffset(value, false), p.Offset();
+    const bool extend = name[0] == '+';
+    if (extend) name.erase(0, 1);
+    if (name == "phase1_us") return p.SetPhase1Len(value, extend), p.Phase1Len();
+    if (name == "phase2_us") return p.SetPhase2Len(value, extend), p.Phase2Len();
+    if (name == "ipi_us") return p.SetIPI(value, extend), p.IPI();
+    if (name == "offset_ms") return p.SetOffset(value, extend), p.Offset();
     if (name == "phase1_ua") return p.SetPhase1Amp(value), p.Phase1Amp();
     if (name == "phase2_ua") return p.SetPhase2Amp(value), p.Phase2Amp();
+    if (name == "polarity")
+        return p.SetPolarity(value != 0 ? Stim::PositiveFirst : Stim::NegativeFirst),
+               p.Polarity() == Stim::PositiveFirst ? 1.0f : 0.0f;
+    if (name == "period_ms") return p.SetPeriod(value), p.Period();
     if (name == "frequency_hz") return p.SetFrequency(value), p.Frequency();
     if (name == "train_ms") return p.SetTrainLength(value), p.TrainLength();
     if (name == "balance_mode")

@@ -15,7 +15,8 @@ function lives(path)
       edits = strsplit(part{4}, ',');
       for i = 1:numel(edits)
         pair = strsplit(edits{i}, '=');
-        effect = pulse.set(pair{1}, str2double(pair{2}));
+        extend = pair{1}(1) == '+';
+        effect = pulse.set(pair{1}(1 + extend:end), str2double(pair{2}), 'extend', extend);
         edits{i} = sprintf('%.9g %s', effect, hex(@() pulse.words()));
       end
       delete(pulse);

@@ -2,7 +2,8 @@
 
     lives.py make COUNT SEED     prints the lines, with tabs between their parts:
         text   TIME_STEP   AMP_STEP   0, or 1 for a plain pattern   SPECIFICATION STRING
-        life   TIME_STEP   AMP_STEP   NAME=VALUE,NAME=VALUE,...     edits of a Lilly pattern
+        life   TIME_STEP   AMP_STEP   NAME=VALUE,NAME=VALUE,...     edits of a Lilly pattern; +NAME: a length that may
+                                                                    make the period longer
     lives.py play FILE           prints, as the readers in the other languages do, the words of each text, and after
                                  each edit what is in effect and the words: "refused" where there are none
 """
@@ -42,10 +43,13 @@ def edit(rng):
         ("phase2_ua", f"{rng.uniform(-1100, 1100):.2f}"),
         ("frequency_hz", f"{10 ** rng.uniform(0, 3):.4f}"),
         ("train_ms", f"{10 ** rng.uniform(0, 5):.3f}"),
+        ("period_ms", f"{10 ** rng.uniform(-1, 3):.4f}"),
+        ("polarity", str(rng.randint(0, 1))),
         ("balance_mode", str(rng.randint(0, 4))),
         ("cycles", str(rng.randint(1, 9000))),
     ))
-    return f"{name}={value}"
+    extend = name in ("phase1_us", "phase2_us", "ipi_us", "offset_ms") and rng.random() < 0.5
+    return f"{'+' * extend}{name}={value}"
 
 
 def make(count, seed):
@@ -61,6 +65,7 @@ def make(count, seed):
 
 def play(path):
     import tarvutil as tv
+    from tarvutil.patterns import read, write
 
     names = {"phase1_ua": "amplitude_ua", "phase2_ua": "amplitude2_ua", "balance_mode": "balance", "cycles": "pulses"}
 
@@ -78,8 +83,13 @@ def play(path):
             continue
         pulse, out = stim.lilly(), []
         for name, value in (item.split("=") for item in rest[0].split(",")):
-            name = names.get(name, name)
-            effect = pulse.set(exact=False, **{name: float(value)})[name]
+            extend = name.startswith("+")
+            name = names.get(name, name.lstrip("+"))
+            if extend:  # set lets the period grow only for a period of the same call
+                write(pulse._core, name, float(value), True)
+                effect = read(pulse._core, name)
+            else:
+                effect = pulse.set(exact=False, **{name: float(value)})[name]
             out.append(f"{effect:.9g} " + words(lambda: pulse.words))
         print(";".join(out))
 

@@ -102,7 +102,10 @@ void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits
             "Exit with 1 when the number of cycles played is not exactly the number asked");
         return;
     }
-    const char* const either = kind.isSigned ? " [no limit]" : ", of either sign [no limit]";
+    // A density, k, time or rate has no sign.
+    const bool eitherSign = kind.limit != Limit::Density && kind.limit != Limit::K &&
+                            kind.limit != Limit::Duty && kind.limit != Limit::Rate;
+    const char* const either = eitherSign ? ", of either sign [no limit]" : " [no limit]";
     command
         .add_option(option, most, std::string("Exit with 1 when the ") + kind.what + " is larger" + either)
         ->option_text(Placeholder(kind.unit))
