@@ -30,6 +30,8 @@ foreach(dir LIBDIR INCLUDEDIR)
     endif()
 endforeach()
 if(TARGET TarvUtilC)
+    # A host in C links this library alone, and has no path for the one that it needs.
+    set_target_properties(TarvUtilC PROPERTIES INSTALL_RPATH "$ORIGIN")
     # A set of targets of its own: the C interface can be left out of what is installed.
     install(TARGETS TarvUtilC EXPORT TarvUtilCTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development)

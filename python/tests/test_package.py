@@ -118,7 +118,7 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
         (lambda: STIM.lilly(ipi_us=cast(float, np.array([100.0]))), TypeError, "ipi_us"),
         (lambda: STIM.design(amplitude=10**400), ValueError, "amplitude"),
-        (lambda: STIM.design(amplitude=10, name="a\0b"), ValueError, r"^name: 'a\\x00b' is not a name"),
+        (lambda: STIM.design(amplitude=10, name="a\0"), ValueError, "^name: "),
         (lambda: STIM.lilly().set(exact=False, ipi_us=-5), ValueError, "^ipi_us: "),
         (lambda: STIM.lilly().set(exact=False, period_ms=-5), ValueError, "^period_ms: "),
         (lambda: STIM.lilly().set_phase(0, -5, 0, exact=False), ValueError, "^length_us: "),
@@ -217,9 +217,10 @@ def test_an_own_kind_without_phases_has_no_words() -> None:
     play = own.play()
     own.set(period_ms=2, exact=False)
     assert len(own.phases) == 0
-    for words in (lambda: own.words, lambda: play.next(10**6)):
-        with pytest.raises(tv.NotPlayable, match="no phase"):
-            words()
+    with pytest.raises(tv.NotPlayable, match="no phase"):
+        own.words
+    with pytest.raises(tv.NotPlayable, match="no phase"):
+        play.next(10**6)
 
 
 def test_a_pattern_cannot_be_edited_while_it_is_asked() -> None:
