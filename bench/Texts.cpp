@@ -21,12 +21,13 @@ namespace {
 constexpr int Runs = 15;
 constexpr int Budget = 101;
 
-// As a host does: the text into a pattern, and its words. Returns their number.
+// As a host does: the text into an empty pattern, and its words. Returns their number.
 int Encode(LillyPattern& pattern, const std::string& text, float ampStepUa, unsigned int* words)
 {
     static std::vector<std::string> errors, warnings;
     errors.clear();
     warnings.clear();
+    pattern.ClearPhases();
     return pattern.FromString(text, ampStepUa, errors, warnings) ? pattern.WordArray(words, 0) : 0;
 }
 
