@@ -103,8 +103,8 @@ void AddLimit(CLI::App& command, const preview::LimitKind& kind, preview::Limits
         return;
     }
     // A density, k, time or rate has no sign.
-    const bool eitherSign = kind.limit != Limit::Density && kind.limit != Limit::K &&
-                            kind.limit != Limit::Duty && kind.limit != Limit::Rate;
+    const bool eitherSign = kind.limit != preview::Limit::Density && kind.limit != preview::Limit::K &&
+                            kind.limit != preview::Limit::Duty && kind.limit != preview::Limit::Rate;
     const char* const either = eitherSign ? ", of either sign [no limit]" : " [no limit]";
     command
         .add_option(option, most, std::string("Exit with 1 when the ") + kind.what + " is larger" + either)
