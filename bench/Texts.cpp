@@ -2,8 +2,8 @@
 //
 //     texts TIME_STEP AMP_STEP CALLS < LINES
 //
-// Prints two numbers, microseconds of processor time per text, the shortest of several runs: of the first line, read and
-// encoded CALLS times; and of all lines.
+// Prints two numbers, microseconds of processor time per text, the shortest of several runs: of the first line, read
+// and encoded CALLS times; and of all lines.
 
 #include <algorithm>
 #include <cstdio>
