@@ -11,9 +11,9 @@
 //   LONGEST   on a power of two every length up to this is tried, microseconds
 //   DEPTH     most phases of a list on the other time steps
 //
-// Prints a table, an example of each finding, and all lists of two phases on 10 us that rounding leaves just full. Exits with 1 when a phase gains or loses more time than the bounds of
-// the manual, when an accepted list has no words for a reason that the manual does not list, or when rounding decides
-// anything on a power of two.
+// Prints a table, an example of each finding, and all lists of two phases on 10 us that rounding leaves just full.
+// Exits with 1 when a phase gains or loses more time than the bounds of the manual, when an accepted list has no
+// words for a reason that the manual does not list, or when rounding decides anything on a power of two.
 
 #include <array>
 #include <cmath>

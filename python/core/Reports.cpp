@@ -27,7 +27,8 @@ Reading ReadingOf(bool lenient)
     return lenient ? Reading::Lenient : Reading::Strict;
 }
 
-// What work returns, without the interpreter's lock; with alone, in one thread at a time. REQUIRES: work uses no object of Python.
+// What work returns, without the interpreter's lock; with alone, in one thread at a time. REQUIRES: work uses no object
+// of Python.
 template <typename Work>
 auto Unlocked(Work work)
 {
