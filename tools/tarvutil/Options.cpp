@@ -36,7 +36,7 @@ CLI::Option* AddNumber(CLI::App& command, const char* name, T& value, const char
 {
     return command.add_option(name, value, what)->check([](const std::string& text) {
         std::conditional_t<std::is_integral_v<T>, T, float> read{};
-        const char* const kind = std::is_integral_v<T> ? "' is not a whole number" : "' is not a number";
+        const std::string kind = std::is_integral_v<T> ? "' is not a whole number" : "' is not a number";
         return CLI::detail::lexical_cast(text, read) ? std::string() : "'" + text + kind;
     });
 }
