@@ -71,6 +71,7 @@ struct Inside : StimPattern
     }
 
     static bool Overridden(const StimPattern& p) { return p.*(&Inside::m_cmdOverride); }
+    static float TimeStepOf(const StimPattern& p) { return p.*(&Inside::m_timeStepUsec); }
 };
 
 bool Same(const phase& a, const phase& b)
@@ -216,10 +217,14 @@ struct Life
         Words words(static_cast<std::size_t>(flag ? Below(256) : StimPattern::MaxWords));
         const int room = static_cast<int>(words.size()), count = p->WriteStimCmds(words.data(), room);
         Require(count >= -1 && count <= room, "at most as many words as there is room");
-        for (int i = 0; i < count && !Inside::Overridden(*p); ++i) {
-            const playback::Word word = playback::Unpack(words[static_cast<std::size_t>(i)]);
+        if (count < 0 || Inside::Overridden(*p)) return;
+        words.resize(static_cast<std::size_t>(count));
+        for (const unsigned int bits : words) {
+            const playback::Word word = playback::Unpack(bits);
             Require(word.timeSteps > 0 && std::abs(word.ampSteps) <= 100, "a word lasts and is in the range");
         }
+        Require(playback::PlaysPhases(words, p->Phases(), {Inside::TimeStepOf(*p), p->AmpStepSize()}),
+                "the words play the phases");
     }
 
     // The buffer begins at an odd address.

@@ -1,10 +1,11 @@
 #include "Playback.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "CommandWord.h"
-#include "StimPattern.h"
+#include "TimeSteps.h"
 
 using TarvUtil::Internal::CommandWord;
 using TarvUtil::Internal::UnpackWord;
@@ -147,6 +148,39 @@ std::vector<Segment> Joined(const std::vector<Segment>& segments)
             joined.push_back(segment);
     }
     return joined;
+}
+
+bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase>& phases, const Scale& scale)
+{
+    using namespace TarvUtil::Internal;
+    constexpr int Most = static_cast<int>(StimAtom::MaxAmpSteps);
+    constexpr double LongestSplit = 512;
+    constexpr double SinglePrecision = 1.0 / (1 << 22);
+    if (scale.timeStepUsec >= LongestSplit) return true;
+    const double rounded = std::max(static_cast<double>(StimPattern::IgnoreUsec), 0.015 * scale.timeStepUsec);
+    std::vector<unsigned int> array{1};
+    array.insert(array.end(), words.begin(), words.end());
+    const std::vector<Segment> segments = Segments(array, scale);
+    auto segment = segments.begin();
+    double end = 0;
+    double slack = scale.timeStepUsec;
+    for (const phase& p : phases) {
+        const double start = end;
+        end += static_cast<double>(p.len);
+        slack += rounded + SinglePrecision * (static_cast<double>(p.len) + scale.timeStepUsec);
+        const int steps = ToInt(AmplitudeSteps(p.amp, static_cast<float>(scale.ampStepUa)));
+        const double currentUa = std::clamp(steps, -Most, Most) * scale.ampStepUa;
+        // The currents of the list stand in the order of its phases.
+        for (; segment != segments.end(); ++segment) {
+            if (segment->currentUa == 0) continue;
+            const double segmentEnd = segment->startUsec + segment->durationUsec;
+            if (segment->currentUa != currentUa || segmentEnd > end + slack) break;
+            if (segment->startUsec < start - slack) return false;
+        }
+    }
+    const bool allFound =
+        std::all_of(segment, segments.end(), [](const Segment& s) { return s.currentUa == 0; });
+    return allFound && std::fabs(PeriodUsec(array, scale) - end) <= slack;
 }
 
 double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale)

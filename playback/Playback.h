@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "StimPattern.h"
+
 // Command words turned back into current over time, as the stimulator plays them. The only place that knows how a word
 // is played. Not a part of libTarvUtil.
 //
@@ -100,6 +102,12 @@ std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scal
 
 // Neighbours of equal current joined into one.
 std::vector<Segment> Joined(const std::vector<Segment>& segments);
+
+// Whether words, from word 1 on, play this list: each current lies where a phase has it, and together they last as long as
+// the phases; give or take a time step, and what the counts of the phases before are rounded by. Above 512 us a word can
+// last longer than was meant: there it is true of any words. For checks of the writer.
+bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase>& phases,
+                 const Scale& scale);
 
 double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale);
 // Of one cycle, without an allocation.

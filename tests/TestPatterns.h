@@ -17,6 +17,7 @@
 
 #include "LillyPattern.h"
 #include "PlainPattern.h"
+#include "Playback.h"
 #include "StimPattern.h"
 
 // What the tests of the library share: hosts of it that show what a host cannot see, and short names.
@@ -125,9 +126,21 @@ std::optional<Words> Collected(int capacity, Write write)
     return words;
 }
 
+// What is written is played back and held against the phases.
 inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = StimPattern::MaxWords)
 {
-    return Collected(maxWords, [&](unsigned int* words) { return pattern.WriteStimCmds(words, maxWords); });
+    struct Inside : StimPattern
+    {
+        static float TimeStepOf(const StimPattern& p) { return p.*&Inside::m_timeStepUsec; }
+        static bool IsOverridden(const StimPattern& p) { return p.*&Inside::m_cmdOverride; }
+    };
+    std::optional<Words> words =
+        Collected(maxWords, [&](unsigned int* out) { return pattern.WriteStimCmds(out, maxWords); });
+    const playback::Scale scale{Inside::TimeStepOf(pattern), pattern.AmpStepSize()};
+    if (words && !Inside::IsOverridden(pattern)) {
+        EXPECT_TRUE(playback::PlaysPhases(*words, pattern.Phases(), scale));
+    }
+    return words;
 }
 
 // The words of one cycle in hexadecimal, "00030000 0006A01E", or "none" or "refused".
