@@ -10,9 +10,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from .attributes import Guarded
 from .designs import Design, design
 from .errors import not_playable
-from .numbers import Words, single, whole
+from .numbers import Words, above_zero, single, whole, zero_or_above
 from .patterns import BasePattern, LillyPattern, PlainPattern
 from .played import Played, decode
 from .reports import Report
@@ -21,7 +22,7 @@ _Texts = Union[List[str], Tuple[str, ...]]
 _Path = Union[str, "os.PathLike[str]"]
 
 
-class Stimulator:
+class Stimulator(Guarded):
     """A current stimulator.
 
     time_step_us: duration of one time step, microseconds, above 0.
@@ -32,6 +33,8 @@ class Stimulator:
     ValueError names a value that no pattern can be made with. Values are rounded to single precision.
     """
 
+    __slots__ = ("lilly_core", "plain_core", "limits", "exact", "places", "__weakref__")
+
     def __init__(
         self,
         time_step_us: float = 33.333332,
@@ -40,9 +43,9 @@ class Stimulator:
         budget: int = 101,
     ) -> None:
         values = (
-            single("time_step_us", time_step_us),
-            single("amp_step_ua", amp_step_ua),
-            None if amp_max_ua is None else single("amp_max_ua", amp_max_ua),
+            above_zero("time_step_us", time_step_us),
+            above_zero("amp_step_ua", amp_step_ua),
+            None if amp_max_ua is None else zero_or_above("amp_max_ua", amp_max_ua),
             whole("budget", budget, 1, 1024),
         )
         self.lilly_core = _core.Stimulator(False, *values)
@@ -83,13 +86,13 @@ class Stimulator:
             f"amp_max_ua={self.amp_max_ua:.9g}, budget={self.budget})"
         )
 
-    def lilly(self, **parameters: float) -> LillyPattern:
-        """A balanced biphasic pulse; see LillyPattern for its parameters. Raises NotPlayable."""
-        return LillyPattern(self, **parameters)
+    def lilly(self, *, exact: bool = True, **parameters: float) -> LillyPattern:
+        """A balanced biphasic pulse; see LillyPattern for its parameters, and its set for exact. Raises NotPlayable."""
+        return LillyPattern(self, exact=exact, **parameters)
 
-    def plain(self, phases: npt.ArrayLike, **parameters: float) -> PlainPattern:
+    def plain(self, phases: npt.ArrayLike, *, exact: bool = True, **parameters: float) -> PlainPattern:
         """A pattern of any phases, an array of shape (n, 2); see PlainPattern. Raises NotPlayable."""
-        return PlainPattern(self, phases, **parameters)
+        return PlainPattern(self, phases, exact=exact, **parameters)
 
     @overload
     def pattern(self, text: str, *, plain: Literal[False] = ..., lenient: bool = ...) -> LillyPattern: ...

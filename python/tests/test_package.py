@@ -88,6 +88,7 @@ def test_set_changes_all_or_nothing(parameters: Dict[str, Any], named: str) -> N
 def test_set_returns_what_is_in_effect() -> None:
     pulse = STIM.lilly(**PULSE)
     assert pulse.set(exact=False, amplitude_ua=-170, ipi_us=110) == {"amplitude_ua": -100, "ipi_us": 110}
+    assert STIM.lilly(exact=False, amplitude_ua=-60.4).amplitude_ua == -60
     assert pulse.set(pulses=math.inf) == {"pulses": math.inf} and pulse.train_ms == math.inf
     assert (pulse.phase2_us, pulse.amplitude2_ua, pulse.period_ms) == (400, 85, 10)
 
@@ -143,7 +144,12 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.decode([1.5]), TypeError, "words"),
         (lambda: STIM.decode(STIM.encode(TEXT)).waveform(1e300), ValueError, "sample_rate_hz"),
         (lambda: STIM.lilly().play(now_ms=2**63), ValueError, "now_ms"),
-        (lambda: tv.Stimulator(time_step_us=0), ValueError, "time step"),
+        (lambda: tv.Stimulator(time_step_us=0), ValueError, "^time_step_us: "),
+        (lambda: STIM.lilly(frequency_hz=50, period_ms=10), tv.NotPlayable, "period_ms 10 and frequency_hz 50 conflict"),
+        (lambda: setattr(STIM.lilly(), "amplitude_uA", -20), AttributeError, "amplitude_uA: .*LillyPattern.* amplitude_ua"),
+        (lambda: setattr(STIM.plain([[20, 5]]), "frequency", 50), AttributeError, "near it: frequency_hz"),
+        (lambda: setattr(STIM, "amp_max", 500), AttributeError, "near it: amp_max_ua"),
+        (lambda: setattr(STIM.lilly(), "set", 5), AttributeError, "set"),
         (lambda: tv.Stimulator(budget=2000), ValueError, "budget"),
         (lambda: STIM.check("Head").plot(), tv.NotPlayable, ""),
         (lambda: STIM.pattern("Head:(200,-60)"), tv.NotPlayable, "phase"),
@@ -208,6 +214,18 @@ def test_an_own_kind_repairs_refuses_and_raises() -> None:
     assert own.text == before and own.set(period_ms=3) == {"period_ms": 3}
 
 
+def test_an_own_kind_has_attributes_of_its_own() -> None:
+    class Began(tv.Pattern):
+        def __init__(self, begin: bool) -> None:
+            self.made_for = "rat 7"
+            if begin:
+                super().__init__(STIM, [[200, -60.4]], exact=False)
+
+    assert Began(True).made_for == "rat 7" and len(Began(True).words) > 1
+    with pytest.raises(RuntimeError, match="Began: .*__init__"):
+        Began(False).words
+
+
 def test_an_own_kind_without_phases_has_no_words() -> None:
     class Empties(tv.Pattern):
         def set_period(self, current: Phases, period_ms: float) -> Optional[npt.ArrayLike]:
@@ -238,7 +256,7 @@ def test_a_pattern_cannot_be_edited_while_it_is_asked() -> None:
 
 def test_a_play_sends_every_cycle_and_outlives_the_name_of_its_pattern() -> None:
     now = [0]
-    play = STIM.lilly(**{**PULSE, "pulses": 10000}).play(channel=2, clock=lambda: now[0])
+    play = STIM.lilly(**dict(PULSE, pulses=10000)).play(channel=2, clock=lambda: now[0])
     gc.collect()
     sent = 4095
     while play.cycles_left:
@@ -307,7 +325,7 @@ def test_threads_encode_while_others_run() -> None:
     results: List[bool] = []
 
     def work(phase1_us: float) -> None:
-        pulse = STIM.lilly(**{**PULSE, "phase1_us": phase1_us})
+        pulse = STIM.lilly(**dict(PULSE, phase1_us=phase1_us))
         words = pulse.words.tolist()
         same = [STIM.encode([TEXT] * 200)[-1].tolist() == expected and pulse.words.tolist() == words for _ in range(50)]
         results.append(all(same))
