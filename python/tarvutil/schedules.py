@@ -76,6 +76,8 @@ class Schedule:
         limit.
         """
         start = milliseconds("start_ms", start_ms)
+        if start < 0:
+            raise ValueError(f"start_ms: {start_ms!r} is below 0")
         number = whole("channel", channel, 0, INT32_MAX)
         return _playable(lambda: self._core.add(number, start, text, lenient))
 

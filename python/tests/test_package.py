@@ -115,7 +115,17 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.encode("Head:\ud800"), ValueError, "text"),
         (lambda: STIM.encode("Head:(200,-60)\0:DurationMsec=[1]", plain=True), tv.NotPlayable, "byte 15"),
         (lambda: STIM.encode([TEXT, "Head"]), tv.NotPlayable, "text 1: "),
-        (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "text"),
+        (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "^text 1: "),
+        (lambda: STIM.encode([TEXT, TEXT.replace("9300", "9310")], exact=True), tv.NotPlayable, "^text 1: .*exceeded"),
+        (lambda: STIM.check(TEXT).plot(cast(Any, "x.png")), TypeError, "^ax: "),
+        (lambda: STIM.design(amplitude_ua=60), TypeError, "^amplitude_ua: .*near it: amplitude"),
+        (lambda: STIM.design(amplitude=60, burst_rate=-1), ValueError, "^burst_rate: "),
+        (lambda: STIM.design(amplitude="60:56:-1"), ValueError, "STEP above 0"),
+        (lambda: STIM.decode([]), ValueError, "no words"),
+        (lambda: STIM.decode("00000064"), TypeError, "array"),
+        (lambda: tv.Schedule(STIM).add(0, -5, TEXT), ValueError, "^start_ms: -5"),
+        (lambda: tv.Schedule(STIM).add(0, cast(int, 0.5), TEXT), ValueError, "^start_ms: 0.5"),
+        (lambda: tv.Schedule(STIM).add(2_000_000, 0, TEXT), ValueError, "^channel: 2000000 "),
         (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
         (lambda: STIM.lilly(ipi_us=cast(float, np.array([100.0]))), TypeError, "ipi_us"),
         (lambda: STIM.design(amplitude=10**400), ValueError, "amplitude"),
@@ -188,7 +198,7 @@ def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
         with pytest.raises(tv.NotPlayable, match="^max-total-current exceeded: 120 uA at 50 ms"):
             call()
     schedule.add(1, 999, TEXT)
-    with pytest.raises(tv.NotPlayable, match="^channel 1 still plays the train of number 0"):
+    with pytest.raises(tv.NotPlayable, match="^channel 1 still plays.* number 0 .* number 2 starts at 999"):
         schedule.commands()
     device.write_bytes(b"[stimulator]\n# \xff\n")
     with pytest.raises(ValueError, match="lab.toml:2: "):
@@ -366,12 +376,21 @@ def resident_kib() -> int:
 
 
 def test_the_plot_shows_asked_and_played() -> None:
-    axes = STIM.check("Head:(0,0)(200,-60)(53,0)(200,60)(547,0):DurationMsec=[10]").plot()
-    played, asked = (np.array(line.get_xydata()) for line in axes.get_lines())
-    for curve, shift in ((asked, 253), (played, 253)):
-        assert curve[:, 1].min() == -60 and curve[:, 1].max() == 60
-        assert curve[curve[:, 1] == 60, 0].min() == pytest.approx(shift, abs=0.5)
-    assert axes.get_xlim()[0] < 0 and 453 < axes.get_xlim()[1] < 600
+    pulse = STIM.lilly(amplitude_ua=-60, phase1_us=200, ipi_us=100, balance=2, frequency_hz=130, train_ms=2000)
+    report = STIM.check(pulse, max_phase_charge_nc=10)
+    axes = report.plot(whole_cycle=True)
+    played, _, asked, _ = (np.array(line.get_xydata()) for line in axes.get_lines())
+    for curve in (asked, played):
+        assert curve[:, 1].min() == -60 and curve[:, 1].max() == 30
+        assert curve[curve[:, 1] == 30, 0].tolist() == pytest.approx([300, 700])
+    strokes = [line.get_xdata()[0] for line in axes.get_lines()[1::2]]
+    assert strokes == pytest.approx([7700, 1e6 / 130]) and axes.get_xlim() == pytest.approx((0, 7700))
+    shortened = report.plot()
+    shown = [text.get_text() for text in shortened.texts]
+    assert shown[0] == "pause, 6.992 ms" and shortened.get_xlim()[1] < 1500
+    for text in (repr(report), "\n".join([axes.get_title(loc="left"), *shown])):
+        assert "asked 130 Hz, played 129.87 Hz" in text and "max-phase-charge exceeded: 12 nC" in text
+        assert "the period is 7700 us, not 7692.308" in text
 
 
 def test_a_design_has_its_differences_as_numbers_and_a_report() -> None:
