@@ -256,10 +256,11 @@ class Pattern(BasePattern):
 
 
 class LillyPattern(BasePattern):
-    """A charge-balanced biphasic pulse within a period: offset, phase 1, interphase interval, phase 2, end phase.
+    """A biphasic pulse within a period, charge-balanced with balance 1 to 4: offset, phase 1, interphase interval,
+    phase 2, end phase.
 
     A new one has phases of 100 us and three amplitude steps, 100 us apart, cathodal first, in a period of 100 ms and
-    a train of 1 s. Lengths fit the period, or change it when period_ms or frequency_hz is set in the same call.
+    a train of 1 s, and balance 0: phase 2 does not follow phase 1 until balance is set. Lengths fit the period, or change it when period_ms or frequency_hz is set in the same call.
     exact: as in set.
 
         >>> import tarvutil as tv

@@ -88,7 +88,10 @@ class Stimulator(Guarded):
         )
 
     def lilly(self, *, exact: bool = True, **parameters: float) -> LillyPattern:
-        """A balanced biphasic pulse; see LillyPattern for its parameters, and its set for exact. Raises NotPlayable."""
+        """A biphasic pulse, balanced with balance 1 to 4; see LillyPattern for its parameters, and its set for exact.
+
+        Raises NotPlayable.
+        """
         return LillyPattern(self, exact=exact, **parameters)
 
     def plain(self, phases: npt.ArrayLike, *, exact: bool = True, **parameters: float) -> PlainPattern:
