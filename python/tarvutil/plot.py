@@ -19,20 +19,24 @@ FAINT = "#555555"
 NOTE = "#9c3d00"
 BREAK = "#eeeeee"
 TEXT_POINTS = 8.0
+LETTER = 0.57  # width of a letter or digit, of the size of the text
 
 
 def plot(report: "Report", ax: "Optional[Axes]", whole_cycle: bool) -> "Axes":
     import matplotlib.axes
 
     picture = report._picture()
+    alone = ax is None
     if ax is None:
         import matplotlib.pyplot as plt
 
         ax = plt.figure(figsize=(8, 3.5), layout="constrained").add_subplot()
     if not isinstance(ax, matplotlib.axes.Axes):
         raise TypeError(f"ax: a Matplotlib Axes is needed, not {type(ax).__name__}; its figure.savefig writes a file")
-    points = ax.bbox.width / ax.figure.dpi * 72
-    columns = max(int(points / (0.5 * TEXT_POINTS)), 30)  # a letter is about half as wide as high
+    # The layout has not been computed yet. In a figure of their own the axes become this part of its width.
+    width = 0.9 * ax.figure.bbox.width if alone else ax.bbox.width
+    points = width / ax.figure.dpi * 72
+    columns = max(int(points / (LETTER * TEXT_POINTS)), 30)
     notes = list(report._notes())
     if whole_cycle:
         usec, at = np.array(report._core.time_axis()).T
@@ -44,7 +48,7 @@ def plot(report: "Report", ax: "Optional[Axes]", whole_cycle: bool) -> "Axes":
         if _draw_breaks(ax, picture, columns):
             notes.insert(0, picture["breaks_text"])
         ax.set_xlim(0, picture["width"])
-        ax.set_xticks(*_ticks(picture["time_ticks"]))
+        ax.set_xticks(*_ticks(_that_fit(picture["time_ticks"], picture["width"], columns)))
         ax.set_xlabel(picture["time_axis"])
     _draw_curve(ax, picture, "played", color=PLAYED, linewidth=2.5)
     ax.fill_between(*np.array(picture["played"]).T, color=PLAYED, alpha=0.25, linewidth=0)
@@ -114,6 +118,17 @@ def _wrapped(text: str, columns: int, indent: str = "") -> List[str]:
 def _verbatim(lines: List[str]) -> str:
     """Lines that Matplotlib does not take for mathematics."""
     return "\n".join(lines).replace("$", r"\$")
+
+
+def _that_fit(ticks: List[Any], width: float, columns: int) -> List[Any]:
+    """The ticks whose labels do not touch; the last one, the end, is always among them."""
+    larger = 1.25  # than the text that columns counts
+    kept: List[Any] = []
+    for at, label in sorted(ticks, reverse=True):
+        need = (1 + (len(label) + len(kept[-1][1])) / 2) * larger if kept else 0
+        if not kept or (kept[-1][0] - at) / width * columns >= need:
+            kept.append((at, label))
+    return kept
 
 
 def _ticks(pairs: List[Any]) -> Any:
