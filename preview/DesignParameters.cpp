@@ -88,7 +88,7 @@ std::string SetSwept(DesignParameters& parameters, const std::string& text)
     if (!ReadSwept(text, swept) || !inRange(swept.single) || (swept.range && !inRange(swept.range->to)))
         return Not(text, std::string("a number ") +
                              (ZeroToo ? "of 0 or above (its sign is the polarity)" : "above 0") +
-                             ", or FROM:TO:STEP of them");
+                             ", or FROM:TO:STEP of them with STEP above 0");
     parameters.*Member = swept;
     return {};
 }

@@ -84,7 +84,7 @@ std::string RangeOf(std::size_t setting)
         case SettingForm::Switch:
             return "true or false";
         case SettingForm::Area:
-            return "an area above 0 with its unit, as 0.06mm2";
+            return "an area above 0 with its unit um2, mm2 or cm2, as 0.06mm2";
         case SettingForm::Count:
             return "a whole number of 1 to " + std::to_string(StimPattern::MaxWords);
         default:
@@ -268,6 +268,11 @@ std::string TextWithUnit(const SettingKind& kind, double value)
 
 namespace {
 
+bool IsText(SettingForm form)
+{
+    return form == SettingForm::Kind || form == SettingForm::Area;
+}
+
 std::optional<double> ValueOf(SettingForm form, const toml::node& node)
 {
     switch (form) {
@@ -326,7 +331,10 @@ class DeviceReader
             if (value && IsInRange(*setting, *value))
                 m_profile.Set(*setting, *value, Place(key.source()));
             else
-                Fail(key.source(), name + " is not " + RangeOf(*setting));
+                Fail(key.source(), name + " is not " + RangeOf(*setting) +
+                                       (node.is_string() && !IsText(SettingKinds()[*setting].form)
+                                            ? ": write it without quotes"
+                                            : ""));
         }
     }
 

@@ -451,7 +451,9 @@ std::string Sentence(const Overlap& overlap, const char* numbered)
     return "channel " + std::to_string(later.channel) + " still plays the train of " + numbered + " " +
            std::to_string(earlier.number) +
            (std::isinf(earlier.endUsec) ? ", which has no end"
-                                        : " until " + Rounded(earlier.endUsec / UsecPerMsec) + " ms");
+                                        : " until " + Rounded(earlier.endUsec / UsecPerMsec) + " ms") +
+           ", when that of " + numbered + " " + std::to_string(later.number) + " starts at " +
+           std::to_string(later.startMsec) + " ms";
 }
 
 std::vector<std::string> IrregularityWarnings(const Report& report)

@@ -49,7 +49,8 @@ std::vector<std::string> RefusalSentences(const Report& report);
 // "3 patterns, 2 within the limits, 1 refused; largest error of a phase start: 0.667 us (FILE:3), ..."
 std::string Sentence(const Summary& summary);
 
-// "channel 3 still plays the train of line 2 until 10 ms": numbered is the name of the trains' numbers, "line".
+// "channel 3 still plays the train of line 2 until 10 ms, when that of line 4 starts at 8 ms": numbered is the name of
+// the trains' numbers, "line".
 std::string Sentence(const Overlap& overlap, const char* numbered);
 
 // The ambiguous places of a text that was read in spite of them.

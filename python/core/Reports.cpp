@@ -84,7 +84,8 @@ py::list EncodeTexts(const preview::Stimulator& stimulator, const py::list& text
 {
     std::vector<std::string_view> views;
     views.reserve(texts.size());
-    for (const py::handle text : texts) views.push_back(TextOf(text));
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        views.push_back(TextOf(texts[i], ("text " + std::to_string(i)).c_str()));
     const WordsOfTexts found = Unlocked([&] { return EncodeAll(stimulator, views, ReadingOf(lenient)); });
     const Words all = ArrayOf(found.words);
     py::list arrays(found.ends.size());
@@ -138,10 +139,27 @@ py::array_t<double> Samples(const Words& array, double timeStepUsec, double ampS
     return py::array_t<double>(static_cast<py::ssize_t>(samples.size()), samples.data());
 }
 
+// --- Names ---
+
+// A name of the program with the unit of its value: "max_error_us", "whole_cycles".
+std::string NameInPython(const char* option, const char* unit)
+{
+    std::string name = std::string(option) + unit;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
 // --- Designs ---
 
 // A design: its JSON, and its text, or the one that was refused; that is empty for a request out of reach.
 using MadeDesign = std::pair<std::string, std::string>;
+
+std::vector<std::string> DesignNames()
+{
+    std::vector<std::string> names;
+    for (const DesignParameter& parameter : AllDesignParameters()) names.emplace_back(parameter.name);
+    return names;
+}
 
 // Designs from parameters by their names, values as texts.
 std::vector<MadeDesign> Designs(const preview::Stimulator& given,
@@ -152,7 +170,7 @@ std::vector<MadeDesign> Designs(const preview::Stimulator& given,
         const DesignParameter* parameter = FindDesignParameter(name);
         if (parameter == nullptr) throw py::type_error(name + ": not a parameter");
         const std::string fault = parameter->set(parameters, text);
-        if (!fault.empty()) throw py::value_error(name + ": " + fault);
+        if (!fault.empty()) throw py::value_error(NameInPython(name.c_str(), "") + ": " + fault);
     }
     const std::string fault = parameters.Inconsistent();
     if (!fault.empty()) throw py::value_error(fault);
@@ -175,14 +193,6 @@ std::vector<MadeDesign> Designs(const preview::Stimulator& given,
 }
 
 // --- Limits ---
-
-// A name of the program with the unit of its value: "max_error_us", "whole_cycles".
-std::string NameInPython(const char* option, const char* unit)
-{
-    std::string name = std::string(option) + unit;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-}
 
 std::string NameInPython(const LimitKind& kind)
 {
@@ -287,6 +297,17 @@ class MadeReport
     {
         return Unlocked([&] { return SvgOf(PictureOf(m_report, train ? Drawn::Train : Drawn::Cycle)); });
     }
+    // The picture of a cycle, and the points of its time axis as pairs of microseconds and place. REQUIRES: words.
+    std::string PictureJson() const
+    {
+        return Unlocked([this] { return preview::PictureJson(PictureOf(m_report)); });
+    }
+    std::vector<std::pair<double, double>> TimeAxis() const
+    {
+        std::vector<std::pair<double, double>> pairs;
+        for (const TimeKnot& knot : TimeAxisOf(m_report)) pairs.emplace_back(knot.usec, knot.at);
+        return pairs;
+    }
     Words WordArray() const { return ArrayOf(m_report.encoding.words); }
     bool WithinLimits() const { return m_report.WithinLimits(); }
 
@@ -307,9 +328,11 @@ class Schedule
     std::size_t Add(int channel, std::int64_t startMsec, py::handle text, bool lenient)
     {
         if (channel < 0 || channel > MaxChannel)
-            throw py::value_error("channel: not from 0 to " + std::to_string(MaxChannel));
+            throw py::value_error("channel: " + std::to_string(channel) + " is not from 0 to " +
+                                  std::to_string(MaxChannel));
         if (startMsec < 0 || startMsec > MaxStartMsec())
-            throw py::value_error("start_ms: not from 0 to " + std::to_string(MaxStartMsec()));
+            throw py::value_error("start_ms: " + std::to_string(startMsec) + " is not from 0 to " +
+                                  std::to_string(MaxStartMsec()));
         const std::string_view view = TextOf(text);
         return Unlocked(m_mutex, [&] {
             Report report(m_stimulator);
@@ -390,6 +413,7 @@ void BindReports(py::module_& module)
     module.def("samples", Samples, py::arg("words"), py::arg("time_step_us"), py::arg("amp_step_ua"),
                py::arg("cycles"), py::arg("rate_hz"));
     module.def("limit_names", LimitNames);
+    module.def("design_names", DesignNames);
     module.def("read_files", ReadFiles, py::arg("device"), py::arg("patterns"));
     module.def(
         "designs",
@@ -415,6 +439,8 @@ void BindReports(py::module_& module)
         .def("limits_json", &MadeReport::LimitsJson)
         .def("steps_json", &MadeReport::StepsJson)
         .def("svg", &MadeReport::Svg, py::arg("train"))
+        .def("picture_json", &MadeReport::PictureJson)
+        .def("time_axis", &MadeReport::TimeAxis)
         .def("words", &MadeReport::WordArray)
         .def_property_readonly("within_limits", &MadeReport::WithinLimits);
 }

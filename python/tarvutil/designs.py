@@ -8,6 +8,7 @@ from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any, Callable, Dict, List, Optional, Union
 
 from . import _core
+from .attributes import near
 from .errors import NotPlayable
 from .numbers import any_number
 from .records import Record
@@ -69,11 +70,21 @@ class Design:
         return self._report()
 
 
+PARAMETERS = tuple(name.replace("-", "_") for name in _core.design_names())
+
+
 def design(
-    stimulator: "Stimulator", exact: bool, parameters: Dict[str, Union[float, str]]
+    stimulator: "Stimulator",
+    exact: bool,
+    parameters: Dict[str, Union[float, str]],
+    limits: Dict[str, float],
 ) -> List[Design]:
+    for name in parameters:
+        if name not in PARAMETERS:
+            others = near(name, PARAMETERS) or f"; the parameters are {', '.join(PARAMETERS)}"
+            raise TypeError(f"{name}: not a parameter of a design{others}")
     texts = {name.replace("_", "-"): _text(name, value) for name, value in parameters.items()}
-    made = _core.designs(stimulator.lilly_core, texts, stimulator.limits, exact)
+    made = _core.designs(stimulator.lilly_core, texts, limits, exact)
     return [_design(stimulator, exact, json.loads(found), text) for found, text in made]
 
 

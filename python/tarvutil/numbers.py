@@ -52,7 +52,10 @@ def milliseconds(name: str, value: Union[int, float]) -> int:
     try:
         number = operator.index(value)  # type: ignore[arg-type]
     except TypeError:
-        return whole(name, value, -(2**53), 2**53)
+        given = any_number(name, value)
+        if not given.is_integer():
+            raise ValueError(f"{name}: {value!r} is not a whole number of milliseconds") from None
+        number = int(given)
     if not -(2**63) <= number < 2**63:
         raise ValueError(f"{name}: {value!r} does not fit 64 bits")
     return number
@@ -72,6 +75,10 @@ def phase_array(phases: npt.ArrayLike) -> Phases:
 def word_array(words: npt.ArrayLike) -> Words:
     """A word array: whole numbers from 0 to 2**32 - 1 in one dimension."""
     array = np.asarray(words)
+    if array.ndim == 0:
+        raise TypeError(f"words: an array of 32-bit words is needed, not {words!r}")
+    if array.size == 0:
+        raise ValueError("words: there are no words")
     if array.ndim != 1:
         raise ValueError(f"words: shape {array.shape} is not (n,)")
     if array.dtype.kind not in "iu":

@@ -9,6 +9,7 @@ from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Type, TypeVar
 import numpy.typing as npt
 
 from . import _core
+from .attributes import Guarded, near
 from .errors import NotPlayable, not_playable
 from .numbers import (
     INT32_MAX,
@@ -54,11 +55,13 @@ class Parameter:
         pattern._change({self.name: value}, exact=True)
 
 
-class BasePattern:
+class BasePattern(Guarded):
     """What all kinds of patterns have in common.
 
     A pattern is used by one thread at a time.
     """
+
+    __slots__ = ("stimulator", "_core", "_words", "__weakref__")
 
     # In the order in which they are set: each may change those after it.
     _parameters: Tuple[str, ...] = ("period_ms", "frequency_hz", "train_ms", "pulses")
@@ -120,9 +123,9 @@ class BasePattern:
         except _core.NotPlayable as refused:
             raise not_playable(refused) from None
 
-    def _begin(self, phases: npt.ArrayLike, parameters: Dict[str, float]) -> None:
+    def _begin(self, phases: npt.ArrayLike, parameters: Dict[str, float], exact: bool) -> None:
         self._set_phases(phases)
-        self._change(parameters if "train_ms" in parameters else {"pulses": 1, **parameters}, exact=True)
+        self._change(parameters if "train_ms" in parameters else {"pulses": 1, **parameters}, exact)
 
     def set_phase(self, index: int, length_us: float, amplitude_ua: float, *, exact: bool = True) -> None:
         """Replaces phase index, from 0: microseconds, microamperes.
@@ -158,7 +161,8 @@ class BasePattern:
     def _change(self, parameters: Dict[str, float], exact: bool) -> Dict[str, float]:
         for name in parameters:
             if name not in self._parameters:
-                raise TypeError(f"{name}: not a parameter; the parameters are {', '.join(self._parameters)}")
+                others = near(name, self._parameters) or f"; the parameters are {', '.join(self._parameters)}"
+                raise TypeError(f"{name}: not a parameter{others}")
         trial = self._core.copy()
         extend = "period_ms" in parameters or "frequency_hz" in parameters
         for name in self._parameters:
@@ -168,6 +172,11 @@ class BasePattern:
         if exact:
             for name, asked in parameters.items():
                 if not _in_effect(name, float(asked), effect[name]):
+                    other = ALTERNATIVES.get(name)
+                    if other in parameters:
+                        raise NotPlayable(
+                            f"{name} {float(asked):.9g} and {other} {parameters[other]:.9g} conflict: set one of the two"
+                        )
                     raise NotPlayable(
                         f"{name}: the pattern would use {effect[name]:.9g}, not {float(asked):.9g}",
                         advice=_advice(name, extend),
@@ -196,22 +205,29 @@ class PlainPattern(BasePattern):
 
     phases: an array of shape (n, 2), lengths in microseconds and amplitudes in microamperes; n from 1. The train is
     one period unless train_ms or pulses is given. A period that is set changes the last phase. Raises
-    NotPlayable when the phases do not fit.
+    NotPlayable when the phases do not fit. exact: of the parameters, as in set.
     """
 
-    def __init__(self, stimulator: "Stimulator", phases: npt.ArrayLike, **parameters: float) -> None:
+    __slots__ = ()
+
+    def __init__(
+        self, stimulator: "Stimulator", phases: npt.ArrayLike, *, exact: bool = True, **parameters: float
+    ) -> None:
         super().__init__(stimulator, _core.Plain(stimulator.plain_core))
-        self._begin(phases, parameters)
+        self._begin(phases, parameters, exact)
 
 
 class Pattern(BasePattern):
     """A kind of pattern of your own: override adjust_phases and set_period.
 
     phases: as PlainPattern's. Both functions get copies. While one of them runs, the pattern can be read and not
-    edited. An exception in them refuses the edit and is raised when the library has returned.
+    edited. An exception in them refuses the edit and is raised when the library has returned. A class of your own may
+    have attributes of its own, so a misspelt one is not an error there.
     """
 
-    def __init__(self, stimulator: "Stimulator", phases: npt.ArrayLike, **parameters: float) -> None:
+    def __init__(
+        self, stimulator: "Stimulator", phases: npt.ArrayLike, *, exact: bool = True, **parameters: float
+    ) -> None:
         pattern = weakref.ref(self)
 
         def adjust(current: Phases, proposed: Phases, budget: int) -> Optional[Phases]:
@@ -225,7 +241,7 @@ class Pattern(BasePattern):
             return None if changed is None else phase_array(changed)
 
         super().__init__(stimulator, _core.OwnKind(stimulator.plain_core, adjust, period))
-        self._begin(phases, parameters)
+        self._begin(phases, parameters, exact)
 
     def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> Optional[npt.ArrayLike]:
         """Returns phases that fit, in place of proposed, which do not fit; or None to refuse the edit.
@@ -240,10 +256,12 @@ class Pattern(BasePattern):
 
 
 class LillyPattern(BasePattern):
-    """A charge-balanced biphasic pulse within a period: offset, phase 1, interphase interval, phase 2, end phase.
+    """A biphasic pulse within a period, charge-balanced with balance 1 to 4: offset, phase 1, interphase interval,
+    phase 2, end phase.
 
     A new one has phases of 100 us and three amplitude steps, 100 us apart, cathodal first, in a period of 100 ms and
-    a train of 1 s. Lengths fit the period, or change it when period_ms or frequency_hz is set in the same call.
+    a train of 1 s, and balance 0: phase 2 does not follow phase 1 until balance is set. Lengths fit the period, or change it when period_ms or frequency_hz is set in the same call.
+    exact: as in set.
 
         >>> import tarvutil as tv
         >>> stim = tv.Stimulator(time_step_us=20, amp_step_ua=1)
@@ -258,6 +276,7 @@ class LillyPattern(BasePattern):
         tarvutil.errors.NotPlayable: amplitude_ua: the pattern would use -70, not -70.4; exact=False accepts that
     """
 
+    __slots__ = ()
     _parameters = (
         "phase1_us",
         "ipi_us",
@@ -279,10 +298,10 @@ class LillyPattern(BasePattern):
     polarity = Parameter("0 for a cathodal phase first, 1 for an anodal phase first. Exchanges the phases.")
     offset_ms = Parameter("Time before phase 1, milliseconds.")
 
-    def __init__(self, stimulator: "Stimulator", **parameters: float) -> None:
+    def __init__(self, stimulator: "Stimulator", *, exact: bool = True, **parameters: float) -> None:
         super().__init__(stimulator, _core.Lilly(stimulator.lilly_core))
         if parameters:
-            self._change(parameters, exact=True)
+            self._change(parameters, exact)
 
     def _set_phases(self, phases: npt.ArrayLike) -> None:
         array = phase_array(phases)
@@ -326,6 +345,14 @@ def write(core: _core.Pattern, name: str, value: float, extend_period: bool) -> 
     else:
         setter(zero_or_above(name, value), extend_period)
 
+
+# Two ways to set the same.
+ALTERNATIVES = {
+    "period_ms": "frequency_hz",
+    "frequency_hz": "period_ms",
+    "train_ms": "pulses",
+    "pulses": "train_ms",
+}
 
 ACCEPT = "exact=False accepts that"
 

@@ -281,8 +281,10 @@ class Report:
     def plot(self, ax: "Optional[Axes]" = None, *, whole_cycle: bool = False) -> "Axes":
         """Draws one cycle as asked and as played, and returns the Matplotlib axes.
 
-        Time is in microseconds from the start of the cycle. The view is that of the currents; whole_cycle shows the
-        pauses around them as well. Needs Matplotlib (pip install tarvutil[plot]).
+        Above them stand the rates asked and played; below them, the limits that are exceeded and what is played
+        otherwise than asked. Long pauses are shortened: a grey band with the length of the pause. With whole_cycle no
+        pause is shortened, and the axis is in microseconds from the start of the cycle. Needs Matplotlib (pip install
+        tarvutil[plot]).
         """
         from .plot import plot
 
@@ -317,10 +319,26 @@ class Report:
     def __repr__(self) -> str:
         if not self.encoded:
             return f"<Report: no words: {'; '.join(self.errors)}>"
-        return (
+        figures = (
             f"<Report: {len(self.words)} words, period {self.period_us.played:.9g} us, "
-            f"largest error {self.largest_error_us:.9g} us, net charge {self.net_charge_nc.played:.9g} nC>"
+            f"largest error {self.largest_error_us:.9g} us, net charge {self.net_charge_nc.played:.9g} nC"
         )
+        return "\n  ".join([figures, self._picture()["subtitle"], *self._notes()]) + ">"
+
+    def _picture(self) -> Dict[str, Any]:
+        self._with_words()
+        picture: Dict[str, Any] = json.loads(self._core.picture_json())
+        return picture
+
+    def _notes(self) -> List[str]:
+        """The limits that are exceeded and the largest differences, a sentence each."""
+        sentences: List[str] = []
+        for line in self._picture()["notes"]:
+            if line.startswith("   ") and sentences:
+                sentences[-1] += line[2:]
+            else:
+                sentences.append(line)
+        return sentences
 
     def _with_words(self) -> Dict[str, Any]:
         if not self.encoded:

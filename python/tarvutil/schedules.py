@@ -8,11 +8,12 @@ from typing import Callable, List, Optional, TypeVar
 
 from . import _core
 from .errors import not_playable
-from .numbers import INT32_MAX, Words, milliseconds, whole
+from .numbers import Words, milliseconds, whole
 from .records import Record
 from .stimulator import LIMITS, Stimulator, limits_of
 
 _Result = TypeVar("_Result")
+MAX_CHANNEL = 1_000_000
 
 
 @dataclass(frozen=True, eq=False)
@@ -76,7 +77,9 @@ class Schedule:
         limit.
         """
         start = milliseconds("start_ms", start_ms)
-        number = whole("channel", channel, 0, INT32_MAX)
+        if start < 0:
+            raise ValueError(f"start_ms: {start_ms!r} is below 0")
+        number = whole("channel", channel, 0, MAX_CHANNEL)
         return _playable(lambda: self._core.add(number, start, text, lenient))
 
     def commands(self, *, poll_ms: int = 1, until_ms: Optional[int] = None) -> List[Command]:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import os
 from dataclasses import dataclass
 from typing import Dict, List, Literal, Optional, Tuple, Union, overload
@@ -10,9 +11,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from .attributes import Guarded, near
 from .designs import Design, design
-from .errors import not_playable
-from .numbers import Words, single, whole
+from .errors import not_playable, not_playable_from
+from .numbers import Words, above_zero, single, whole, zero_or_above
 from .patterns import BasePattern, LillyPattern, PlainPattern
 from .played import Played, decode
 from .reports import Report
@@ -21,7 +23,7 @@ _Texts = Union[List[str], Tuple[str, ...]]
 _Path = Union[str, "os.PathLike[str]"]
 
 
-class Stimulator:
+class Stimulator(Guarded):
     """A current stimulator.
 
     time_step_us: duration of one time step, microseconds, above 0.
@@ -32,6 +34,8 @@ class Stimulator:
     ValueError names a value that no pattern can be made with. Values are rounded to single precision.
     """
 
+    __slots__ = ("lilly_core", "plain_core", "limits", "exact", "places", "__weakref__")
+
     def __init__(
         self,
         time_step_us: float = 33.333332,
@@ -40,9 +44,9 @@ class Stimulator:
         budget: int = 101,
     ) -> None:
         values = (
-            single("time_step_us", time_step_us),
-            single("amp_step_ua", amp_step_ua),
-            None if amp_max_ua is None else single("amp_max_ua", amp_max_ua),
+            above_zero("time_step_us", time_step_us),
+            above_zero("amp_step_ua", amp_step_ua),
+            None if amp_max_ua is None else zero_or_above("amp_max_ua", amp_max_ua),
             whole("budget", budget, 1, 1024),
         )
         self.lilly_core = _core.Stimulator(False, *values)
@@ -83,13 +87,16 @@ class Stimulator:
             f"amp_max_ua={self.amp_max_ua:.9g}, budget={self.budget})"
         )
 
-    def lilly(self, **parameters: float) -> LillyPattern:
-        """A balanced biphasic pulse; see LillyPattern for its parameters. Raises NotPlayable."""
-        return LillyPattern(self, **parameters)
+    def lilly(self, *, exact: bool = True, **parameters: float) -> LillyPattern:
+        """A biphasic pulse, balanced with balance 1 to 4; see LillyPattern for its parameters, and its set for exact.
 
-    def plain(self, phases: npt.ArrayLike, **parameters: float) -> PlainPattern:
+        Raises NotPlayable.
+        """
+        return LillyPattern(self, exact=exact, **parameters)
+
+    def plain(self, phases: npt.ArrayLike, *, exact: bool = True, **parameters: float) -> PlainPattern:
         """A pattern of any phases, an array of shape (n, 2); see PlainPattern. Raises NotPlayable."""
-        return PlainPattern(self, phases, **parameters)
+        return PlainPattern(self, phases, exact=exact, **parameters)
 
     @overload
     def pattern(self, text: str, *, plain: Literal[False] = ..., lenient: bool = ...) -> LillyPattern: ...
@@ -120,26 +127,32 @@ class Stimulator:
         return PlainPattern._of(self, found) if plain else LillyPattern._of(self, found)
 
     @overload
-    def encode(self, text: str, *, plain: bool = ..., lenient: bool = ...) -> Words: ...
+    def encode(self, text: str, *, plain: bool = ..., lenient: bool = ..., exact: bool = ...) -> Words: ...
 
     @overload
-    def encode(self, text: _Texts, *, plain: bool = ..., lenient: bool = ...) -> List[Words]: ...
+    def encode(
+        self, text: _Texts, *, plain: bool = ..., lenient: bool = ..., exact: bool = ...
+    ) -> List[Words]: ...
 
     def encode(
-        self, text: Union[str, _Texts], *, plain: bool = False, lenient: bool = False
+        self, text: Union[str, _Texts], *, plain: bool = False, lenient: bool = False, exact: bool = False
     ) -> Union[Words, List[Words]]:
         """The word array of a specification string, uint32 and read-only, or a list of them for several texts.
 
         plain: the texts are of plain patterns, with any number of phases. lenient: irregular texts are read as the
-        library reads them, not refused. Raises NotPlayable for the first text that has no words. The
-        arrays of several texts share memory, which is freed with the last of them.
+        library reads them, not refused. exact: a text whose words play anything but its numbers is refused; without it
+        they may differ, and check compares them. Raises NotPlayable for the first text that is refused. Limits of a
+        device file do not apply. The arrays of several texts share memory, which is freed with the last of them.
         """
         core = self.plain_core if plain else self.lilly_core
         if isinstance(text, str):
             try:
-                return _core.encode_text(core, text, lenient)
+                words = _core.encode_text(core, text, lenient)
             except _core.NotPlayable as refused:
                 raise not_playable(refused) from None
+            if exact:
+                _need_exact(core, text, lenient)
+            return words
         if not isinstance(text, (list, tuple)):
             raise TypeError(f"text: a str or a list of them is needed, not {type(text).__name__}")
         texts = list(text)
@@ -149,10 +162,16 @@ class Stimulator:
                 _core.encode_text(core, texts[len(arrays)], lenient)
             except _core.NotPlayable as refused:
                 raise not_playable(refused, len(arrays)) from None
+        if exact:
+            for index, one in enumerate(texts):
+                _need_exact(core, one, lenient, index)
         return arrays
 
     def decode(self, words: npt.ArrayLike) -> Played:
-        """The current that this stimulator plays for words of any source; see tarvutil.decode."""
+        """The current that this stimulator plays for words of any source; see tarvutil.decode.
+
+        Words count in the steps of the stimulator that they were made for: another one plays another current.
+        """
         return decode(words, time_step_us=self.time_step_us, amp_step_ua=self.amp_step_ua)
 
     def check(
@@ -207,7 +226,7 @@ class Stimulator:
             >>> made[0].changes[0].asked, made[0].changes[0].played
             (57.0, 60.0)
         """
-        return design(self, exact or self.exact, parameters)
+        return design(self, exact or self.exact, parameters, limits_of(self, {}, LIMITS))
 
 
 LIMITS = tuple(_core.limit_names())
@@ -265,10 +284,20 @@ def _contents(path: _Path) -> str:
         raise ValueError(f"{os.fsdecode(path)}:{line}: a byte that is not UTF-8") from None
 
 
+def _need_exact(core: _core.Stimulator, text: str, lenient: bool, index: Optional[int] = None) -> None:
+    report = _core.Report(core, text, lenient, {}, True)
+    if not report.within_limits:
+        raise not_playable_from(json.loads(report.json()), index)
+
+
 def limits_of(
     stimulator: Stimulator, limits: Dict[str, Optional[float]], names: Tuple[str, ...]
 ) -> Dict[str, float]:
     """The limits of the stimulator, and those of a call, whose names are among names. None removes one, or False."""
+    held = (*LIMITS, "max_total_current_ua")
+    for name in stimulator.limits:
+        if name not in held:
+            raise TypeError(f"{name}: not a limit{near(name, held)}")
     given = _limits(limits, names)
     removed = {name for name, most in limits.items() if most is None or (name == "whole_cycles" and not most)}
     return {name: most for name, most in {**stimulator.limits, **given}.items() if name not in removed}
@@ -278,7 +307,7 @@ def _limits(limits: Dict[str, Optional[float]], names: Tuple[str, ...]) -> Dict[
     given = {}
     for name, most in limits.items():
         if name not in names:
-            raise TypeError(f"{name}: not a limit; the limits are {', '.join(names)}")
+            raise TypeError(f"{name}: not a limit{near(name, names) or '; the limits are ' + ', '.join(names)}")
         if name == "whole_cycles":
             if not (most is None or isinstance(most, (bool, np.bool_))):
                 raise TypeError(f"{name}: True or False is needed, not {most!r}")

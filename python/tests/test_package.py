@@ -88,6 +88,7 @@ def test_set_changes_all_or_nothing(parameters: Dict[str, Any], named: str) -> N
 def test_set_returns_what_is_in_effect() -> None:
     pulse = STIM.lilly(**PULSE)
     assert pulse.set(exact=False, amplitude_ua=-170, ipi_us=110) == {"amplitude_ua": -100, "ipi_us": 110}
+    assert STIM.lilly(exact=False, amplitude_ua=-60.4).amplitude_ua == -60
     assert pulse.set(pulses=math.inf) == {"pulses": math.inf} and pulse.train_ms == math.inf
     assert (pulse.phase2_us, pulse.amplitude2_ua, pulse.period_ms) == (400, 85, 10)
 
@@ -114,7 +115,17 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.encode("Head:\ud800"), ValueError, "text"),
         (lambda: STIM.encode("Head:(200,-60)\0:DurationMsec=[1]", plain=True), tv.NotPlayable, "byte 15"),
         (lambda: STIM.encode([TEXT, "Head"]), tv.NotPlayable, "text 1: "),
-        (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "text"),
+        (lambda: STIM.encode([TEXT, cast(str, b"Head")]), TypeError, "^text 1: "),
+        (lambda: STIM.encode([TEXT, TEXT.replace("9300", "9310")], exact=True), tv.NotPlayable, "^text 1: .*exceeded"),
+        (lambda: STIM.check(TEXT).plot(cast(Any, "x.png")), TypeError, "^ax: "),
+        (lambda: STIM.design(amplitude_ua=60), TypeError, "^amplitude_ua: .*near it: amplitude"),
+        (lambda: STIM.design(amplitude=60, burst_rate=-1), ValueError, "^burst_rate: "),
+        (lambda: STIM.design(amplitude="60:56:-1"), ValueError, "STEP above 0"),
+        (lambda: STIM.decode([]), ValueError, "no words"),
+        (lambda: STIM.decode("00000064"), TypeError, "array"),
+        (lambda: tv.Schedule(STIM).add(0, -5, TEXT), ValueError, "^start_ms: -5"),
+        (lambda: tv.Schedule(STIM).add(0, cast(int, 0.5), TEXT), ValueError, "^start_ms: 0.5"),
+        (lambda: tv.Schedule(STIM).add(2_000_000, 0, TEXT), ValueError, "^channel: 2000000 .* 1000000$"),
         (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
         (lambda: STIM.lilly(ipi_us=cast(float, np.array([100.0]))), TypeError, "ipi_us"),
         (lambda: STIM.design(amplitude=10**400), ValueError, "amplitude"),
@@ -143,7 +154,12 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.decode([1.5]), TypeError, "words"),
         (lambda: STIM.decode(STIM.encode(TEXT)).waveform(1e300), ValueError, "sample_rate_hz"),
         (lambda: STIM.lilly().play(now_ms=2**63), ValueError, "now_ms"),
-        (lambda: tv.Stimulator(time_step_us=0), ValueError, "time step"),
+        (lambda: tv.Stimulator(time_step_us=0), ValueError, "^time_step_us: "),
+        (lambda: STIM.lilly(frequency_hz=50, period_ms=10), tv.NotPlayable, "period_ms 10 and frequency_hz 50 conflict"),
+        (lambda: setattr(STIM.lilly(), "amplitude_uA", -20), AttributeError, "amplitude_uA: .*LillyPattern.* amplitude_ua"),
+        (lambda: setattr(STIM.plain([[20, 5]]), "frequency", 50), AttributeError, "near it: frequency_hz"),
+        (lambda: setattr(STIM, "amp_max", 500), AttributeError, "near it: amp_max_ua"),
+        (lambda: setattr(STIM.lilly(), "set", 5), AttributeError, "set"),
         (lambda: tv.Stimulator(budget=2000), ValueError, "budget"),
         (lambda: STIM.check("Head").plot(), tv.NotPlayable, ""),
         (lambda: STIM.pattern("Head:(200,-60)"), tv.NotPlayable, "phase"),
@@ -182,7 +198,7 @@ def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
         with pytest.raises(tv.NotPlayable, match="^max-total-current exceeded: 120 uA at 50 ms"):
             call()
     schedule.add(1, 999, TEXT)
-    with pytest.raises(tv.NotPlayable, match="^channel 1 still plays the train of number 0"):
+    with pytest.raises(tv.NotPlayable, match="^channel 1 still plays.* number 0 .* number 2 starts at 999"):
         schedule.commands()
     device.write_bytes(b"[stimulator]\n# \xff\n")
     with pytest.raises(ValueError, match="lab.toml:2: "):
@@ -206,6 +222,18 @@ def test_an_own_kind_repairs_refuses_and_raises() -> None:
     with pytest.raises(KeyError, match="thirteen"):
         own.set(period_ms=13)
     assert own.text == before and own.set(period_ms=3) == {"period_ms": 3}
+
+
+def test_an_own_kind_has_attributes_of_its_own() -> None:
+    class Began(tv.Pattern):
+        def __init__(self, begin: bool) -> None:
+            self.made_for = "rat 7"
+            if begin:
+                super().__init__(STIM, [[200, -60.4]], exact=False)
+
+    assert Began(True).made_for == "rat 7" and len(Began(True).words) > 1
+    with pytest.raises(RuntimeError, match="Began: .*__init__"):
+        Began(False).words
 
 
 def test_an_own_kind_without_phases_has_no_words() -> None:
@@ -238,7 +266,7 @@ def test_a_pattern_cannot_be_edited_while_it_is_asked() -> None:
 
 def test_a_play_sends_every_cycle_and_outlives_the_name_of_its_pattern() -> None:
     now = [0]
-    play = STIM.lilly(**{**PULSE, "pulses": 10000}).play(channel=2, clock=lambda: now[0])
+    play = STIM.lilly(**dict(PULSE, pulses=10000)).play(channel=2, clock=lambda: now[0])
     gc.collect()
     sent = 4095
     while play.cycles_left:
@@ -307,7 +335,7 @@ def test_threads_encode_while_others_run() -> None:
     results: List[bool] = []
 
     def work(phase1_us: float) -> None:
-        pulse = STIM.lilly(**{**PULSE, "phase1_us": phase1_us})
+        pulse = STIM.lilly(**dict(PULSE, phase1_us=phase1_us))
         words = pulse.words.tolist()
         same = [STIM.encode([TEXT] * 200)[-1].tolist() == expected and pulse.words.tolist() == words for _ in range(50)]
         results.append(all(same))
@@ -348,12 +376,21 @@ def resident_kib() -> int:
 
 
 def test_the_plot_shows_asked_and_played() -> None:
-    axes = STIM.check("Head:(0,0)(200,-60)(53,0)(200,60)(547,0):DurationMsec=[10]").plot()
-    played, asked = (np.array(line.get_xydata()) for line in axes.get_lines())
-    for curve, shift in ((asked, 253), (played, 253)):
-        assert curve[:, 1].min() == -60 and curve[:, 1].max() == 60
-        assert curve[curve[:, 1] == 60, 0].min() == pytest.approx(shift, abs=0.5)
-    assert axes.get_xlim()[0] < 0 and 453 < axes.get_xlim()[1] < 600
+    pulse = STIM.lilly(amplitude_ua=-60, phase1_us=200, ipi_us=100, balance=2, frequency_hz=130, train_ms=2000)
+    report = STIM.check(pulse, max_phase_charge_nc=10)
+    axes = report.plot(whole_cycle=True)
+    played, _, asked, _ = (np.array(line.get_xydata()) for line in axes.get_lines())
+    for curve in (asked, played):
+        assert curve[:, 1].min() == -60 and curve[:, 1].max() == 30
+        assert curve[curve[:, 1] == 30, 0].tolist() == pytest.approx([300, 700])
+    strokes = [line.get_xdata()[0] for line in axes.get_lines()[1::2]]
+    assert strokes == pytest.approx([7700, 1e6 / 130]) and axes.get_xlim() == pytest.approx((0, 7700))
+    shortened = report.plot()
+    shown = [text.get_text() for text in shortened.texts]
+    assert shown[0] == "pause, 6.992 ms" and shortened.get_xlim()[1] < 1500
+    for text in (repr(report), "\n".join([axes.get_title(loc="left"), *shown])):
+        assert "asked 130 Hz, played 129.87 Hz" in text and "max-phase-charge exceeded: 12 nC" in text
+        assert "the period is 7700 us, not 7692.308" in text
 
 
 def test_a_design_has_its_differences_as_numbers_and_a_report() -> None:

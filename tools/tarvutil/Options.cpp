@@ -157,7 +157,7 @@ void AddLimitOptions(CLI::App& command, preview::Limits& limits)
         ->check([](const std::string& text) {
             return preview::ReadAreaCm2(text)
                        ? std::string()
-                       : "'" + text + "' is not an area above 0 with its unit, as 0.06mm2";
+                       : "'" + text + "' is not an area above 0 with its unit um2, mm2 or cm2, as 0.06mm2";
         });
     command.add_flag(
         "--exact", limits.exact,
