@@ -336,7 +336,8 @@ TARVUTIL_API int32_t tarvutil_schedule_error(const tarvutil_schedule* schedule, 
 TARVUTIL_API int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int64_t start_ms,
                                            const char* text, int32_t length, int32_t lenient);
 /* The commands of a host that polls every poll_ms, 1 to 1000000, until until_ms (-1: to the end of all trains, none of
- * which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and "total".
+ * which may then be without end). A JSON object: "trains", "commands" in the order of their due times, and "total". The
+ * "cut" of a train says that until_ms leaves it out, or cuts it: its words play on, the host must stop its channel.
  * TARVUTIL_REFUSED when a train begins while its channel still plays another, and when the sum of the magnitudes of all
  * currents exceeds "max-total-current" at any time. */
 TARVUTIL_API int32_t tarvutil_schedule_json(tarvutil_schedule* schedule, int32_t poll_ms, int64_t until_ms,

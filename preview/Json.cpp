@@ -404,9 +404,10 @@ std::string ScheduleJson(Schedule& schedule, const Host& host, std::optional<std
 {
     const auto writeTrains = [&](JsonWriter& json) {
         json.Array(schedule.Trains(), [&](const ScheduledTrain& train) {
+            const std::string cut = untilMsec ? CutSentence(train, *untilMsec) : std::string();
             json.Object("train", train.number, "channel", train.channel, "start_ms", train.startMsec,
-                        "end_ms", Figure{train.endUsec / UsecPerMsec}, "text",
-                        schedule.PatternOf(train).text);
+                        "end_ms", Figure{train.endUsec / UsecPerMsec}, "text", schedule.PatternOf(train).text,
+                        "cut", cut);
         });
     };
     return ObjectOf([&](JsonWriter& json) {

@@ -149,7 +149,7 @@ function address() {
 const Floats = new Set(['time-step', 'amp-step', 'amp-max']);  // the stimulator keeps them in single precision
 let addressTimer = 0;
 
-// Browsers refuse to write the address many times a second.
+// Browsers refuse to write the address too often.
 function keepAddress() {
   clearTimeout(addressTimer);
   addressTimer = setTimeout(() => history.replaceState(null, '', address()), 150);
@@ -319,7 +319,7 @@ function exactColumns(from, to) {
   return [times, ...columns];
 }
 
-// The least and the largest current in each column of the screen: a train has more cycles than can be told apart.
+// The least and the largest current in each column of the screen: a train has more cycles than the screen has columns.
 function rangeColumns(from, to, count) {
   const width = (to - from) / count;
   const times = Array.from({ length: 2 * count }, (_, i) => from + i * width / 2);
@@ -457,7 +457,7 @@ function currentRange() {
   return [low - space, high + space];
 }
 
-// Draws the curves, of the whole when what is drawn is no longer the same.
+// Draws the curves, all of it when what is drawn has changed.
 function drawCurve() {
   const box = byId('curve');
   if (!report.figures?.encoded) {

@@ -375,6 +375,17 @@ class Schedule
             return preview::TotalJson(0, m_schedule.Total(untilMsec));
         });
     }
+    // What the end of the schedule does to trains, a sentence for each.
+    std::vector<std::string> Cuts(std::int64_t untilMsec)
+    {
+        return Unlocked(m_mutex, [&] {
+            std::vector<std::string> cuts;
+            for (const ScheduledTrain& train : m_schedule.Trains())
+                if (const std::string cut = CutSentence(train, untilMsec); !cut.empty())
+                    cuts.push_back("train " + std::to_string(train.number) + ": " + cut);
+            return cuts;
+        });
+    }
     std::string Events(std::optional<std::int64_t> untilMsec)
     {
         return Unlocked(m_mutex, [&] {
@@ -428,6 +439,7 @@ void BindReports(py::module_& module)
              py::arg("lenient"))
         .def("commands", &Schedule::Commands, py::arg("poll_ms"), py::arg("until_ms"))
         .def("total_json", &Schedule::TotalJson, py::arg("until_ms"))
+        .def("cuts", &Schedule::Cuts, py::arg("until_ms"))
         .def("events", &Schedule::Events, py::arg("until_ms"));
     py::class_<MadeReport>(module, "Report")
         .def(py::init<const preview::Stimulator&, py::handle, bool, const std::map<std::string, double>&,

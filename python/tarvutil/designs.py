@@ -63,7 +63,7 @@ class Design:
     def report(self) -> Report:
         """The report on the text, with the limits of the design; without a text, on the list that was refused.
 
-        Raises NotPlayable where a value of the request is out of reach, as there is no list then.
+        Raises NotPlayable where a value of the request is out of reach, because it then has no list.
         """
         if self.reachable is not None:
             raise NotPlayable("; ".join(self.errors))

@@ -102,6 +102,13 @@ class Schedule:
         found = json.loads(_playable(lambda: self._core.total_json(_until(until_ms))))
         return Total(*(found[name] for name in Total.__dataclass_fields__))
 
+    def cuts(self, *, until_ms: int) -> List[str]:
+        """A sentence for each train that until_ms leaves out or cuts.
+
+        The words of a train that is cut play on: the host must stop its channel.
+        """
+        return self._core.cuts(whole("until_ms", until_ms, 0, 2**53))
+
     def events(self, *, until_ms: Optional[int] = None) -> str:
         """The trains as a table of events: lines with tabs between the columns, onset and duration in seconds.
 

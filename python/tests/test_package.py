@@ -200,6 +200,7 @@ def test_limits_of_files_apply_and_have_places(tmp_path: Path) -> None:
     schedule.add(1, 999, TEXT)
     with pytest.raises(tv.NotPlayable, match="^channel 1 still plays.* number 0 .* number 2 starts at 999"):
         schedule.commands()
+    assert schedule.cuts(until_ms=1000)[0] == "train 1: cut: its words play longer; the host must stop channel 2 at 1000 ms"
     device.write_bytes(b"[stimulator]\n# \xff\n")
     with pytest.raises(ValueError, match="lab.toml:2: "):
         tv.Stimulator.from_device(device)
