@@ -156,6 +156,7 @@ bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase
     constexpr int Most = static_cast<int>(StimAtom::MaxAmpSteps);
     constexpr double LongestSplit = 512;
     constexpr double SinglePrecision = 1.0 / (1 << 22);
+    if (!(scale.timeStepUsec > 0)) return words.empty();
     if (scale.timeStepUsec >= LongestSplit) return true;
     const double rounded = std::max(static_cast<double>(StimPattern::IgnoreUsec), 0.015 * scale.timeStepUsec);
     std::vector<unsigned int> array{1};
