@@ -59,6 +59,15 @@ class LineJobs
         Output output;
         std::exception_ptr fault;  // after the last result
         bool done = false;
+
+        void Clear()
+        {
+            text.clear();
+            lines.clear();
+            results.clear();
+            output.Clear();
+            done = false;
+        }
     };
 
     LineJobs(FileReader& file, const Jobs& jobs, Output& output)
@@ -98,7 +107,7 @@ class LineJobs
     void Add(const Place& place, std::string_view text)
     {
         constexpr std::size_t BlockSize = 32 * 1024;
-        if (m_block == nullptr) m_block = std::make_unique<Block>(m_output);
+        if (m_block == nullptr) m_block = EmptyBlock();
         m_block->lines.push_back({place.number, m_block->text.size(), text.size()});
         m_block->text += text;
         if (m_block->text.size() < BlockSize) return;
@@ -110,6 +119,16 @@ class LineJobs
         m_changed.notify_all();
         m_blocks.push_back(std::move(m_block));
         if (m_blocks.size() > 2 * m_jobs) PrintFirst();
+    }
+
+    // A used one if there is one: its memory is at hand, while new memory comes from the system page by page.
+    std::unique_ptr<Block> EmptyBlock()
+    {
+        if (m_used.empty()) return std::make_unique<Block>(m_output);
+        std::unique_ptr<Block> block = std::move(m_used.back());
+        m_used.pop_back();
+        block->Clear();
+        return block;
     }
 
     // All lines that were read.
@@ -131,12 +150,13 @@ class LineJobs
             std::unique_lock<std::mutex> lock(m_mutex);
             m_changed.wait(lock, [this] { return m_blocks.front()->done; });
         }
-        const std::unique_ptr<Block> block = std::move(m_blocks.front());
+        std::unique_ptr<Block> block = std::move(m_blocks.front());
         m_blocks.pop_front();
         m_output.Append(block->output);
         for (std::size_t i = 0; i < block->results.size(); ++i)
             m_take(Place{m_path, block->lines[i].number}, block->results[i]);
         if (block->fault) std::rethrow_exception(block->fault);
+        m_used.push_back(std::move(block));
         m_printing = false;
     }
 
@@ -178,6 +198,7 @@ class LineJobs
     std::unique_ptr<Visit> m_visit;               // of the calling thread
     std::unique_ptr<Block> m_block;               // that is filled
     std::deque<std::unique_ptr<Block>> m_blocks;  // that were filled, in their order
+    std::vector<std::unique_ptr<Block>> m_used;   // that were printed
     bool m_printing = false;                      // stays so after a fault
 
     std::mutex m_mutex;

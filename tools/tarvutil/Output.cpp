@@ -56,7 +56,9 @@ void Output::Append(const Output& part)
 {
     m_messages += part.m_messages;
     if (m_messages.size() >= FlushSize) FlushMessages();
-    Write(part.m_buffer);
+    if (part.m_buffer.size() < FlushSize) return Write(part.m_buffer);
+    Flush();
+    WriteResults(part.m_buffer);
 }
 
 void Output::FlushMessages()
@@ -70,11 +72,15 @@ void Output::Flush()
 {
     if (m_isPart) return;
     FlushMessages();
-    if (!WriteAll(m_fd, m_buffer)) {
-        if (errno == EPIPE) throw ReaderGone();
-        CannotWrite(m_path, errno);
-    }
+    WriteResults(m_buffer);
     m_buffer.clear();
+}
+
+void Output::WriteResults(const std::string& results)
+{
+    if (WriteAll(m_fd, results)) return;
+    if (errno == EPIPE) throw ReaderGone();
+    CannotWrite(m_path, errno);
 }
 
 void Output::FinishIncomplete()

@@ -47,6 +47,12 @@ class Output
     }
     // Adds what a part has collected.
     void Append(const Output& part);
+    // Forgets what was collected.
+    void Clear()
+    {
+        m_buffer.clear();
+        m_messages.clear();
+    }
     void Flush();
     void Finish();
     // Finish where results are missing: a new file does not take its name, with a message. What had that name stays.
@@ -54,6 +60,7 @@ class Output
 
  private:
     void FlushMessages();
+    void WriteResults(const std::string& results);
 
     static constexpr std::size_t FlushSize = 64 * 1024;
 
