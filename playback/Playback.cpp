@@ -134,6 +134,7 @@ std::vector<std::string> Remarks(const std::vector<unsigned int>& words, const S
 std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scale& scale)
 {
     std::vector<Segment> segments;
+    segments.reserve(words.size());
     ForEachSegment(words, scale, [&](const Segment& segment) { segments.push_back(segment); });
     return segments;
 }

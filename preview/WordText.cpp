@@ -78,6 +78,7 @@ std::string_view ReadWords(std::string_view line, std::vector<unsigned int>& wor
 {
     // A line feed ends the line.
     const auto isBlank = [](char c) { return TarvUtil::Internal::IsBlank(c) && c != '\n'; };
+    words.reserve(words.size() + line.size() / (2 + HexDigits) + 1);
     for (;;) {
         while (!line.empty() && isBlank(line.front())) line.remove_prefix(1);
         if (line.empty()) return {};

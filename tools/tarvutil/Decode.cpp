@@ -49,16 +49,18 @@ struct Record
     }
 };
 
-void PrintTable(Output& output, const Place& place, const Record& record)
+// table: of earlier records, or new.
+void PrintTable(Output& output, Table& table, const Place& place, const Record& record)
 {
-    Table table({"start us", "duration us", "current uA", "kind", "word"});
+    table.Clear();
     for (const playback::Segment& segment : playback::Segments(record.words, record.Scale()))
         table.Add({Rounded(segment.startUsec), Rounded(segment.durationUsec), Rounded(segment.currentUa),
                    playback::NameOf(segment.kind), std::to_string(segment.word)});
-    std::string text = place.Text() + ": cycles: " + std::to_string(playback::CyclesOf(record.words[0])) +
-                       ", period: " + Rounded(playback::PeriodUsec(record.words, record.Scale())) + " us\n";
+    std::string& text = output.Buffer();
+    text += place.Text() + ": cycles: " + std::to_string(playback::CyclesOf(record.words[0])) +
+            ", period: " + Rounded(playback::PeriodUsec(record.words, record.Scale())) + " us\n";
     table.Print(text);
-    output.Write(text);
+    output.Written();
 }
 
 void AppendNumbers(std::string& text, std::initializer_list<double> numbers)
@@ -95,7 +97,7 @@ void PrintCsv(Output& output, const DecodeOptions& options, const Record& record
 class Decoder
 {
  public:
-    Decoder(const DecodeOptions& options, Output& output) : m_options(options), m_output(output) {}
+    Decoder(const DecodeOptions& options, Output& output) : m_options(options), m_output(&output) {}
 
     int Run()
     {
@@ -106,7 +108,7 @@ class Decoder
             PrintMessage(m_options.input.file + ": no words");
             return ExitFailed;
         }
-        m_output.Finish();
+        m_output->Finish();
         return m_status;
     }
 
@@ -138,7 +140,7 @@ class Decoder
     void DecodeFile()
     {
         FileReader file(m_options.input.file);
-        file.BeforeReading([this] { m_output.Flush(); });
+        file.BeforeReading([this] { m_output->Flush(); });
         // Word 0 leaves two of its four bytes at 0, which no text holds.
         if (file.Peek(sizeof(unsigned int)).find('\0') != std::string_view::npos)
             DecodeBinary(file);
@@ -150,17 +152,19 @@ class Decoder
 
     void DecodeInJobs(FileReader& file)
     {
-        const auto decode = [this](Output& printed, const Place& place, std::string_view line) {
-            Decoder decoder(m_options, printed);
-            decoder.DecodeLine(place, line);
-            return decoder.m_status;
+        const auto makeVisit = [this] {
+            return [decoder = std::make_shared<Decoder>(m_options, *m_output)](
+                       Output& printed, const Place& place, std::string_view line) {
+                decoder->m_output = &printed;
+                decoder->m_status = ExitDone;
+                decoder->DecodeLine(place, line);
+                return decoder->m_status;
+            };
         };
-        ForEachLineInJobs<int>(
-            file, m_options.jobs, m_output, [&decode] { return decode; },
-            [this](const Place&, int status) {
-                m_read = true;
-                m_status = std::max(m_status, status);
-            });
+        ForEachLineInJobs<int>(file, m_options.jobs, *m_output, makeVisit, [this](const Place&, int status) {
+            m_read = true;
+            m_status = std::max(m_status, status);
+        });
     }
 
     void DecodeLine(const Place& place, std::string_view text)
@@ -232,13 +236,13 @@ class Decoder
         if (m_options.format == "csv")
             PrintOnlyCsv(place, record);
         else if (m_options.format == "json")
-            m_output.Write(
+            m_output->Write(
                 preview::SegmentsJson(record.timeStepUsec, record.ampStepUa, record.words, place.Text()) +
                 '\n');
         else
-            PrintTable(m_output, place, record);
+            PrintTable(*m_output, m_table, place, record);
         for (const std::string& remark : playback::Remarks(record.words, record.Scale()))
-            PrintMessage(m_output, place, "warning: " + remark);
+            PrintMessage(*m_output, place, "warning: " + remark);
     }
 
     // A table of one train has no column that would tell it from the next.
@@ -246,7 +250,7 @@ class Decoder
     {
         if (m_printed) return Refuse(place, "--format csv takes one pattern; its table was printed");
         if (m_options.train && record.continuous) return Refuse(place, "--train: the train has no end");
-        PrintCsv(m_output, m_options, record);
+        PrintCsv(*m_output, m_options, record);
         m_printed = true;
     }
 
@@ -254,12 +258,13 @@ class Decoder
     {
         m_read = true;
         m_status = ExitFailed;
-        if (m_options.format == "json") m_output.Write(preview::ErrorJson({fault}, place.Text()) + '\n');
-        PrintMessage(m_output, place, fault);
+        if (m_options.format == "json") m_output->Write(preview::ErrorJson({fault}, place.Text()) + '\n');
+        PrintMessage(*m_output, place, fault);
     }
 
     const DecodeOptions& m_options;
-    Output& m_output;
+    Output* m_output;
+    Table m_table{"start us", "duration us", "current uA", "kind", "word"};
     bool m_read = false;  // an array
     int m_status = ExitDone;
     bool m_printed = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <initializer_list>
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,20 +20,42 @@ class Table
 
     std::size_t Size() const { return m_rowEnds.size() - 1; }  // without the header
 
-    // Appends the rows to text, each after two blanks.
+    // Leaves the header only.
+    void Clear()
+    {
+        m_rowEnds.resize(1);
+        m_ends.resize(m_rowEnds.front());
+        m_text.resize(m_ends.back());
+        std::size_t begin = 0;
+        for (std::size_t column = 0; column < m_ends.size(); ++column) {
+            m_widths[column] = m_ends[column] - begin;
+            begin = m_ends[column];
+        }
+    }
+
+    // Appends the rows to text, each after two blanks, without blanks at its end.
     void Print(std::string& text) const
     {
+        const std::size_t rowSize =
+            std::accumulate(m_widths.begin(), m_widths.end(), 2 * m_widths.size() + 1);
+        const std::size_t start = text.size();
+        text.resize(start + m_rowEnds.size() * rowSize, ' ');
+        char* out = text.data() + start;
         std::size_t cell = 0;
         std::size_t begin = 0;
         for (const std::size_t rowEnd : m_rowEnds) {
+            char* last = out;  // behind the last cell with a text
             for (std::size_t column = 0; cell < rowEnd; ++cell, ++column) {
                 const std::size_t size = m_ends[cell] - begin;
-                text.append("  ").append(m_text, begin, size).append(m_widths[column] - size, ' ');
+                out += 2;
+                if (size != 0) last = std::copy_n(m_text.data() + begin, size, out);
+                out += m_widths[column];
                 begin = m_ends[cell];
             }
-            text.erase(text.find_last_not_of(' ') + 1);
-            text += '\n';
+            *last = '\n';
+            out = last + 1;
         }
+        text.resize(static_cast<std::size_t>(out - text.data()));
     }
 
  private:
