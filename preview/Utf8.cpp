@@ -124,16 +124,17 @@ std::string ShownText(std::string_view text, std::size_t columns)
 std::string Visible(std::string_view text)
 {
     static constexpr char Digits[] = "0123456789ABCDEF";
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
     std::string visible;
     visible.reserve(text.size());
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F)
-            visible += c;
-        else
-            visible.append("\\x").append(1, Digits[byte >> 4U]).append(1, Digits[byte & 15U]);
+    for (;;) {
+        const auto control = std::find_if(text.begin(), text.end(), isControl);
+        visible.append(text.begin(), control);
+        if (control == text.end()) return visible;
+        const auto byte = static_cast<unsigned char>(*control);
+        visible.append("\\x").append(1, Digits[byte >> 4U]).append(1, Digits[byte & 15U]);
+        text.remove_prefix(static_cast<std::size_t>(control - text.begin()) + 1);
     }
-    return visible;
 }
 
 }  // namespace preview
