@@ -4,11 +4,15 @@
 
 #include <array>
 #include <cmath>
+#include <cstdint>
+#include <fstream>
 #include <random>
 
 #include "Advice.h"
+#include "Picture.h"
 #include "Sentences.h"
 #include "Sequence.h"
+#include "Svg.h"
 #include "TestPatterns.h"
 
 using namespace preview;
@@ -22,6 +26,13 @@ DesignRequest Pulse()
     request.phase1Usec = 100;
     request.ipiUsec = 100;
     return request;
+}
+
+std::string Repeated(const std::string& text, int times)
+{
+    std::string repeated;
+    while (times-- > 0) repeated += text;
+    return repeated;
 }
 
 // Reads the text again, as a host would.
@@ -161,6 +172,61 @@ TEST(ReportTest, WarnsTheSameWithoutALookAtEveryDeviation)
     EXPECT_GT(plain, 1000);
     EXPECT_GT(balanced, 200);
     EXPECT_GT(notable, 1000);
+}
+
+// Somebody has looked at each of these pictures. The file of one that has changed is written: look at it, and put its new
+// checksum here.
+TEST(PictureTest, LooksAsItDidWhenItWasLookedAt)
+{
+    struct
+    {
+        const char* file;
+        PatternKind pattern;
+        float timeStepUsec;
+        Drawn drawn;
+        std::string text;
+        std::uint64_t checksum;
+    } const pictures[] = {
+        {"pulse.svg", PatternKind::Lilly, 10, Drawn::Cycle,
+         "Pulse:(0,0)(200,-60)(100,0)(400,30)(99300,0):DurationMsec=[1000]:ChargeBalanceIdx=[2]",
+         0x522875C245AA7151},
+        {"off-the-grid.svg", PatternKind::Lilly, 20, Drawn::Cycle,
+         "Off:(0,0)(215,-64)(50,0)(215,64)(1117,0):DurationMsec=[10]:ChargeBalanceIdx=[1]",
+         0x87BE037BD27BF6B8},
+        {"two-pauses.svg", PatternKind::Plain, 10, Drawn::Cycle,
+         "Two:(300,50)(5000,0)(300,-50)(94400,0):DurationMsec=[200]", 0x140459B472F07EB0},
+        {"many-pauses.svg", PatternKind::Plain, 10, Drawn::Cycle,
+         "Many:" + Repeated("(100,40)(100,-40)(3000,0)(100,20)(5000,0)", 40) + ":DurationMsec=[inf]",
+         0xD24228688E942A2C},
+        {"seconds.svg", PatternKind::Plain, 100, Drawn::Cycle,
+         "Slow:(2000000,10)(1000000,0)(2000000,-10)(8000000,0):DurationMsec=[13000]", 0x74F4B9826E9193C8},
+        {"nothing.svg", PatternKind::Plain, 10, Drawn::Cycle, "None:(1000,0)(1000,0):DurationMsec=[2]",
+         0xE5CDFE5EFEAAC71F},
+        {"texts.svg", PatternKind::Plain, 10, Drawn::Cycle,
+         "\xC3\xA9\xE5\x88\xBA\t<&>" + Repeated(" long", 40) +
+             ":(215,50)(50,0)(213,-50)(1004,0):DurationMsec=[7.7]",
+         0x3B9026B8E70535D9},
+        {"cycles.svg", PatternKind::Plain, 20, Drawn::Train,
+         "Cycles:(210,-60)(30,0)(210,60)(5005,0):DurationMsec=[17]", 0x36C38B27939FDFE9},
+        {"columns.svg", PatternKind::Plain, 10, Drawn::Train,
+         "Columns:(200,-60)(400,30)(99400,0):DurationMsec=[5000]", 0x3ECFD0E5927C647A},
+        {"many-cycles.svg", PatternKind::Plain, 10, Drawn::Train,
+         "Dense:(200,-60)(400,30)(9400,0):DurationMsec=[25005]", 0xBC4011BC625ED51A},
+    };
+    for (const auto& picture : pictures) {
+        Stimulator stimulator;
+        stimulator.pattern = picture.pattern;
+        stimulator.timeStepUsec = picture.timeStepUsec;
+        stimulator.budget = StimPattern::MaxWords;
+        Report report(stimulator);
+        ReportOn(picture.text, {}, Reading::Strict, report);
+        ASSERT_TRUE(report.encoding.Encoded()) << picture.file;
+        const std::string svg = SvgOf(PictureOf(report, picture.drawn));
+        std::uint64_t checksum = 0xCBF29CE484222325;  // FNV-1a
+        for (const char c : svg) checksum = (checksum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+        EXPECT_EQ(checksum, picture.checksum) << picture.file << " is another picture";
+        if (checksum != picture.checksum) std::ofstream(picture.file, std::ios::binary) << svg;
+    }
 }
 
 }  // namespace
