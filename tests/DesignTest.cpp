@@ -224,7 +224,8 @@ TEST(PictureTest, LooksAsItDidWhenItWasLookedAt)
         const std::string svg = SvgOf(PictureOf(report, picture.drawn));
         std::uint64_t checksum = 0xCBF29CE484222325;  // FNV-1a
         for (const char c : svg) checksum = (checksum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
-        EXPECT_EQ(checksum, picture.checksum) << picture.file << " is another picture";
+        EXPECT_EQ(checksum, picture.checksum)
+            << "not as it was: " << picture.file << ", 0x" << std::hex << checksum;
         if (checksum != picture.checksum) std::ofstream(picture.file, std::ios::binary) << svg;
     }
 }
