@@ -44,16 +44,17 @@ class Table
         std::size_t cell = 0;
         std::size_t begin = 0;
         for (const std::size_t rowEnd : m_rowEnds) {
-            char* last = out;  // behind the last cell with a text
+            char* const row = out;
+            char* end = out;  // of the texts
             for (std::size_t column = 0; cell < rowEnd; ++cell, ++column) {
-                const std::size_t size = m_ends[cell] - begin;
                 out += 2;
-                if (size != 0) last = std::copy_n(m_text.data() + begin, size, out);
+                end = std::copy_n(m_text.data() + begin, m_ends[cell] - begin, out);
                 out += m_widths[column];
                 begin = m_ends[cell];
             }
-            *last = '\n';
-            out = last + 1;
+            while (end != row && end[-1] == ' ') --end;
+            *end = '\n';
+            out = end + 1;
         }
         text.resize(static_cast<std::size_t>(out - text.data()));
     }
