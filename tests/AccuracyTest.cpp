@@ -353,4 +353,33 @@ TEST(AccuracyTest, WholeMicrosecondsAreExactOnPowersOfTwo)
     }
 }
 
+// What Written holds words against.
+TEST(AccuracyTest, WordsOfAnotherListAreNoticed)
+{
+    const HostPattern pattern({{200, -60}, {100, 0}, {400, 30}, {1000, 0}}, 20);
+    const Words written = Written(pattern).value();
+    const auto plays = [&](const Words& words) {
+        return playback::PlaysPhases(words, pattern.Phases(), {20, 1});
+    };
+    ASSERT_EQ(written.size(), 4U);
+    EXPECT_TRUE(plays(written));
+    for (std::size_t i = 0; i < written.size(); ++i) {
+        Words words = written;
+        words[i] ^= 0x80;  // the sign
+        EXPECT_EQ(plays(words), i % 2 != 0) << i;
+        words = written;
+        words[i] |= 0x2001;  // a current, or another one
+        EXPECT_FALSE(plays(words)) << i;
+        words = written;
+        words.erase(words.begin() + static_cast<std::ptrdiff_t>(i));
+        EXPECT_FALSE(plays(words)) << i;
+        words = written;
+        words.push_back(written[i]);
+        EXPECT_FALSE(plays(words)) << i;
+        words = written;
+        std::swap(words[i], words[(i + 1) % 4]);
+        EXPECT_FALSE(plays(words)) << i;
+    }
+}
+
 }  // namespace
