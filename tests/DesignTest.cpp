@@ -50,11 +50,13 @@ TEST(DesignTest, TheLibraryCountsThePulsesThatAreAsked)
     for (int i = 0; i < 60; ++i) {
         DesignRequest request = Pulse();
         request.frequencyHz = std::pow(1000.0, i / 59.0);
-        for (int k = 0; k < 60; ++k) {
-            // The smallest counts, the largest that are promised, and from all magnitudes between them.
+        for (int k = 0; k < 80; ++k) {
+            // The smallest counts, the largest that are promised, from all magnitudes between them, and more: above
+            // 100000 the next float may be the one.
             request.pulses = k < 20   ? k + 1
                              : k < 30 ? 100000 - (k - 20)
-                                      : std::lround(std::pow(1e5, k / 60.0));
+                             : k < 60 ? std::lround(std::pow(1e5, k / 60.0))
+                                      : std::lround(1e5 * std::pow(20, (k - 60) / 20.0));
             MakeDesign(request, design);
             ASSERT_EQ(CyclesRead(design), request.pulses) << request.frequencyHz << " Hz: " << design.text;
         }
