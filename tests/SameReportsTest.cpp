@@ -34,8 +34,7 @@ class Printed
 
     void ExpectSame(const char* file, std::uint64_t expected) const
     {
-        std::uint64_t checksum = 0xCBF29CE484222325;  // FNV-1a
-        for (const char c : m_text) checksum = (checksum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+        const std::uint64_t checksum = Checksum(m_text);
         EXPECT_EQ(checksum, expected) << "not as it was: " << file << ", 0x" << std::hex << checksum;
         if (checksum != expected || std::getenv("TARVUTIL_PRINTED") != nullptr)
             std::ofstream(file, std::ios::binary) << m_text;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <iomanip>
@@ -162,6 +163,14 @@ inline std::string Array(StimPattern& pattern)
 {
     return Hex(
         Collected(StimPattern::MaxWords, [&](unsigned int* words) { return pattern.WordArray(words, 1); }));
+}
+
+// FNV-1a.
+inline std::uint64_t Checksum(const std::string& text)
+{
+    std::uint64_t checksum = 0xCBF29CE484222325;
+    for (const char c : text) checksum = (checksum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+    return checksum;
 }
 
 // Fixed seeds give the same numbers with every standard library.
