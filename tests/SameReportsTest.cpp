@@ -291,7 +291,9 @@ TEST(SameReportsTest, OfSchedules)
             line += std::to_string(random.Below(400)) + '\t';
             line = Damaged(line + AnyText(stimulator, random), random);
             ScheduleLine read;
-            printed.Add(ReadScheduleLine(line, read));
+            const std::string fault = ReadScheduleLine(line, read);
+            // The latest start is that of the host's clock.
+            printed.Add(fault.substr(0, fault.find(std::to_string(MaxStartMsec()))));
             ReportOn(read.text, {}, Reading::Strict, report);
             if (!report.encoding.Encoded() || report.deviations.periodUsec.played < 500) continue;
             const TotalCurrent own = LargestCurrent(report);
@@ -306,7 +308,7 @@ TEST(SameReportsTest, OfSchedules)
         printed.Add({ScheduleJson(schedule, {random.Between(1, 30), 3}, until), EventsOf(schedule, until)});
         for (const ScheduledTrain& train : schedule.Trains()) printed.Add(CutSentence(train, until));
     }
-    printed.ExpectSame("schedules.txt", 0xB9FFC452886BCA5D);
+    printed.ExpectSame("schedules.txt", 0x345E4320CF589BDE);
 }
 
 TEST(SameReportsTest, OfWords)
