@@ -136,7 +136,7 @@ TEST(NumberText, WithoutToCharsTheSameTextsAreMade)
     std::mt19937 random(3);
     for (std::uint32_t i = 0; i < 100000; ++i) {
         const auto any = static_cast<std::uint32_t>(random());
-        const std::uint32_t bits = i % 2 == 0 ? any : (any & 0xff800000u) + i % 8 - 4;
+        const std::uint32_t bits = i % 2 == 0 ? any : (any & 0xff800000u) + i / 2 % 8 - 4;
         float value = 0;
         std::memcpy(&value, &bits, sizeof value);
         if (std::isnan(value)) continue;
