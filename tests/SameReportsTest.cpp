@@ -16,8 +16,8 @@
 // Everything that front ends print of many inputs, good and faulty: the same on every system and with every compiler, one
 // checksum for each kind of input. What the texts must say is tested by the other tests. After a change that is meant:
 //
-//     git stash; ...; TARVUTIL_PRINTED=1 SameReportsTest      writes reports.txt and others, as they were
-//     git stash pop; ...; SameReportsTest                     writes those that differ: read the difference
+//     git stash; ...; TEST_TMPDIR=before TARVUTIL_PRINTED=1 SameReportsTest
+//     git stash pop; ...; TEST_TMPDIR=after SameReportsTest                   writes what differs: read it
 
 using namespace preview;
 
@@ -32,9 +32,10 @@ class Printed
         for (const std::string& text : texts) Add(text);
     }
 
-    void ExpectSame(const char* file, std::uint64_t expected) const
+    void ExpectSame(const char* name, std::uint64_t expected) const
     {
         const std::uint64_t checksum = Checksum(m_text);
+        const std::string file = testing::TempDir() + name;
         EXPECT_EQ(checksum, expected) << "not as it was: " << file << ", 0x" << std::hex << checksum;
         if (checksum != expected || std::getenv("TARVUTIL_PRINTED") != nullptr)
             std::ofstream(file, std::ios::binary) << m_text;
