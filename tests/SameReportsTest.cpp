@@ -45,10 +45,10 @@ class Printed
     std::string m_text;
 };
 
-template <std::size_t Size>
-const char* OneOf(Random& random, const char* const (&texts)[Size])
+template <typename T, std::size_t Size>
+T OneOf(Random& random, const T (&values)[Size])
 {
-    return texts[random.Below(Size)];
+    return values[random.Below(static_cast<int>(Size))];
 }
 
 // In one of four cases a piece of text is replaced, inserted or removed.
@@ -99,8 +99,8 @@ Stimulator AnyStimulator(Random& random)
     Stimulator stimulator;
     stimulator.pattern = random.Below(2) == 0 ? PatternKind::Lilly : PatternKind::Plain;
     stimulator.timeStepUsec =
-        std::array{1.0f, 1.7f, 7.3f, 10.0f, 20.0f, ThirdStep, 40.0f, 100.0f, 700.0f}[random.Below(9)];
-    stimulator.ampStepUa = std::array{1.0f, 10.0f, 0.7f}[random.Below(3)];
+        OneOf(random, {1.0f, 1.7f, 7.3f, 10.0f, 20.0f, ThirdStep, 40.0f, 100.0f, 700.0f});
+    stimulator.ampStepUa = OneOf(random, {1.0f, 10.0f, 0.7f});
     if (random.Below(4) == 0) stimulator.ampMaxUa = static_cast<float>(random.Below(300));
     if (random.Below(9) == 0) stimulator.ampMaxUa = 99.5f * stimulator.ampStepUa;
     if (random.Below(4) == 0) stimulator.budget = random.Between(1, 12);
@@ -112,8 +112,8 @@ std::string AnyText(const Stimulator& stimulator, Random& random)
     static constexpr const char* Units[] = {
         "s", "sec", "ms", " msec", "us", "usec", "ns", "\xC2\xB5s",    "\xCE\xBCs",
         "A", "mA",  "uA", "nA",    ".5", "x",    ".5", "\xC2\xB5\x41", "\xCE\xBC\x41"};
-    std::vector<std::pair<int, int>> list(stimulator.pattern == PatternKind::Lilly ? 5
-                                                                                   : random.Between(1, 7));
+    const int phases = stimulator.pattern == PatternKind::Lilly ? 5 : random.Between(1, 7);
+    std::vector<std::pair<int, int>> list(static_cast<std::size_t>(phases));
     const auto length = [&] {
         const int steps = random.Below(random.Below(5) == 0 ? 200000 : 30);
         const float usec = static_cast<float>(steps) * stimulator.timeStepUsec;
@@ -150,7 +150,7 @@ Limits AnyLimits(Random& random)
 {
     Limits limits;
     for (auto& most : limits.most)
-        if (random.Below(8) == 0) most = std::array{0.0, 0.001, 0.5, 3.0, 40.0, 5000.0}[random.Below(6)];
+        if (random.Below(8) == 0) most = OneOf(random, {0.0, 0.001, 0.5, 3.0, 40.0, 5000.0});
     if (random.Below(2) == 0 || LimitWithoutArea(limits) != nullptr) limits.areaCm2 = 2e-5;
     limits.exact = random.Below(9) == 0;
     if (random.Below(9) == 0)
@@ -266,8 +266,7 @@ TEST(SameReportsTest, OfDeviceFilesAndOptionLines)
         read(ReadProfile(Damaged(device, random), "lab.toml", sources[0]));
         read(ReadOptionLine(Damaged(line, random), "p:1", sources[1]));
         const auto setting = static_cast<std::size_t>(random.Below(SettingCount));
-        const double value =
-            std::array{0.0, 1.0, 0.25, 20.0, 300.0}[static_cast<std::size_t>(random.Below(5))];
+        const double value = OneOf(random, {0.0, 1.0, 0.25, 20.0, 300.0});
         printed.Add(FaultOf(setting, value));
         if (FaultOf(setting, value).empty()) sources[2].Set(setting, value, "option");
         const Profile merged = Merge(sources[2], sources[1], sources[0]);
@@ -334,11 +333,11 @@ TEST(SameReportsTest, OfWords)
                             static_cast<unsigned int>(random.Below(1 << (any ? 16 : 8))));
         }
         std::string text;
-        if (random.Below(3) == 0)
-            text = std::string("{\"words\": [1, ") + OneOf(random, Json) +
-                   "], \"cycles\": 7, \"continuous\": false, \"time_step_us\": 20, \"amp_step_ua\": " +
-                   OneOf(random, Json) + "}";
-        else
+        if (random.Below(3) == 0) {
+            text.append("{\"words\": [1, ").append(OneOf(random, Json));
+            text += "], \"cycles\": 7, \"continuous\": false, \"time_step_us\": 20, \"amp_step_ua\": ";
+            text.append(OneOf(random, Json)).append("}");
+        } else
             AppendWords(text, words);
         WordLine line;
         printed.Add(ReadWordLine(Damaged(text, random), line));
