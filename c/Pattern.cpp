@@ -377,7 +377,7 @@ int32_t tarvutil_pattern_words(tarvutil_pattern* pattern, uint32_t* words, int32
         try {
             // Without phases, also after a repair that leaves none, the library has words: word 0 alone, which plays
             // nothing.
-            usable = p.Pattern().Update() && p.Pattern().PhaseCount() > 0;
+            usable = p.Pattern().PhaseCount() > 0 && p.Pattern().Update() && p.Pattern().PhaseCount() > 0;
         } catch (const std::out_of_range&) {
             // A list that was cut below the phases that a repair needs.
         }

@@ -167,7 +167,7 @@ Words WordArray(Pattern& p)
 {
     StimPattern& pattern = p.Base();
     // Without phases, also after a repair that leaves none, the library has words: word 0 alone, which plays nothing.
-    const bool current = pattern.Update() && pattern.PhaseCount() > 0;
+    const bool current = pattern.PhaseCount() > 0 && pattern.Update() && pattern.PhaseCount() > 0;
     p.Check();
     const int count = current ? pattern.WordCount() : 0;
     if (count < 1) RefuseList(p, pattern.Phases());
