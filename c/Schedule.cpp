@@ -81,6 +81,8 @@ int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int6
         NeedWords(report);
         if (!report.WithinLimits()) throw Error{TARVUTIL_REFUSED, ExcessSentences(report.excesses).front()};
         const std::int32_t number = Count(s.trains);
+        if (std::string fault = ScheduleFault(report); !fault.empty())
+            throw Error{TARVUTIL_REFUSED, std::move(fault)};
         s.schedule.Add(s.trains, line, report);
         ++s.trains;
         s.json.clear();

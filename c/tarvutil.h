@@ -332,7 +332,7 @@ TARVUTIL_API tarvutil_schedule* tarvutil_schedule_new(const tarvutil_stimulator*
 TARVUTIL_API int32_t tarvutil_schedule_free(tarvutil_schedule* schedule);
 TARVUTIL_API int32_t tarvutil_schedule_error(const tarvutil_schedule* schedule, char* text, int32_t capacity);
 /* Adds the train of a specification string on a channel, 0 to 1000000, from start_ms, 0 to 1000000000000. Returns its
- * number, from 0; TARVUTIL_REFUSED when the text has no words or exceeds a limit. */
+ * number, from 0; TARVUTIL_REFUSED when the text has no words, its words last no time, or it exceeds a limit. */
 TARVUTIL_API int32_t tarvutil_schedule_add(tarvutil_schedule* schedule, int32_t channel, int64_t start_ms,
                                            const char* text, int32_t length, int32_t lenient);
 /* The commands of a host that polls every poll_ms, 1 to 1000000, until until_ms (-1: to the end of all trains, none of

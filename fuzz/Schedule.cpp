@@ -135,7 +135,7 @@ void CheckTrains(FuzzedDataProvider& in)
 {
     static constexpr const char* Phases[] = {"(200,-300)(66,0)(200,300)(9534,0)", "(100,50)(900,0)",
                                              "(100,-50)(50,20)(333,0)",
-                                             "(0,0)(210,-60)(53,0)(210,60)(527,0)"};
+                                             "(0,0)(210,-60)(53,0)(210,60)(527,0)", "(0,50)"};
     static constexpr const char* Trains[] = {"1", "2", "7.3", "50", "5000", "inf"};
     Stimulator stimulator;
     stimulator.pattern = PatternKind::Plain;
@@ -151,7 +151,7 @@ void CheckTrains(FuzzedDataProvider& in)
                                  in.PickValueInArray(Trains) + ']';
         Report& report = reports.emplace_back(stimulator);
         ReportOn(text, {}, Reading::Strict, report);
-        if (!report.encoding.Encoded()) return;
+        if (!report.encoding.Encoded() || !ScheduleFault(report).empty()) return;
         schedule.Add(trains.size(), {channel, start, text}, report);
         trains.push_back({channel, start, &report});
     }

@@ -60,6 +60,12 @@ TotalCurrent LargestCurrent(const Report& report)
     return total;
 }
 
+std::string ScheduleFault(const Report& report)
+{
+    if (playback::PeriodUsec(report.encoding.words, report.stimulator.Scale()) > 0) return {};
+    return "its words last no time: they would be due again and again";
+}
+
 void Schedule::Add(std::size_t number, const ScheduleLine& line, const Report& report)
 {
     const Encoding& encoding = report.encoding;

@@ -91,12 +91,16 @@ struct TotalCurrent
 // Of one train of the pattern of the report, which has words, on a channel of its own. Times are from its start on.
 TotalCurrent LargestCurrent(const Report& report);
 
+// Why a schedule cannot have a train of the pattern of the report, which has words; or nothing.
+std::string ScheduleFault(const Report& report);
+
 class Schedule
 {
  public:
     explicit Schedule(const Stimulator& stimulator) : m_stimulator(stimulator) {}
 
-    // Adds a train of the pattern of the report, which has words and is for the stimulator of the schedule.
+    // Adds a train of the pattern of the report, which has words and is for the stimulator of the schedule. REQUIRES: no
+    // fault.
     void Add(std::size_t number, const ScheduleLine& line, const Report& report);
 
     // In the order of their starts.

@@ -9,8 +9,8 @@ function planned = schedule(channels, starts_ms, texts, varargin)
 %   planned = tarvutil.schedule(..., name, value, ...) sets options, see tarvutil.check; the limit 'max_total_current' (uA)
 %   applies to the sum of the magnitudes of all currents.
 %
-%   Raises tarvutil:notPlayable for a text that has no words or exceeds a limit, for a train that begins while its channel
-%   still plays another, and when the total current exceeds its limit.
+%   Raises tarvutil:notPlayable for a text that has no words, or words that last no time, or exceeds a limit, for a train
+%   that begins while its channel still plays another, and when the total current exceeds its limit.
 %
 %   Example:
 %      text = 'left:(0,0)(200,-40)(60,0)(200,40)(9540,0):DurationMsec=[500]';

@@ -338,6 +338,7 @@ class Schedule
             Report report(m_stimulator);
             ReportOn(view, m_limits, ReadingOf(lenient), report);
             if (!report.WithinLimits()) Refuse(report);
+            if (const std::string fault = ScheduleFault(report); !fault.empty()) Refuse(fault);
             m_schedule.Add(m_trains, {channel, startMsec, view}, report);
             return m_trains++;
         });

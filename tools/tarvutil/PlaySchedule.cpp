@@ -56,6 +56,8 @@ class SchedulePlayer
             m_status = ExitFailed;
             return;
         }
+        const std::string trainFault = ScheduleFault(m_report);
+        if (!trainFault.empty()) return Refuse(place, trainFault);
         m_schedule.Add(place.number, line, m_report);
     }
 
