@@ -223,6 +223,7 @@ struct Life
             const playback::Word word = playback::Unpack(bits);
             Require(word.timeSteps > 0 && std::abs(word.ampSteps) <= 100, "a word lasts and is in the range");
         }
+        words.insert(words.begin(), 1);
         Require(playback::PlaysPhases(words, p->Phases(), {Inside::TimeStepOf(*p), p->AmpStepSize()}),
                 "the words play the phases");
     }

@@ -151,38 +151,91 @@ std::vector<Segment> Joined(const std::vector<Segment>& segments)
     return joined;
 }
 
+namespace {
+
+// Follows the phases of a list with what is played.
+class ListFollower
+{
+ public:
+    ListFollower(const std::vector<phase>& phases, const Scale& scale)
+        : m_phases(phases),
+          m_scale(scale),
+          m_roundedUsec(std::max(static_cast<double>(StimPattern::IgnoreUsec), 0.015 * scale.timeStepUsec)),
+          m_slackUsec(scale.timeStepUsec)
+    {
+        Begin();
+    }
+
+    // Whether a current is that of the present phase or of a later one, and lies where the phase does.
+    bool Takes(const Segment& played)
+    {
+        const double end = played.startUsec + played.durationUsec;
+        while (played.currentUa != m_currentUa || end > m_endUsec + m_slackUsec)
+            if (!Next()) return false;
+        m_leftUsec -= played.durationUsec;
+        return played.startUsec >= m_startUsec - m_slackUsec;
+    }
+
+    // Whether the rest of the list has no current to be played, and all of it lasts so long.
+    bool EndsAt(double usec)
+    {
+        while (m_index < m_phases.size())
+            if (!Next()) return false;
+        return std::fabs(usec - m_endUsec) <= m_slackUsec;
+    }
+
+ private:
+    void Begin()
+    {
+        using namespace TarvUtil::Internal;
+        constexpr int Most = static_cast<int>(StimAtom::MaxAmpSteps);
+        constexpr double SinglePrecision = 1.0 / (1 << 22);
+        m_currentUa = m_leftUsec = 0;
+        if (m_index == m_phases.size()) return;
+        const phase& p = m_phases[m_index];
+        const int steps = ToInt(AmplitudeSteps(p.amp, static_cast<float>(m_scale.ampStepUa)));
+        m_currentUa = std::clamp(steps, -Most, Most) * m_scale.ampStepUa;
+        m_leftUsec = static_cast<double>(p.len);
+        m_startUsec = m_endUsec;
+        m_endUsec += m_leftUsec;
+        m_slackUsec += m_roundedUsec + SinglePrecision * (m_leftUsec + m_scale.timeStepUsec);
+    }
+
+    // Goes to the next phase. False at the end of the list, and if the current of this one is not played: what is left of
+    // it cannot lie in the shared steps at its ends, or have been taken for an earlier phase of the same current.
+    bool Next()
+    {
+        const bool isMissing = m_currentUa != 0 && m_leftUsec > 2 * m_slackUsec + m_scale.timeStepUsec;
+        if (isMissing || m_index == m_phases.size()) return false;
+        ++m_index;
+        Begin();
+        return true;
+    }
+
+    const std::vector<phase>& m_phases;
+    const Scale& m_scale;
+    const double m_roundedUsec;  // by which a count can differ from its time
+    std::size_t m_index = 0;
+    double m_startUsec = 0;
+    double m_endUsec = 0;
+    double m_slackUsec;
+    double m_currentUa = 0;
+    double m_leftUsec = 0;  // of the phase, not yet played
+};
+
+}  // namespace
+
 bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase>& phases, const Scale& scale)
 {
-    using namespace TarvUtil::Internal;
-    constexpr int Most = static_cast<int>(StimAtom::MaxAmpSteps);
     constexpr double LongestSplit = 512;
-    constexpr double SinglePrecision = 1.0 / (1 << 22);
-    if (!(scale.timeStepUsec > 0)) return words.empty();
+    if (!(scale.timeStepUsec > 0)) return words.size() == 1;
     if (scale.timeStepUsec >= LongestSplit) return true;
-    const double rounded = std::max(static_cast<double>(StimPattern::IgnoreUsec), 0.015 * scale.timeStepUsec);
-    std::vector<unsigned int> array{1};
-    array.insert(array.end(), words.begin(), words.end());
-    const std::vector<Segment> segments = Segments(array, scale);
-    auto segment = segments.begin();
-    double end = 0;
-    double slack = scale.timeStepUsec;
-    for (const phase& p : phases) {
-        const double start = end;
-        end += static_cast<double>(p.len);
-        slack += rounded + SinglePrecision * (static_cast<double>(p.len) + scale.timeStepUsec);
-        const int steps = ToInt(AmplitudeSteps(p.amp, static_cast<float>(scale.ampStepUa)));
-        const double currentUa = std::clamp(steps, -Most, Most) * scale.ampStepUa;
-        // The currents of the list stand in the order of its phases.
-        for (; segment != segments.end(); ++segment) {
-            if (segment->currentUa == 0) continue;
-            const double segmentEnd = segment->startUsec + segment->durationUsec;
-            if (segment->currentUa != currentUa || segmentEnd > end + slack) break;
-            if (segment->startUsec < start - slack) return false;
-        }
-    }
-    const bool allFound =
-        std::all_of(segment, segments.end(), [](const Segment& s) { return s.currentUa == 0; });
-    return allFound && std::fabs(PeriodUsec(array, scale) - end) <= slack;
+    ListFollower follower(phases, scale);
+    bool plays = true;
+    ForEachSegment(words, scale, [&](const Segment& segment) {
+        plays = plays && (segment.currentUa == 0 || follower.Takes(segment));
+    });
+    return plays && follower.EndsAt(PeriodUsec(words, scale));
 }
 
 double PeriodUsec(const std::vector<unsigned int>& words, const Scale& scale)

@@ -103,9 +103,10 @@ std::vector<Segment> Segments(const std::vector<unsigned int>& words, const Scal
 // Neighbours of equal current joined into one.
 std::vector<Segment> Joined(const std::vector<Segment>& segments);
 
-// Whether words, from word 1 on, play this list: each current lies where a phase has it, and together they last as long as
-// the phases; give or take a time step, and what the counts of the phases before are rounded by. Above 512 us a word can
-// last longer than was meant: there it is true of any words. For checks of the writer.
+// Whether a word array, word 0 first, plays this list: each current lies where a phase has it, each phase of some time
+// steps has its current, and together they last as long as the phases; give or take a time step, and what the counts of
+// the phases before are rounded by. Above 512 us a word can last longer than was meant: there it is true of any words.
+// For checks of the writer.
 bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase>& phases,
                  const Scale& scale);
 

@@ -152,6 +152,8 @@ void TraceWords(const StimPattern& pattern, const playback::Scale& scale,
     trace.words.clear();
     trace.foreign = false;
     Tracer(pattern, scale, words, trace).Run();
+    // The writer that traces is the one that wrote: what it wrote is checked by what it plays.
+    if (!playback::PlaysPhases(words, pattern.Phases(), scale)) trace.foreign = true;
 }
 
 }  // namespace preview

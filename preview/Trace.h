@@ -48,7 +48,7 @@ struct Trace
     std::vector<WordPhases> words;  // of the words 1 to the last; word 0 has no phases
     double endUsec = 0;             // when the last phase ends, without what a tail word of no current adds
     double periodUsec = 0;
-    bool foreign = false;  // the words are not those that the writer makes of the phases
+    bool foreign = false;  // the words are not those that the writer makes of the phases, or do not play them
 };
 
 // Runs the writer over the phases of the pattern once more, with a sink that records, and plays back the given words: a

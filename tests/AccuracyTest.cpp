@@ -323,6 +323,7 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
         Comparison comparison{repaired ? lilly.m_phases : plain.m_phases, words, {timeStep, ampStep}};
         const bool clear = !comparison.bounds.near && !comparison.bounds.large;
         comparison.HoldTo(tallies[{timeStep, clear ? "clear of the thresholds" : "others"}]);
+        EXPECT_TRUE(playback::PlaysPhases(words, comparison.asked, comparison.scale)) << "list " << encoded;
     }
     if (wish == nullptr) return;
     for (const auto& [key, tally] : tallies) {
@@ -358,7 +359,8 @@ TEST(AccuracyTest, WordsOfAnotherListAreNoticed)
 {
     const HostPattern pattern({{200, -60}, {100, 0}, {400, 30}, {1000, 0}}, 20);
     const Words written = Written(pattern).value();
-    const auto plays = [&](const Words& words) {
+    const auto plays = [&](Words words) {
+        words.insert(words.begin(), 1);
         return playback::PlaysPhases(words, pattern.Phases(), {20, 1});
     };
     ASSERT_EQ(written.size(), 4U);
@@ -367,8 +369,16 @@ TEST(AccuracyTest, WordsOfAnotherListAreNoticed)
         Words words = written;
         words[i] ^= 0x80;  // the sign
         EXPECT_EQ(plays(words), i % 2 != 0) << i;
+        words[i] = written[i] & 0xFFFF0000;  // no current
+        EXPECT_EQ(plays(words), i % 2 != 0) << i;
         words = written;
-        words[i] |= 0x2001;  // a current, or another one
+        if (i % 2 == 0) {
+            words[i] -= 0x80000;  // eight steps, by which the pause is longer
+            words[i + 1] += 0x80000;
+            EXPECT_FALSE(plays(words)) << i;
+        }
+        words = written;
+        words[i] = written[i] | 0x2001;  // a current, or another one
         EXPECT_FALSE(plays(words)) << i;
         words = written;
         words.erase(words.begin() + static_cast<std::ptrdiff_t>(i));

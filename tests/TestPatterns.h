@@ -139,7 +139,9 @@ inline std::optional<Words> Written(const StimPattern& pattern, int maxWords = S
         Collected(maxWords, [&](unsigned int* out) { return pattern.WriteStimCmds(out, maxWords); });
     const playback::Scale scale{Inside::TimeStepOf(pattern), pattern.AmpStepSize()};
     if (words && !Inside::IsOverridden(pattern)) {
-        EXPECT_TRUE(playback::PlaysPhases(*words, pattern.Phases(), scale));
+        Words array{1};
+        array.insert(array.end(), words->begin(), words->end());
+        EXPECT_TRUE(playback::PlaysPhases(array, pattern.Phases(), scale));
     }
     return words;
 }
