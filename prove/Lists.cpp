@@ -114,6 +114,7 @@ enum Finding : std::size_t
             // that it shares, for both walks
     JustFull,      // accepted, not written: a phase reaches floor(T) of the step that it shares, but
                    // rounding leaves it short
+    Differ,        // accepted, not written: one walk carries a leftover that the other drops
     NotWritten,    // accepted, not written for any other reason
     NotAccepted,   // not accepted, but written as asked
     WrongCurrent,  // accepted, but a current is not where it should be
@@ -167,7 +168,7 @@ Finding Step(const State& before, State& after, const phase& p, std::size_t ampl
         constexpr float Near = 0.05f;  // far above rounding, far below what lengths can differ by
         const float carried = before.counter.State().carriedUsec;
         const float missing = std::floor(timeStep) - (before.Carried() + p.len);
-        if (std::fabs(carried - before.Carried()) > Near) return NotWritten;
+        if (std::fabs(carried - before.Carried()) > Near) return Differ;
         if (missing > Near) return p.amp == 0 || missing <= 0.5f + Near ? Short : NotWritten;
         return missing > 0 ? JustFull : NotWritten;
     }
@@ -395,11 +396,12 @@ bool Prove(const Plan& plan, float longest, int depth, std::string& examples)
     static constexpr const char* Names[] = {"",
                                             "",
                                             "accepted, not written, just full",
-                                            "accepted, not written",
+                                            "accepted, not written, carried by one walk alone",
+                                            "accepted, not written for another reason",
                                             "not accepted, but written as asked",
                                             "a current in the wrong phase",
                                             "time beyond the bound"};
-    for (const Finding finding : {JustFull, NotWritten, NotAccepted, WrongCurrent, BeyondBound}) {
+    for (const Finding finding : {JustFull, Differ, NotWritten, NotAccepted, WrongCurrent, BeyondBound}) {
         if (search.CountOf(finding) == 0) continue;
         char text[60];
         std::snprintf(text, sizeof text, "- On %.8g us %s: ", step, Names[finding]);
@@ -407,11 +409,11 @@ bool Prove(const Plan& plan, float longest, int depth, std::string& examples)
     }
     const auto none = [&search](Finding finding) { return search.CountOf(finding) == 0; };
     const bool powerOfTwo = plan.depth == 0;
-    if (complete != powerOfTwo || !none(BeyondBound)) return false;
+    if (complete != powerOfTwo || !none(BeyondBound) || !none(NotWritten)) return false;
     // Halves on another step lie on a threshold: there the search must find what rounding does.
     if (plan.grid < 1)
-        return powerOfTwo ? none(JustFull) && none(NotWritten) && none(WrongCurrent) : !none(WrongCurrent);
-    return none(NotWritten) && none(NotAccepted) && none(WrongCurrent) && (!powerOfTwo || none(JustFull));
+        return powerOfTwo ? none(JustFull) && none(Differ) && none(WrongCurrent) : !none(WrongCurrent);
+    return none(Differ) && none(NotAccepted) && none(WrongCurrent) && (!powerOfTwo || none(JustFull));
 }
 
 }  // namespace
