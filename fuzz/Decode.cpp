@@ -8,7 +8,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    FuzzedDataProvider in(data, size);
+    const std::string text = in.ConsumeRemainingBytesAsString();
     preview::WordLine line;
     const std::string fault = ReadWordLine(text, line);
     constexpr std::size_t MostPerByte =
