@@ -117,19 +117,19 @@ namespace {
 // long. Otherwise returns null.
 char* WriteNearest(char* out, double value, int decimals)
 {
-    static constexpr int PowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    static constexpr std::uint32_t PowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
     constexpr double Most = 1e12;
     constexpr double SurelyNearest = 0.499;
     if (decimals >= static_cast<int>(std::size(PowersOfTen))) return nullptr;
-    const int unit = PowersOfTen[decimals];
+    const std::uint32_t unit = PowersOfTen[decimals];
     const double scaled = value * unit;
     if (!(std::fabs(scaled) < Most)) return nullptr;
     const auto whole = static_cast<std::int64_t>(scaled < 0 ? scaled - 0.5 : scaled + 0.5);
     if (std::fabs(scaled - static_cast<double>(whole)) > SurelyNearest) return nullptr;
     if (whole < 0) *out++ = '-';
-    const std::int64_t magnitude = std::abs(whole);
+    const auto magnitude = static_cast<std::uint64_t>(std::abs(whole));
     out = std::to_chars(out, out + Room, magnitude / unit).ptr;
-    std::int64_t rest = magnitude % unit;
+    auto rest = static_cast<std::uint32_t>(magnitude % unit);
     if (rest != 0) *out++ = '.';
     for (; rest != 0; rest = rest * 10 % unit) *out++ = static_cast<char>('0' + rest * 10 / unit);
     return out;
