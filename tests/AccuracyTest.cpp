@@ -341,8 +341,9 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
     }
     if (wish == nullptr) return;
     for (const bool clear : {true, false}) {
-        std::printf("| Time step | Lists | Boundary earlier | later | Length less | more | Period less | more |\n"
-                    "|---|---|---|---|---|---|---|---|\n");
+        std::printf(
+            "| Time step | Lists | Boundary earlier | later | Length less | more | Period less | more |\n"
+            "|---|---|---|---|---|---|---|---|\n");
         for (const auto& [key, tally] : tallies)
             if (key.second == clear) PrintRow(key.first, tally);
     }
