@@ -134,8 +134,8 @@ void CheckPlay(const std::vector<Added>& trains, const Host& host, std::optional
 void CheckTrains(FuzzedDataProvider& in)
 {
     static constexpr const char* Phases[] = {"(200,-300)(66,0)(200,300)(9534,0)", "(100,50)(900,0)",
-                                             "(100,-50)(50,20)(333,0)",
-                                             "(0,0)(210,-60)(53,0)(210,60)(527,0)", "(0,50)"};
+                                             "(100,-50)(50,20)(333,0)", "(0,0)(210,-60)(53,0)(210,60)(527,0)",
+                                             "(0,50)"};
     static constexpr const char* Trains[] = {"1", "2", "7.3", "50", "5000", "inf"};
     Stimulator stimulator;
     stimulator.pattern = PatternKind::Plain;
