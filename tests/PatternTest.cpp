@@ -75,6 +75,21 @@ TEST(PatternTest, LastPhaseOfAPlainPatternTakesUpThePeriod)
     }
 }
 
+TEST(PatternTest, DefaultsOfAPlainPatternAreNoPhases)
+{
+    PlainPattern p(101, 10, 1, 1000);
+    p.SetPhases(Listed("100,5 900,0"));
+    p.SetTrainLength(3);
+    const int count = p.ChangeCount();
+    for (int i = 0; i < 2; ++i) {
+        p.Defaults();
+        EXPECT_EQ(p.PhaseCount(), 0);
+        EXPECT_EQ(p.ChangeCount(), count + 1) << "only when there are phases";
+        EXPECT_EQ(p.TrainLength(), 3);
+    }
+    EXPECT_FALSE(p.PhaseCountFixed() || p.AutoAdjustEnabled());
+}
+
 TEST(PatternTest, CycleCountReadsBack)
 {
     Random random(1);
