@@ -399,8 +399,6 @@ class PlainPlayer
         return m_next == m_words.size() && m_current && std::fabs(m_errorUsec) <= Part * m_askedUsec;
     }
 
-    double AskedUsec() const { return m_askedUsec; }
-
  private:
     const playback::Scale m_scale;
     const std::vector<unsigned int>& m_words;
@@ -419,16 +417,19 @@ bool PlaysAsAsked(const Stimulator& stimulator, const Encoding& encoding)
     const std::vector<AskedPhase>& asked = encoding.asked.phases;
     const StimPattern& pattern = Base(encoding.pattern);
     if (static_cast<std::size_t>(pattern.PhaseCount()) != asked.size()) return false;
-    PlainPlayer player(stimulator.Scale(), encoding.words, asked.size());
     const phase* held = pattern.Phase(0);
+    double askedUsec = 0;
     for (const AskedPhase& p : asked) {
-        if (static_cast<double>(held->len) != p.lenUsec || static_cast<double>(held->amp) != p.ampUa ||
-            !player.Plays(p))
+        if (static_cast<double>(held->len) != p.lenUsec || static_cast<double>(held->amp) != p.ampUa)
             return false;
+        askedUsec += p.lenUsec;
         ++held;
     }
-    const AskedPlayed cycles = CyclesOf(encoding, player.AskedUsec());
-    if (!player.Ends() || std::fabs(cycles.Error()) * player.AskedUsec() >= NotableUsec) return false;
+    if (std::fabs(CyclesOf(encoding, askedUsec).Error()) * askedUsec >= NotableUsec) return false;
+    PlainPlayer player(stimulator.Scale(), encoding.words, asked.size());
+    for (const AskedPhase& p : asked)
+        if (!player.Plays(p)) return false;
+    if (!player.Ends()) return false;
     const auto* lilly = std::get_if<LillyPattern>(&encoding.pattern);
     return encoding.asked.balanceMode == (lilly == nullptr ? 0 : lilly->BalanceMode()) &&
            (lilly == nullptr || Balances(*lilly));

@@ -18,6 +18,8 @@ std::string Usec(double usec)
     return Rounded(usec) + " us";
 }
 
+constexpr std::size_t SentenceRoom = 160;  // for most sentences: their string grows once
+
 std::string Ua(float ua)
 {
     return Shortest(ua) + " uA";
@@ -82,13 +84,16 @@ std::string CyclesSentence(const Deviations& deviations)
     if (std::isinf(cycles.played))
         return "the cycles are played without end" +
                (std::isinf(cycles.asked) ? std::string() : ", not " + Rounded(cycles.asked) + " of them");
+    std::string text;
+    text.reserve(SentenceRoom);
     const std::string played = Rounded(cycles.played);
     constexpr int Billionths = 9;
     std::string asked = Rounded(cycles.asked);
     if (asked == played) asked = Rounded(cycles.asked, Billionths);
     const char* are = cycles.played == 1 ? " is played" : " are played";
-    if (cycles.asked > cycles.played) return played + " of " + asked + " cycles" + are;
-    return played + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
+    text += played;
+    if (cycles.asked > cycles.played) return std::move(text) + " of " + asked + " cycles" + are;
+    return std::move(text) + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
 }
 
 // The change of the train's length, if the train ends.
@@ -484,8 +489,9 @@ std::string FirstCommandSentence(const Encoding& encoding)
 {
     const StimPattern& pattern = Base(encoding.pattern);
     const int counted = playback::CyclesOf(encoding.words[0]);
-    if (pattern.IsContinuous() || counted >= pattern.CycleCount()) return {};
-    return "word 0 counts " + std::to_string(counted) + " of " + std::to_string(pattern.CycleCount()) +
+    const int cycles = pattern.CycleCount();
+    if (counted >= cycles || pattern.IsContinuous()) return {};
+    return "word 0 counts " + std::to_string(counted) + " of " + std::to_string(cycles) +
            " cycles; play prints the commands for the others";
 }
 

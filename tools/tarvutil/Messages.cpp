@@ -26,7 +26,7 @@ std::string Shown(std::string_view text)
 
 void PrintMessage(Output& output, const Place& place, std::string_view text)
 {
-    output.Message(place.Text() + ": " + Shown(text) + "\n");
+    output.Message({place.Text(), ": ", Shown(text), "\n"});
 }
 
 void PrintMessage(std::string_view text)

@@ -86,7 +86,7 @@ void Output::WriteResults(const std::string& results)
 void Output::FinishIncomplete()
 {
     if (m_temporary.empty()) return Finish();
-    Message("tarvutil: " + m_path + ": not written, as results are missing\n");
+    Message({"tarvutil: ", m_path, ": not written, as results are missing\n"});
     Flush();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -37,11 +38,11 @@ class Output
     {
         if (m_buffer.size() >= FlushSize) Flush();
     }
-    // A message for the user, a line for standard error. Messages are collected like results, and where both end in
-    // one terminal or pipe they stay in their order.
-    void Message(std::string_view line)
+    // A message for the user, a line for standard error in pieces. Messages are collected like results, and where both end
+    // in one terminal or pipe they stay in their order.
+    void Message(std::initializer_list<std::string_view> line)
     {
-        (m_oneStream ? m_buffer : m_messages).append(line);
+        for (const std::string_view piece : line) (m_oneStream ? m_buffer : m_messages).append(piece);
         if (m_messages.size() >= FlushSize) FlushMessages();
         Written();
     }
