@@ -349,7 +349,7 @@ TEST(AccuracyTest, WhatIsPlayedStaysWithinTheBounds)
     }
     // Of the clear lists on all time steps, the part of the bound that was reached on the step where it is least.
     for (const char* const quantity : {"boundary", "length", "period", "net charge"})
-        for (const std::size_t side : {0, 1}) {
+        for (const std::size_t side : {0U, 1U}) {
             double least = 1;
             for (const auto& [key, tally] : tallies)
                 if (key.second) least = std::min(least, tally.worst.at(quantity)[side].share);

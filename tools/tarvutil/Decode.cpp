@@ -57,11 +57,10 @@ void PrintTable(Output& output, Table& table, const Place& place, const Record& 
         table.Add({Rounded(segment.startUsec), Rounded(segment.durationUsec), Rounded(segment.currentUa),
                    playback::NameOf(segment.kind), std::to_string(segment.word)});
     std::string& text = output.Buffer();
-    const std::string cycles = std::to_string(playback::CyclesOf(record.words[0]));
-    const std::string period = Rounded(playback::PeriodUsec(record.words, record.Scale()));
-    for (const std::string_view piece : std::initializer_list<std::string_view>{
-             place.Text(), ": cycles: ", cycles, ", period: ", period, " us\n"})
-        text += piece;
+    text += place.Text();
+    text.append(": cycles: ").append(std::to_string(playback::CyclesOf(record.words[0])));
+    text.append(", period: ").append(Rounded(playback::PeriodUsec(record.words, record.Scale())));
+    text += " us\n";
     table.Print(text);
     output.Written();
 }
