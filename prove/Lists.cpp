@@ -403,7 +403,7 @@ bool Prove(const Plan& plan, float longest, int depth, std::string& examples)
                                             "time beyond the bound"};
     for (const Finding finding : {JustFull, Differ, NotWritten, NotAccepted, WrongCurrent, BeyondBound}) {
         if (search.CountOf(finding) == 0) continue;
-        char text[60];
+        char text[100];
         std::snprintf(text, sizeof text, "- On %.8g us %s: ", step, Names[finding]);
         examples += text + search.Example(finding) + '\n';
     }
