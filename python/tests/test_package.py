@@ -124,6 +124,7 @@ def test_a_report_on_a_pattern_asks_for_its_own_phases(phases: List[Any]) -> Non
         (lambda: STIM.decode([]), ValueError, "no words"),
         (lambda: STIM.decode("00000064"), TypeError, "array"),
         (lambda: tv.Schedule(STIM).add(0, -5, TEXT), ValueError, "^start_ms: -5"),
+        (lambda: tv.Schedule(STIM, plain=True).add(0, 0, "H:(0,50):DurationMsec=[1]"), tv.NotPlayable, "last no time"),
         (lambda: tv.Schedule(STIM).add(0, cast(int, 0.5), TEXT), ValueError, "^start_ms: 0.5"),
         (lambda: tv.Schedule(STIM).add(2_000_000, 0, TEXT), ValueError, "^channel: 2000000 .* 1000000$"),
         (lambda: STIM.encode(cast(str, 5)), TypeError, "text"),
