@@ -153,7 +153,7 @@ std::vector<Segment> Joined(const std::vector<Segment>& segments)
 
 namespace {
 
-// Follows the phases of a list with what is played.
+// Follows the phases of a list with what is played, whose currents are in amplitude steps.
 class ListFollower
 {
  public:
@@ -170,7 +170,7 @@ class ListFollower
     bool Takes(const Segment& played)
     {
         const double end = played.startUsec + played.durationUsec;
-        while (played.currentUa != m_currentUa || end > m_endUsec + m_slackUsec)
+        while (played.currentUa != m_ampSteps || end > m_endUsec + m_slackUsec)
             if (!Next()) return false;
         m_leftUsec -= played.durationUsec;
         return played.startUsec >= m_startUsec - m_slackUsec;
@@ -190,11 +190,11 @@ class ListFollower
         using namespace TarvUtil::Internal;
         constexpr int Most = static_cast<int>(StimAtom::MaxAmpSteps);
         constexpr double SinglePrecision = 1.0 / (1 << 22);
-        m_currentUa = m_leftUsec = 0;
+        m_ampSteps = m_leftUsec = 0;
         if (m_index == m_phases.size()) return;
         const phase& p = m_phases[m_index];
         const int steps = ToInt(AmplitudeSteps(p.amp, static_cast<float>(m_scale.ampStepUa)));
-        m_currentUa = std::clamp(steps, -Most, Most) * m_scale.ampStepUa;
+        m_ampSteps = std::clamp(steps, -Most, Most);
         m_leftUsec = static_cast<double>(p.len);
         m_startUsec = m_endUsec;
         m_endUsec += m_leftUsec;
@@ -205,7 +205,7 @@ class ListFollower
     // it cannot lie in the shared steps at its ends, or have been taken for an earlier phase of the same current.
     bool Next()
     {
-        const bool isMissing = m_currentUa != 0 && m_leftUsec > 2 * m_slackUsec + m_scale.timeStepUsec;
+        const bool isMissing = m_ampSteps != 0 && m_leftUsec > 2 * m_slackUsec + m_scale.timeStepUsec;
         if (isMissing || m_index == m_phases.size()) return false;
         ++m_index;
         Begin();
@@ -219,7 +219,7 @@ class ListFollower
     double m_startUsec = 0;
     double m_endUsec = 0;
     double m_slackUsec;
-    double m_currentUa = 0;
+    double m_ampSteps = 0;
     double m_leftUsec = 0;  // of the phase, not yet played
 };
 
@@ -232,7 +232,7 @@ bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase
     if (scale.timeStepUsec >= LongestSplit) return true;
     ListFollower follower(phases, scale);
     bool plays = true;
-    ForEachSegment(words, scale, [&](const Segment& segment) {
+    ForEachSegment(words, {scale.timeStepUsec, 1}, [&](const Segment& segment) {
         plays = plays && (segment.currentUa == 0 || follower.Takes(segment));
     });
     return plays && follower.EndsAt(PeriodUsec(words, scale));

@@ -386,6 +386,7 @@ TEST(AccuracyTest, WordsOfAnotherListAreNoticed)
     };
     ASSERT_EQ(written.size(), 4U);
     EXPECT_TRUE(plays(written));
+    EXPECT_TRUE(playback::PlaysPhases({1, 0x30000}, {{60, 0}}, {20, std::nan("")})) << "no current";
     for (std::size_t i = 0; i < written.size(); ++i) {
         Words words = written;
         words[i] ^= 0x80;  // the sign
