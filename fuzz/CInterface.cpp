@@ -368,20 +368,19 @@ void Calls::Words()
     const auto count = static_cast<std::int32_t>(words.size());
     std::vector<double> other;
     std::vector<std::int32_t> indices;
-    double end = 0;
-    const auto starts = Fetched<double>(0, [&](double* to, std::int32_t room) {
+    Fetched<double>(0, [&](double* to, std::int32_t room) {
         other.assign(static_cast<std::size_t>(room) + 1, 0);
         indices.assign(other.size(), 0);
         return tarvutil_segments(words.data(), count, timeStep, ampStep, to, other.data(), other.data(),
                                  indices.data(), room);
     });
-    if (!starts.empty()) end = starts.back();
     RequireJson([&](char* to, std::int32_t room) {
         return Checked(tarvutil_segments_json(words.data(), count, timeStep, ampStep, to, room));
     });
     const double rate = std::fabs(Number());
-    if (end / 1e6 * rate > 1e4) return;  // a host asks for as many samples as it can keep
     const std::int32_t cycles = 1 + std::abs(Small());
+    constexpr std::int32_t Most = 1000000;  // a host asks for as many samples as it can keep
+    if (tarvutil_samples(words.data(), count, timeStep, ampStep, cycles, rate, nullptr, 0) > Most) return;
     Fetched<double>(0, [&](double* to, std::int32_t room) {
         return tarvutil_samples(words.data(), count, timeStep, ampStep, cycles, rate, to, room);
     });

@@ -105,7 +105,7 @@ std::vector<Segment> Joined(const std::vector<Segment>& segments);
 
 // Whether a word array, word 0 first, plays this list: each current lies where a phase has it, each phase of some time
 // steps has its current, and together they last as long as the phases; give or take a time step, and what the counts of
-// the phases before are rounded by. Above 512 us a word can last longer than was meant: there it is true of any words.
+// the phases before are rounded by. From 512 us on a word can last longer than was meant: there it is true of any words.
 // For checks of the writer.
 bool PlaysPhases(const std::vector<unsigned int>& words, const std::vector<phase>& phases,
                  const Scale& scale);

@@ -301,10 +301,11 @@ Extent RangeOf(const Course& course)
     return range;
 }
 
-// Calls visit with each level of the train.
+// Calls visit with each level of the train, if its cycles last any time.
 template <typename Visit>
 void ForEachLevel(const Course& course, Visit visit)
 {
+    if (!(course.periodUsec > 0)) return;
     const auto cycles = static_cast<long long>(std::ceil(course.endUsec / course.periodUsec));
     for (long long i = 0; i < cycles; ++i) {
         const double start = static_cast<double>(i) * course.periodUsec;

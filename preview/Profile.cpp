@@ -290,7 +290,8 @@ std::optional<double> ValueOf(SettingForm form, const toml::node& node)
         case SettingForm::Count:
             return node.value_exact<std::int64_t>();
         default:
-            return node.is_number() ? node.value<double>() : std::nullopt;
+            if (const auto whole = node.value_exact<std::int64_t>()) return static_cast<double>(*whole);
+            return node.value_exact<double>();
     }
 }
 

@@ -9,7 +9,7 @@ function planned = schedule(channels, starts_ms, texts, varargin)
 %   planned = tarvutil.schedule(..., name, value, ...) sets options, see tarvutil.check; the limit 'max_total_current' (uA)
 %   applies to the sum of the magnitudes of all currents.
 %
-%   Raises tarvutil:notPlayable for a text that has no words, or words that last no time, or exceeds a limit, for a train
+%   Raises tarvutil:notPlayable for a text that has no words, whose words last no time, or that exceeds a limit, for a train
 %   that begins while its channel still plays another, and when the total current exceeds its limit.
 %
 %   Example:

@@ -73,8 +73,8 @@ class Schedule:
     def add(self, channel: int, start_ms: int, text: str, *, lenient: bool = False) -> int:
         """Adds the train of a specification string on a channel, 0 to 1000000, and returns its number, from 0.
 
-        start_ms: whole milliseconds, 0 or above. Raises NotPlayable for a text that has no words, or words that last no
-        time, or exceeds a limit.
+        start_ms: whole milliseconds, 0 or above. Raises NotPlayable for a text that has no words, whose words last no
+        time, or that exceeds a limit.
         """
         start = milliseconds("start_ms", start_ms)
         if start < 0:

@@ -38,8 +38,8 @@ class Output
     {
         if (m_buffer.size() >= FlushSize) Flush();
     }
-    // A message for the user, a line for standard error in pieces. Messages are collected like results, and where both end
-    // in one terminal or pipe they stay in their order.
+    // A message for the user, a line for standard error in pieces. Messages are collected like results, and where
+    // both end in one terminal or pipe they stay in their order.
     void Message(std::initializer_list<std::string_view> line)
     {
         for (const std::string_view piece : line) (m_oneStream ? m_buffer : m_messages).append(piece);
