@@ -77,6 +77,23 @@ class Comparison
         CompareBalance();
     }
 
+    // REQUIRES: the periods are known.
+    void CompareTrain()
+    {
+        const AskedPlayed& period = m_result.periodUsec;
+        const AskedPlayed& cycles = m_result.cycles = CyclesOf(m_encoding, period.asked);
+        m_result.trainMsec = {m_encoding.asked.trainMsec, std::isinf(cycles.played)
+                                                              ? Infinite
+                                                              : cycles.played * period.played / UsecPerMsec};
+        // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
+        // A list that lasts no time has no number of cycles: its train ends or does not.
+        const double usec =
+            period.asked > 0 ? cycles.Error() * period.asked : m_result.trainMsec.Error() * UsecPerMsec;
+        if (std::fabs(usec) >= NotableUsec &&
+            std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec)
+            m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec});
+    }
+
  private:
     void CompareStages()
     {
@@ -86,7 +103,7 @@ class Comparison
         const std::vector<AskedPhase>& asked = m_encoding.asked.phases;
         Drift lengths;
         for (std::size_t i = 0; i < asked.size(); ++i) {
-            PhaseDeviation p;
+            PhaseDeviation& p = m_result.phases.emplace_back();
             p.asked = asked[i];
             const phase* held = m_pattern.Phase(static_cast<int>(i));
             if (held != nullptr) p.balanced = *held;
@@ -97,7 +114,6 @@ class Comparison
             AddCharge(m_result.askedNc, p.asked.lenUsec * p.asked.ampUa);
             lengths.Add(i, static_cast<double>(p.read.len) - p.asked.lenUsec);
             AddStages(i, p);
-            m_result.phases.push_back(p);
         }
         lengths.AddFinding(Cause::LengthRead, m_result.findings);
     }
@@ -197,17 +213,7 @@ class Comparison
         AskedPlayed& period = m_result.periodUsec;
         period.played = m_encoding.trace.periodUsec;
         m_result.frequencyHz = {UsecPerSecond / period.asked, UsecPerSecond / period.played};
-        const AskedPlayed& cycles = m_result.cycles = CyclesOf(m_encoding, period.asked);
-        m_result.trainMsec = {m_encoding.asked.trainMsec, std::isinf(cycles.played)
-                                                              ? Infinite
-                                                              : cycles.played * period.played / UsecPerMsec};
-        // A train can be as asked though its cycles are not: a longer period makes up for a part of a cycle.
-        // A list that lasts no time has no number of cycles: its train ends or does not.
-        const double usec =
-            period.asked > 0 ? cycles.Error() * period.asked : m_result.trainMsec.Error() * UsecPerMsec;
-        if (std::fabs(usec) >= NotableUsec &&
-            std::fabs(m_result.trainMsec.Error()) * UsecPerMsec >= NotableUsec)
-            m_result.findings.push_back({Cause::CyclesRounded, -1, 1, usec, usec});
+        CompareTrain();
     }
 
     void CompareBalance()
@@ -360,6 +366,14 @@ std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations&
 
 namespace {
 
+void Clear(Deviations& deviations)
+{
+    deviations.phases.clear();
+    deviations.findings.clear();
+    deviations.periodUsec = {};
+    deviations.askedNc = {};
+}
+
 // Plays back the words of a list, phase by phase.
 class PlainPlayer
 {
@@ -399,6 +413,8 @@ class PlainPlayer
         return m_next == m_words.size() && m_current && std::fabs(m_errorUsec) <= Part * m_askedUsec;
     }
 
+    AskedPlayed PeriodUsec() const { return {m_askedUsec, m_steps * m_scale.timeStepUsec}; }
+
  private:
     const playback::Scale m_scale;
     const std::vector<unsigned int>& m_words;
@@ -412,35 +428,34 @@ class PlainPlayer
 
 }  // namespace
 
-bool PlaysAsAsked(const Stimulator& stimulator, const Encoding& encoding)
+bool FindDeviationsOfTrain(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations)
 {
+    Clear(deviations);
     const std::vector<AskedPhase>& asked = encoding.asked.phases;
     const StimPattern& pattern = Base(encoding.pattern);
     if (static_cast<std::size_t>(pattern.PhaseCount()) != asked.size()) return false;
     const phase* held = pattern.Phase(0);
-    double askedUsec = 0;
     for (const AskedPhase& p : asked) {
         if (static_cast<double>(held->len) != p.lenUsec || static_cast<double>(held->amp) != p.ampUa)
             return false;
-        askedUsec += p.lenUsec;
         ++held;
     }
-    if (std::fabs(CyclesOf(encoding, askedUsec).Error()) * askedUsec >= NotableUsec) return false;
     PlainPlayer player(stimulator.Scale(), encoding.words, asked.size());
     for (const AskedPhase& p : asked)
         if (!player.Plays(p)) return false;
     if (!player.Ends()) return false;
     const auto* lilly = std::get_if<LillyPattern>(&encoding.pattern);
-    return encoding.asked.balanceMode == (lilly == nullptr ? 0 : lilly->BalanceMode()) &&
-           (lilly == nullptr || Balances(*lilly));
+    if (encoding.asked.balanceMode != (lilly == nullptr ? 0 : lilly->BalanceMode()) ||
+        (lilly != nullptr && !Balances(*lilly)))
+        return false;
+    deviations.periodUsec = player.PeriodUsec();
+    Comparison(stimulator, encoding, deviations).CompareTrain();
+    return true;
 }
 
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations)
 {
-    deviations.phases.clear();
-    deviations.findings.clear();
-    deviations.periodUsec = {};
-    deviations.askedNc = {};
+    Clear(deviations);
     Comparison(stimulator, encoding, deviations).Compare();
 }
 

@@ -126,12 +126,12 @@ struct Total
 // the rate.
 std::vector<Total> NotableTotals(const Stimulator& stimulator, const Deviations& deviations);
 
-// Whether the words plainly play each phase as it is asked: then no finding and no total is notable. Most patterns are
-// played so, and this needs neither a trace nor the deviations. False for whatever needs a closer look. REQUIRES: as
-// FindDeviations.
-bool PlaysAsAsked(const Stimulator& stimulator, const Encoding& encoding);
-
 // Fills deviations, and uses its memory. REQUIRES: the encoding of a stimulator's encoder that has words, and its trace.
 void FindDeviations(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations);
+
+// The same where the words plainly play each phase as it is asked, as those of most patterns do: then only the train can
+// be notable. This needs no trace, and leaves all but the period, the cycles and the train empty or as it was. False for
+// whatever needs a closer look; then deviations has nothing of use. REQUIRES: as FindDeviations, but for the trace.
+bool FindDeviationsOfTrain(const Stimulator& stimulator, const Encoding& encoding, Deviations& deviations);
 
 }  // namespace preview

@@ -11,19 +11,18 @@ void Compare(const Limits& limits, Report& report, Purpose purpose = Purpose::Ev
     report.limits = limits;
     Encoding& encoding = report.encoding;
     if (!encoding.Encoded()) return;
-    if (purpose == Purpose::Warnings && !limits.Any() && PlaysAsAsked(report.stimulator, encoding)) {
-        report.deviations.phases.clear();
-        report.deviations.findings.clear();
+    const bool limited = limits.Any();
+    if (purpose == Purpose::Warnings && !limited &&
+        FindDeviationsOfTrain(report.stimulator, encoding, report.deviations))
         return;
-    }
     TraceWords(Base(encoding.pattern), report.stimulator.Scale(), encoding.words, encoding.trace);
     FindDeviations(report.stimulator, encoding, report.deviations);
-    if (purpose == Purpose::Everything || limits.Any()) {
+    if (purpose == Purpose::Everything || limited) {
         const bool repeats = !(report.deviations.cycles.played <= 1);
         report.deviations.current = FiguresOf(encoding.words, report.stimulator.Scale(), repeats);
     }
     report.deviations.areaCm2 = limits.areaCm2;
-    FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
+    if (limited) FindExcesses(report.stimulator, limits, report.deviations, report.excesses);
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ struct Report
 enum class Purpose
 {
     Everything,
-    // Words and warnings. Without a limit, the figures of the current are missing, and if nothing is notable, the
-    // deviations may be, too: they have no phases.
+    // Words and warnings. Without a limit, the figures of the current are missing, and if nothing but the train is
+    // notable, the other deviations may be, too: they have no phases.
     Warnings,
 };
 
