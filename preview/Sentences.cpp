@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <utility>
 
 #include "Hints.h"
@@ -18,7 +19,16 @@ std::string Usec(double usec)
     return Rounded(usec) + " us";
 }
 
-constexpr std::size_t SentenceRoom = 160;  // for most sentences: their string grows once
+// The pieces as one text, whose memory is asked for once.
+std::string Joined(std::initializer_list<std::string_view> pieces)
+{
+    std::size_t size = 0;
+    for (const std::string_view piece : pieces) size += piece.size();
+    std::string text;
+    text.reserve(size);
+    for (const std::string_view piece : pieces) text += piece;
+    return text;
+}
 
 std::string Ua(float ua)
 {
@@ -84,24 +94,21 @@ std::string CyclesSentence(const Deviations& deviations)
     if (std::isinf(cycles.played))
         return "the cycles are played without end" +
                (std::isinf(cycles.asked) ? std::string() : ", not " + Rounded(cycles.asked) + " of them");
-    std::string text;
-    text.reserve(SentenceRoom);
     const std::string played = Rounded(cycles.played);
     constexpr int Billionths = 9;
     std::string asked = Rounded(cycles.asked);
     if (asked == played) asked = Rounded(cycles.asked, Billionths);
     const char* are = cycles.played == 1 ? " is played" : " are played";
-    text += played;
-    if (cycles.asked > cycles.played) return std::move(text) + " of " + asked + " cycles" + are;
-    return std::move(text) + (cycles.played == 1 ? " cycle" : " cycles") + are + ", not " + asked;
+    if (cycles.asked > cycles.played) return Joined({played, " of ", asked, " cycles", are});
+    return Joined({played, cycles.played == 1 ? " cycle" : " cycles", are, ", not ", asked});
 }
 
 // The change of the train's length, if the train ends.
 std::string TrainSentence(const AskedPlayed& trainMsec)
 {
     if (!std::isfinite(trainMsec.Error())) return {};
-    return "; the train is " + Rounded(std::fabs(trainMsec.Error())) + " ms " +
-           (trainMsec.Error() < 0 ? "shorter" : "longer");
+    const char* change = trainMsec.Error() < 0 ? " ms shorter" : " ms longer";
+    return Joined({"; the train is ", Rounded(std::fabs(trainMsec.Error())), change});
 }
 
 // The effect of the cause on the phase.
@@ -314,8 +321,9 @@ std::string Sentence(const Report& report, const Finding& finding)
             return DriftSentence(finding,
                                  "a phase that ends just before the end of a time step gets the whole step");
         case Cause::CyclesRounded:
-            return CyclesSentence(d) + ": a train of " + Rounded(d.trainMsec.asked) + " ms in periods of " +
-                   Usec(d.periodUsec.asked) + TrainSentence(d.trainMsec);
+            return Joined({CyclesSentence(d), ": a train of ", Rounded(d.trainMsec.asked),
+                           " ms in periods of ", Rounded(d.periodUsec.asked), " us",
+                           TrainSentence(d.trainMsec)});
         case Cause::BalanceMode:
             return BalanceModeSentence(d);
         case Cause::NotBalanced:

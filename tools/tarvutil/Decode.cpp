@@ -244,7 +244,7 @@ class Decoder
         else
             PrintTable(*m_output, m_table, place, record);
         for (const std::string& remark : playback::Remarks(record.words, record.Scale()))
-            PrintMessage(*m_output, place, "warning: " + remark);
+            PrintWarning(*m_output, place, remark);
     }
 
     // A table of one train has no column that would tell it from the next.

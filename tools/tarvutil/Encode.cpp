@@ -85,7 +85,7 @@ int Encode(const EncodeOptions& options)
         if (report.encoding.Encoded()) {
             PrintDeviations(printed, place, report);
             const std::string first = FirstCommandSentence(report.encoding);
-            if (!first.empty()) PrintMessage(printed, place, "warning: " + first);
+            if (!first.empty()) PrintWarning(printed, place, first);
         }
         if (report.excesses.empty())
             Print(printed, options.format, place, report);

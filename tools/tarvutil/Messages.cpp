@@ -29,6 +29,11 @@ void PrintMessage(Output& output, const Place& place, std::string_view text)
     output.Message({place.Text(), ": ", Shown(text), "\n"});
 }
 
+void PrintWarning(Output& output, const Place& place, std::string_view text)
+{
+    output.Message({place.Text(), ": warning: ", Shown(text), "\n"});
+}
+
 void PrintMessage(std::string_view text)
 {
     WriteAll(StandardError, "tarvutil: " + Shown(text) + "\n");
@@ -51,16 +56,14 @@ void PrintMessages(Output& output, const Place& place, const preview::Report& re
     constexpr std::size_t MaxWarnings = 20;
     const std::vector<std::string>& warnings = report.encoding.warnings;
     const std::size_t printed = std::min(warnings.size(), MaxWarnings);
-    for (std::size_t i = 0; i < printed; ++i) PrintMessage(output, place, "warning: " + warnings[i]);
+    for (std::size_t i = 0; i < printed; ++i) PrintWarning(output, place, warnings[i]);
     if (printed != warnings.size())
-        PrintMessage(output, place,
-                     "warning: and " + std::to_string(warnings.size() - printed) + " more of that kind");
-    for (const std::string& sentence : WarningSentences(report))
-        PrintMessage(output, place, "warning: " + sentence);
+        PrintWarning(output, place,
+                     "and " + std::to_string(warnings.size() - printed) + " more of that kind");
+    for (const std::string& sentence : WarningSentences(report)) PrintWarning(output, place, sentence);
 }
 
 void PrintDeviations(Output& output, const Place& place, const preview::Report& report)
 {
-    for (const std::string& sentence : DeviationSentences(report))
-        PrintMessage(output, place, "warning: " + sentence);
+    for (const std::string& sentence : DeviationSentences(report)) PrintWarning(output, place, sentence);
 }

@@ -10,6 +10,7 @@
 // Prints a message for the user on standard error: the place, a colon and the text, with control characters as \xNN and a
 // long text shortened in its middle. The message keeps its order among the results that output collects.
 void PrintMessage(Output& output, const Place& place, std::string_view text);
+void PrintWarning(Output& output, const Place& place, std::string_view text);
 // For messages without a place: they have the name of the program instead.
 void PrintMessage(std::string_view text);
 

@@ -99,7 +99,7 @@ class Channel
         else
             m_output.Write(TimelineTable(timeline, place.Text()));
         if (timeline.longestGapMsec > 0)
-            PrintMessage(m_output, place, "warning: " + LateBlockSentence(timeline, m_options.host));
+            PrintWarning(m_output, place, LateBlockSentence(timeline, m_options.host));
         return timeline.Complete();
     }
 
