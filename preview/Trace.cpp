@@ -39,13 +39,13 @@ class Tracer
     bool Put(const CommandWord& word, WordRole role)
     {
         const double start = PlayedUsec();
-        PlayWord(word);
+        const playback::Word played = PlayWord(word);
         if (role == WordRole::Junction) {
-            m_traced.junction = Shared(word, start);
-            m_traced.startUsec = m_traced.junction.changeUsec;
+            m_traced->junction = Shared(word, played, start);
+            m_traced->startUsec = m_traced->junction.changeUsec;
         } else if (role == WordRole::Tail) {
-            m_traced.tail = Shared(word, start);
-            m_traced.paddedUsec = m_scale.timeStepUsec - CarriedUsec();
+            m_traced->tail = Shared(word, played, start);
+            m_traced->paddedUsec = m_scale.timeStepUsec - CarriedUsec();
             return true;
         }
         m_endOfSteps = PlayedUsec();
@@ -62,23 +62,23 @@ class Tracer
         const double start = PlayedUsec();
         const double carried = CarriedUsec();
         const std::size_t firstWord = m_next;
-        m_traced = {};
-        m_traced.ampSteps = AmpStepsOf(p);
-        m_traced.startUsec = start;
+        TracedPhase& traced = m_trace.phases.emplace_back();
+        m_traced = &traced;
+        traced.ampSteps = AmpStepsOf(p);
+        traced.startUsec = start;
         m_endOfSteps = start;
         m_phase = i;
         if (!(carried > 0)) m_stepOwner = i;
         if (!m_writer.Write(p, i == 0, last)) m_trace.foreign = true;
-        m_traced.gainedUsec = m_endOfSteps - start + CarriedUsec() - carried -
-                              m_traced.junction.lengthenedUsec - static_cast<double>(p.len);
+        traced.gainedUsec = m_endOfSteps - start + CarriedUsec() - carried - traced.junction.lengthenedUsec -
+                            static_cast<double>(p.len);
         const bool hasWords = m_next != firstWord;
-        if (carried > 0 && m_traced.junction.word == 0) {
-            m_traced.lost = !(p.len > 0) && !hasWords;
-            m_traced.takenUsec = m_traced.lost ? 0 : carried;
+        if (carried > 0 && traced.junction.word == 0) {
+            traced.lost = !(p.len > 0) && !hasWords;
+            traced.takenUsec = traced.lost ? 0 : carried;
         }
         m_trace.endUsec =
-            m_traced.tail.word != 0 && m_traced.ampSteps != 0 ? m_traced.tail.changeUsec : PlayedUsec();
-        m_trace.phases.push_back(m_traced);
+            traced.tail.word != 0 && traced.ampSteps != 0 ? traced.tail.changeUsec : PlayedUsec();
     }
 
     int AmpStepsOf(const phase& p) const
@@ -87,9 +87,9 @@ class Tracer
         return std::clamp(ToInt(AmplitudeSteps(p.amp, static_cast<float>(m_scale.ampStepUa))), -Most, Most);
     }
 
-    // The next word of the array must be the one that the writer puts. The in-pulse flag does not affect the current, and
+    // The next word of the array, which must be the one that the writer puts. The in-pulse flag does not affect the current, and
     // without currents in all phases the low half is empty.
-    void PlayWord(const CommandWord& word)
+    playback::Word PlayWord(const CommandWord& word)
     {
         constexpr unsigned int LowHalf = 0xFFFFU;
         const unsigned int written = PackWord(word);
@@ -97,23 +97,25 @@ class Tracer
         if (taken != written && !(word.ampSteps == 0 && taken == (written & ~LowHalf)))
             m_trace.foreign = true;
         ++m_next;
-        m_played = playback::Unpack(taken);
-        m_steps += m_played.timeSteps;
-        m_trace.words.push_back({m_stepOwner, m_phase});
-        m_stepOwner = m_phase;
+        WordPhases& phases = m_trace.words.emplace_back();
+        phases.first = m_stepOwner;
+        phases.last = m_stepOwner = m_phase;
+        const playback::Word played = playback::Unpack(taken);
+        m_steps += played.timeSteps;
+        return played;
     }
 
     // The word played last, of a step that holds a current before the carried time is over, or after it.
-    SharedStep Shared(const CommandWord& meant, double start) const
+    SharedStep Shared(const CommandWord& meant, const playback::Word& played, double start) const
     {
         SharedStep step;
         step.word = m_next - 1;
         step.splitUsec = meant.splitUsec;
-        step.lengthenedUsec = (m_played.timeSteps - 1.0) * m_scale.timeStepUsec;
+        step.lengthenedUsec = (played.timeSteps - 1.0) * m_scale.timeStepUsec;
         step.changeUsec = start + CarriedUsec();
         if (meant.ampSteps == 0) return step;
-        const bool untilEnd = !meant.ampAfterSplit && m_played.ampAfterSplit;
-        step.changeUsec = untilEnd ? PlayedUsec() : std::min(start + m_played.splitUsec, PlayedUsec());
+        const bool untilEnd = !meant.ampAfterSplit && played.ampAfterSplit;
+        step.changeUsec = untilEnd ? PlayedUsec() : std::min(start + played.splitUsec, PlayedUsec());
         step.cutUsec = CarriedUsec() - meant.splitUsec;
         step.errorUsec = step.changeUsec - start - meant.splitUsec;
         return step;
@@ -135,12 +137,11 @@ class Tracer
     Trace& m_trace;
     CommandWriter<Tracer> m_writer;
     std::size_t m_next = 1;
-    playback::Word m_played{};  // the word played last
-    double m_steps = 0;         // time steps that the words played so far last
-    TracedPhase m_traced;       // the phase that is traced
-    int m_phase = 0;            // its index
-    double m_endOfSteps = 0;    // when its steps end, without its tail word
-    int m_stepOwner = 0;        // the phase that began the step which is not finished
+    double m_steps = 0;               // time steps that the words played so far last
+    TracedPhase* m_traced = nullptr;  // the phase that is traced
+    int m_phase = 0;                  // its index
+    double m_endOfSteps = 0;          // when its steps end, without its tail word
+    int m_stepOwner = 0;              // the phase that began the step which is not finished
 };
 
 }  // namespace
