@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 import math
 import weakref
 from typing import TYPE_CHECKING, Callable, Dict, Optional, Tuple, Type, TypeVar, Union, overload
@@ -28,6 +29,7 @@ if TYPE_CHECKING:
     from .stimulator import Stimulator
 
 _Kind = TypeVar("_Kind", bound="BasePattern")
+_Own = TypeVar("_Own", bound="Pattern")
 OwnAdjust = Callable[[Phases, Phases, int], Optional[Phases]]
 OwnPeriod = Callable[[Phases, float], Optional[Phases]]
 
@@ -82,6 +84,13 @@ class BasePattern(Guarded):
         pattern = cls.__new__(cls)
         BasePattern.__init__(pattern, stimulator, core)
         return pattern
+
+    def __copy__(self: _Kind) -> _Kind:
+        """A pattern of its own: to edit one of the two leaves the other as it is."""
+        return self._of(self.stimulator, self._core.copy())
+
+    def __deepcopy__(self: _Kind, memo: Dict[int, object]) -> _Kind:
+        return self.__copy__()
 
     @property
     def label(self) -> str:
@@ -228,6 +237,11 @@ class Pattern(BasePattern):
     def __init__(
         self, stimulator: "Stimulator", phases: npt.ArrayLike, *, exact: bool = True, **parameters: float
     ) -> None:
+        super().__init__(stimulator, self._own_core(stimulator))
+        self._begin(phases, parameters, exact)
+
+    def _own_core(self, stimulator: "Stimulator") -> _core.Pattern:
+        """A compiled core that asks this object."""
         pattern = weakref.ref(self)
 
         def adjust(current: Phases, proposed: Phases, budget: int) -> Optional[Phases]:
@@ -240,8 +254,19 @@ class Pattern(BasePattern):
             changed = None if me is None else me.set_period(current, period_ms)
             return None if changed is None else phase_array(changed)
 
-        super().__init__(stimulator, _core.OwnKind(stimulator.plain_core, adjust, period))
-        self._begin(phases, parameters, exact)
+        return _core.OwnKind(stimulator.plain_core, adjust, period)
+
+    def __copy__(self: _Own) -> _Own:
+        copied = self._of(self.stimulator, self._core)
+        copied._core = copied._own_core(self.stimulator)
+        copied._core.assign(self._core)
+        vars(copied).update(vars(self))
+        return copied
+
+    def __deepcopy__(self: _Own, memo: Dict[int, object]) -> _Own:
+        copied = memo[id(self)] = self.__copy__()
+        vars(copied).update(copy.deepcopy(vars(self), memo))
+        return copied
 
     def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> Optional[npt.ArrayLike]:
         """Returns phases that fit, in place of proposed, which do not fit; or None to refuse the edit.

@@ -1,5 +1,6 @@
 """What the package adds to the library: Python's values, errors, memory and threads."""
 
+import copy
 import gc
 import math
 import sys
@@ -18,6 +19,7 @@ from hypothesis import strategies as st
 import tarvutil as tv
 from tarvutil import _core
 from tarvutil.numbers import Phases
+from tarvutil.patterns import BasePattern
 
 matplotlib.use("Agg")
 
@@ -236,6 +238,33 @@ def test_an_own_kind_has_attributes_of_its_own() -> None:
     assert Began(True).made_for == "rat 7" and len(Began(True).words) > 1
     with pytest.raises(RuntimeError, match="Began: .*__init__"):
         Began(False).words
+
+
+class OfOneLength(tv.Pattern):
+    """Any phase that does not fit gets this length."""
+
+    length_us = 40.0
+
+    def adjust_phases(self, current: Phases, proposed: Phases, budget: int) -> npt.ArrayLike:
+        proposed[:, 0] = self.length_us
+        return proposed
+
+
+@pytest.mark.parametrize("duplicate", [copy.copy, copy.deepcopy])
+def test_a_copy_is_a_pattern_of_its_own(duplicate: Callable[[BasePattern], BasePattern]) -> None:
+    own = OfOneLength(STIM, [[200, -60], [200, 60]], pulses=3)
+    own.length_us = 80.0
+    for pattern in (STIM.lilly(**PULSE), STIM.plain([[200, -60], [200, 60]]), own):
+        words = pattern.words
+        copied = duplicate(pattern)
+        assert type(copied) is type(pattern) and (copied.words == words).all() and copied.text == pattern.text
+        copied.set_phase(1, 400, 50, exact=False)
+        assert (pattern.words == words).all() and not np.array_equal(copied.words, words)
+    own.length_us = 60.0
+    copied.set_phase(0, 190, -60, exact=False)
+    assert copied.phases[0, 0] == 80 and own.phases[0, 0] == 200
+    del own, pattern
+    copied.set_phase(0, 190, -60, exact=False)
 
 
 def test_an_own_kind_without_phases_has_no_words() -> None:
