@@ -34,8 +34,9 @@ constexpr bool LosesSigns = false;
 bool IsNeighbour(double a, double expected, const std::string& text)
 {
     using Limits = std::numeric_limits<double>;
+    const std::size_t sign = text[0] == '-' || text[0] == '+' ? 1 : 0;
     return std::fabs(expected) < Limits::min() && std::fabs(a - expected) <= Limits::denorm_min() &&
-           text.find_first_of("xX") != std::string::npos;
+           text.find_first_of("xX") == sign + 1 && text[sign] == '0';
 }
 
 // A sign of 0 counts, that of a NaN does not.
