@@ -81,9 +81,10 @@ int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_u
         Check(std::isfinite(rate_hz) && rate_hz > 0, "rate_hz: not a finite number above 0");
         const preview::Train train =
             preview::TrainOf(given.words, given.scale, cycles > 0 ? cycles : playback::CyclesOf(words[0]));
-        constexpr double MostSamples = 2147483646;
-        if (!(train.EndUsec() / 1e6 * rate_hz < MostSamples))
-            throw Error{TARVUTIL_FAILED, "there would be more samples than 32 bits can count"};
+        constexpr double Most = 2147483646;
+        const double stretches = static_cast<double>(train.cycles) * static_cast<double>(train.cycle.size());
+        if (!(train.EndUsec() / 1e6 * rate_hz < Most && stretches < Most))
+            throw Error{TARVUTIL_FAILED, "there would be more samples or stretches than 32 bits can count"};
         std::size_t samples = 0;
         ForEachSample(train, rate_hz, [&](double, double) { ++samples; });
         if (!Fits(samples, currents_ua, capacity)) return Count(samples);

@@ -365,7 +365,8 @@ TARVUTIL_API int32_t tarvutil_segments_json(const uint32_t* words, int32_t count
                                             float amp_step_ua, char* text, int32_t capacity);
 /* The mean current, microamperes, of samples of 1/rate_hz seconds from the start of the train; the charge stays the
  * same. cycles: of the train, above 0 (1 for one cycle), or 0 for the number in word 0. The rest of the last sample
- * counts as 0 uA. Sample i begins at i/rate_hz seconds. TARVUTIL_FAILED for more than 2147483646 samples. */
+ * counts as 0 uA. Sample i begins at i/rate_hz seconds. TARVUTIL_FAILED for more than 2147483646 samples,
+ * or stretches of constant current. Takes some nanoseconds for each of them, also where currents_ua is null. */
 TARVUTIL_API int32_t tarvutil_samples(const uint32_t* words, int32_t count, float time_step_us,
                                       float amp_step_ua, int64_t cycles, double rate_hz, double* currents_ua,
                                       int32_t capacity);

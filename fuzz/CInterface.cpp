@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <numeric>
 
 #include "Fuzz.h"
 #include "tarvutil.h"
@@ -366,21 +367,30 @@ void Calls::Words()
     const float timeStep = AnyFloat(in), ampStep = AnyFloat(in);
     if (in.ConsumeBool()) words.push_back(in.ConsumeIntegral<std::uint32_t>());
     const auto count = static_cast<std::int32_t>(words.size());
-    std::vector<double> other;
+    std::vector<double> durations;
+    std::vector<double> currents;
     std::vector<std::int32_t> indices;
     Fetched<double>(0, [&](double* to, std::int32_t room) {
-        other.assign(static_cast<std::size_t>(room) + 1, 0);
-        indices.assign(other.size(), 0);
-        return tarvutil_segments(words.data(), count, timeStep, ampStep, to, other.data(), other.data(),
-                                 indices.data(), room);
+        durations.assign(static_cast<std::size_t>(room) + 1, 0);
+        currents = durations;
+        indices.assign(durations.size(), 0);
+        return tarvutil_segments(words.data(), count, timeStep, ampStep, to, durations.data(),
+                                 currents.data(), indices.data(), room);
     });
     RequireJson([&](char* to, std::int32_t room) {
         return Checked(tarvutil_segments_json(words.data(), count, timeStep, ampStep, to, room));
     });
     const double rate = std::fabs(Number());
-    const std::int32_t cycles = 1 + std::abs(Small());
-    constexpr std::int32_t Most = 1000000;  // a host asks for as many samples as it can keep
-    if (tarvutil_samples(words.data(), count, timeStep, ampStep, cycles, rate, nullptr, 0) > Most) return;
+    const std::int64_t cycles = in.ConsumeBool() ? 1 + std::abs(Small()) : in.ConsumeIntegral<std::int64_t>();
+    // A host asks for as many samples as it can keep. Far more are refused at once.
+    constexpr double Most = 1e6;
+    constexpr double Refused = 3e9;
+    const double usec = std::accumulate(durations.begin(), durations.end(), 0.0);
+    constexpr double MostInWord0 = 4095;
+    const double times = cycles == 0 ? MostInWord0 : static_cast<double>(cycles);
+    const double samples = usec * 1e-6 * rate * times;
+    const double stretches = static_cast<double>(durations.size()) * times;
+    if ((samples > Most && samples < Refused) || (stretches > Most && times < Refused)) return;
     Fetched<double>(0, [&](double* to, std::int32_t room) {
         return tarvutil_samples(words.data(), count, timeStep, ampStep, cycles, rate, to, room);
     });
