@@ -63,6 +63,7 @@ Train TrainOf(const std::vector<unsigned int>& words, const playback::Scale& sca
 
 void ForEachStretch(const Train& train, const VisitStretch& visit)
 {
+    if (train.cycle.empty()) return;  // however many cycles of nothing
     for (std::int64_t cycle = 0; cycle < train.cycles; ++cycle) {
         const double start = static_cast<double>(cycle) * train.periodUsec;
         for (const playback::Segment& segment : train.cycle)

@@ -513,6 +513,7 @@ TEST(CInterfaceTest, SamplesKeepTheCharge)
     }
     EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, 1, 1e300, nullptr, 0), TARVUTIL_FAILED);
     EXPECT_EQ(tarvutil_samples(words, 5, ThirdStep, 10, INT64_MAX, 1e-15, nullptr, 0), TARVUTIL_FAILED);
+    EXPECT_EQ(tarvutil_samples(words, 1, ThirdStep, 10, INT64_MAX, Hz, nullptr, 0), 0);
     EXPECT_EQ(tarvutil_samples(words + 1, 4, ThirdStep, 10, 1, Hz, nullptr, 0), TARVUTIL_REFUSED);
     const std::uint32_t faulty[] = {3, 0x0006A006, 0};
     EXPECT_EQ(TextOf([&](char* out, std::int32_t room) {
