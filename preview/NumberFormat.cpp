@@ -137,15 +137,26 @@ char* WriteNearest(char* out, double value, int decimals)
 
 }  // namespace
 
-std::string Rounded(double value, int decimals)
+void AppendRounded(std::string& text, double value, int decimals)
 {
     char digits[Room];
-    if (char* const end = WriteNearest(digits, value, decimals)) return std::string(digits, end);
-    std::string text(digits, WriteFixed(digits, value, decimals));
-    if (!std::isfinite(value) || decimals == 0) return text == "-0" ? "0" : text;
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.') text.pop_back();
-    return text == "-0" ? "0" : text;
+    const char* end = WriteNearest(digits, value, decimals);
+    if (end == nullptr) {
+        end = WriteFixed(digits, value, decimals);
+        if (std::isfinite(value) && decimals != 0) {
+            while (end[-1] == '0') --end;
+            if (end[-1] == '.') --end;
+        }
+    }
+    const std::string_view written(digits, static_cast<std::size_t>(end - digits));
+    text += written == "-0" ? "0" : written;
+}
+
+std::string Rounded(double value, int decimals)
+{
+    std::string text;
+    AppendRounded(text, value, decimals);
+    return text;
 }
 
 double ShortestDouble(float value)

@@ -16,6 +16,7 @@ std::string Shortest(float value);
 //
 //     199.99999 -> "200",  33.333332 -> "33.333",  -0.0001 -> "0"
 std::string Rounded(double value, int decimals = 3);
+void AppendRounded(std::string& text, double value, int decimals = 3);
 
 // The double whose shortest text is that of value: what a JSON writer shall be given for a float.
 //

@@ -53,9 +53,17 @@ struct Record
 void PrintTable(Output& output, Table& table, const Place& place, const Record& record)
 {
     table.Clear();
-    for (const playback::Segment& segment : playback::Segments(record.words, record.Scale()))
-        table.Add({Rounded(segment.startUsec), Rounded(segment.durationUsec), Rounded(segment.currentUa),
-                   playback::NameOf(segment.kind), std::to_string(segment.word)});
+    for (const playback::Segment& segment : playback::Segments(record.words, record.Scale())) {
+        for (const double number : {segment.startUsec, segment.durationUsec, segment.currentUa}) {
+            preview::AppendRounded(table.Cell(), number);
+            table.EndCell();
+        }
+        table.Cell() += playback::NameOf(segment.kind);
+        table.EndCell();
+        table.Cell() += std::to_string(segment.word);
+        table.EndCell();
+        table.EndRow();
+    }
     std::string& text = output.Buffer();
     text += place.Text();
     text.append(": cycles: ").append(std::to_string(playback::CyclesOf(record.words[0])));

@@ -18,6 +18,18 @@ class Table
     void Add(std::initializer_list<std::string_view> row) { AddRow(row); }
     void Add(const std::vector<std::string>& row) { AddRow(row); }
 
+    // A row cell by cell: append to Cell(), then call EndCell(); after the last one, EndRow().
+    std::string& Cell() { return m_text; }
+    void EndCell()
+    {
+        const std::size_t column = m_ends.size() - (m_rowEnds.empty() ? 0 : m_rowEnds.back());
+        if (column == m_widths.size()) m_widths.push_back(0);
+        const std::size_t begin = m_ends.empty() ? 0 : m_ends.back();
+        m_widths[column] = std::max(m_widths[column], m_text.size() - begin);
+        m_ends.push_back(m_text.size());
+    }
+    void EndRow() { m_rowEnds.push_back(m_ends.size()); }
+
     std::size_t Size() const { return m_rowEnds.size() - 1; }  // without the header
 
     // Leaves the header only.
@@ -63,15 +75,11 @@ class Table
     template <typename Row>
     void AddRow(const Row& row)
     {
-        if (row.size() > m_widths.size()) m_widths.resize(row.size());
-        std::size_t column = 0;
         for (const auto& cell : row) {
-            m_widths[column] = std::max(m_widths[column], cell.size());
-            ++column;
             m_text += cell;
-            m_ends.push_back(m_text.size());
+            EndCell();
         }
-        m_rowEnds.push_back(m_ends.size());
+        EndRow();
     }
 
     std::string m_text;                  // of all cells
