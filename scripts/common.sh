@@ -38,6 +38,18 @@ configure() {
     rm -f "$dir.log"
 }
 
+# filled PAGE DIR: the page, with each part between a line "<!-- NAME -->" and the next "<!-- end -->" as in DIR/NAME.md,
+# or as it was where there is no such file.
+filled() {
+    awk -v dir="$2" '
+        /^<!-- end -->$/ { inside = 0 }
+        !inside { print }
+        /^<!-- [a-z]+ -->$/ && !/end/ {
+            file = dir "/" $2 ".md"
+            while ((getline line < file) > 0) { print line; inside = 1 }
+        }' "$1"
+}
+
 # copy_headers DIR: the header-only packages alone, for a compiler to whose system /usr/include does not belong.
 copy_headers() {
     rm -rf "$1"
